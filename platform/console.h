@@ -1,0 +1,19 @@
+// The console: standard output, a line at a time.
+
+#ifndef PLATFORM_CONSOLE_H_
+#define PLATFORM_CONSOLE_H_
+
+#include <string_view>
+
+namespace platform {
+
+// The console's line end, for texts that carry one of their own.
+inline constexpr std::string_view kEndOfLine = "\n";
+
+// Writes the text and a line end to standard output at once, unbuffered. A console that is closed, or that
+// takes nothing for a second, loses the line; nothing is reported.
+void PrintLine(std::string_view text);
+
+}  // namespace platform
+
+#endif  // PLATFORM_CONSOLE_H_

@@ -1,0 +1,45 @@
+#include "platform/console_application.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <exception>
+
+#include "platform/event_pump.h"
+
+namespace platform {
+namespace {
+
+ConsoleApplication* running_application = nullptr;
+std::terminate_handler default_handler = nullptr;
+
+[[noreturn]] void OnTerminate() {
+  // A second failure, while this one is reported, must not come back here.
+  std::set_terminate(default_handler);
+  const Failure failure(CurrentStack());
+  if (running_application->Event_UnhandledException(failure)) std::_Exit(EXIT_FAILURE);
+  default_handler();
+  std::abort();
+}
+
+void OpenStandardDescriptors() {
+  for (int number = STDIN_FILENO; number <= STDERR_FILENO; ++number) {
+    // The lowest free number is the one that open takes.
+    if (fcntl(number, F_GETFD) == -1) open("/dev/null", O_RDWR);
+  }
+}
+
+}  // namespace
+
+std::int32_t RunApplication(ConsoleApplication& application, int argument_count, char** arguments) {
+  OpenStandardDescriptors();
+  EventPump::Instance();
+  running_application = &application;
+  default_handler = std::set_terminate(OnTerminate);
+  const std::int32_t status = application.Event_Run({arguments, arguments + argument_count});
+  std::set_terminate(default_handler);
+  return status;
+}
+
+}  // namespace platform

@@ -1,0 +1,35 @@
+// What a console program derives its application object from, and the one call that its main makes.
+
+#ifndef PLATFORM_CONSOLE_APPLICATION_H_
+#define PLATFORM_CONSOLE_APPLICATION_H_
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "platform/failure.h"
+
+namespace platform {
+
+class ConsoleApplication {
+ public:
+  ConsoleApplication() = default;
+  ConsoleApplication(const ConsoleApplication&) = delete;
+  ConsoleApplication& operator=(const ConsoleApplication&) = delete;
+  virtual ~ConsoleApplication() = default;
+
+  // The program: takes its arguments, its own path first, and returns its exit status.
+  virtual std::int32_t Event_Run(const std::vector<std::string>& arguments) = 0;
+
+  // Called with a failure that nothing caught, before anything is unwound. True: the process ends with status
+  // 1; false: it aborts, as uncaught failures do.
+  virtual bool Event_UnhandledException(const Failure& failure) = 0;
+};
+
+// Runs the application and returns its exit status. To be called by main, once. Standard descriptors that are
+// closed are opened on /dev/null first, and SIGPIPE is ignored.
+std::int32_t RunApplication(ConsoleApplication& application, int argument_count, char** arguments);
+
+}  // namespace platform
+
+#endif  // PLATFORM_CONSOLE_APPLICATION_H_

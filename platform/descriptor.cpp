@@ -1,0 +1,30 @@
+#include "platform/descriptor.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace platform {
+
+Descriptor::Descriptor(int number) : number_(number) {
+  if (number > STDERR_FILENO) {
+    fcntl(number, F_SETFD, FD_CLOEXEC);
+  } else if (number >= 0) {
+    number_ = fcntl(number, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+    close(number);
+  }
+}
+
+Descriptor& Descriptor::operator=(Descriptor&& other) noexcept {
+  if (this != &other) {
+    Reset();
+    number_ = std::exchange(other.number_, -1);
+  }
+  return *this;
+}
+
+void Descriptor::Reset() {
+  if (number_ >= 0) close(number_);
+  number_ = -1;
+}
+
+}  // namespace platform

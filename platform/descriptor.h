@@ -1,0 +1,32 @@
+// Sole owner of one open descriptor: closes it when it goes.
+
+#ifndef PLATFORM_DESCRIPTOR_H_
+#define PLATFORM_DESCRIPTOR_H_
+
+#include <utility>
+
+namespace platform {
+
+class Descriptor {
+ public:
+  Descriptor() = default;
+  // Takes over `number`, or nothing if it is negative. One of 0 to 2 (free when the process was started
+  // without them) is moved up first, so that console output can never end on a wire. Sets close-on-exec.
+  explicit Descriptor(int number);
+  ~Descriptor() { Reset(); }
+  Descriptor(Descriptor&& other) noexcept : number_(std::exchange(other.number_, -1)) {}
+  Descriptor& operator=(Descriptor&& other) noexcept;
+
+  bool IsOpen() const { return number_ >= 0; }
+  // The number, -1 when nothing is open.
+  int Number() const { return number_; }
+  // Closes what is open.
+  void Reset();
+
+ private:
+  int number_ = -1;
+};
+
+}  // namespace platform
+
+#endif  // PLATFORM_DESCRIPTOR_H_

@@ -1,0 +1,72 @@
+#include "platform/failure.h"
+
+#include <cxxabi.h>
+#include <dlfcn.h>
+#include <unwind.h>
+
+#include <array>
+#include <cstdint>
+#include <cstdlib>
+#include <memory>
+
+#include "platform/text.h"
+
+namespace platform {
+namespace {
+
+struct Frames {
+  std::array<std::uintptr_t, 256> addresses{};
+  std::size_t count = 0;
+};
+
+_Unwind_Reason_Code AddFrame(_Unwind_Context* context, void* frames_pointer) {
+  auto& frames = *static_cast<Frames*>(frames_pointer);
+  int before_instruction = 0;
+  const std::uintptr_t address = _Unwind_GetIPInfo(context, &before_instruction);
+  // A return address can lie past the end of a caller that never returns; step back into the call.
+  frames.addresses.at(frames.count++) = before_instruction != 0 ? address : address - 1;
+  return frames.count < frames.addresses.size() ? _URC_NO_REASON : _URC_END_OF_STACK;
+}
+
+const void* AsPointer(std::uintptr_t address) {
+  return reinterpret_cast<const void*>(address);  // NOLINT(performance-no-int-to-ptr): dladdr asks for one
+}
+
+std::string FunctionName(std::uintptr_t address) {
+  Dl_info place{};
+  const bool known = dladdr(AsPointer(address), &place) != 0;
+  if (known && place.dli_sname != nullptr) {
+    int status = 0;
+    const std::unique_ptr<char, decltype(&std::free)> readable(
+        abi::__cxa_demangle(place.dli_sname, nullptr, nullptr, &status), &std::free);
+    return readable != nullptr ? readable.get() : place.dli_sname;
+  }
+  if (!known || place.dli_fname == nullptr) return "0x" + ToHexadecimal(static_cast<std::uint32_t>(address));
+  const auto offset = address - reinterpret_cast<std::uintptr_t>(place.dli_fbase);
+  return std::string(place.dli_fname) + "+0x" + ToHexadecimal(static_cast<std::uint32_t>(offset));
+}
+
+// Where the frames of the program itself begin: after the ones that carry out a throw or a termination.
+std::size_t FirstOwnFrame(const std::vector<std::string>& names) {
+  constexpr std::array<std::string_view, 3> kMachinery{"__cxa_throw", "__cxa_rethrow", "std::terminate()"};
+  std::size_t first = 0;
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    for (const std::string_view machinery : kMachinery) {
+      if (names[i] == machinery) first = i + 1;
+    }
+  }
+  return first;
+}
+
+}  // namespace
+
+std::vector<std::string> CurrentStack() {
+  Frames frames;
+  _Unwind_Backtrace(AddFrame, &frames);
+  std::vector<std::string> names;
+  for (std::size_t i = 0; i < frames.count; ++i) names.push_back(FunctionName(frames.addresses.at(i)));
+  names.erase(names.begin(), names.begin() + static_cast<std::ptrdiff_t>(FirstOwnFrame(names)));
+  return names;
+}
+
+}  // namespace platform

@@ -1,0 +1,36 @@
+#include "platform/output_queue.h"
+
+#include <unistd.h>
+
+#include <cerrno>
+
+namespace platform {
+
+void OutputQueue::Clear() {
+  // The memory is kept for the next bytes, unless a flood left more of it than a quiet link needs.
+  constexpr std::size_t kKeptCapacity = std::size_t{64} * 1024;
+  bytes_.clear();
+  if (bytes_.capacity() > kKeptCapacity) bytes_.shrink_to_fit();
+  sent_ = 0;
+}
+
+std::int32_t OutputQueue::SendTo(int descriptor) {
+  if (Empty()) return 0;
+  const ssize_t count = write(descriptor, bytes_.data() + sent_, Size());
+  if (count < 0) {
+    if (errno == EAGAIN || errno == EINTR) return 0;
+    const std::int32_t error = errno;
+    Clear();
+    return error;
+  }
+  sent_ += static_cast<std::size_t>(count);
+  if (Size() == 0) {
+    Clear();
+  } else if (sent_ > Size()) {
+    bytes_.erase(0, sent_);
+    sent_ = 0;
+  }
+  return 0;
+}
+
+}  // namespace platform

@@ -1,0 +1,34 @@
+// Bytes on their way out of a non-blocking descriptor. Short writes are normal: what did not leave waits
+// here.
+
+#ifndef PLATFORM_OUTPUT_QUEUE_H_
+#define PLATFORM_OUTPUT_QUEUE_H_
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace platform {
+
+class OutputQueue {
+ public:
+  bool Empty() const { return bytes_.empty(); }
+  // The number of bytes that wait.
+  std::size_t Size() const { return bytes_.size() - sent_; }
+
+  void Append(std::string_view bytes) { bytes_ += bytes; }
+  void Clear();
+
+  // Makes one attempt to send what waits. Returns 0, or the errno value of a failure, on which the queue is
+  // dropped; a descriptor that has no room now is no failure.
+  std::int32_t SendTo(int descriptor);
+
+ private:
+  std::string bytes_;  // waiting from sent_ on
+  std::size_t sent_ = 0;
+};
+
+}  // namespace platform
+
+#endif  // PLATFORM_OUTPUT_QUEUE_H_

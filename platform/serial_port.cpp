@@ -1,0 +1,170 @@
+#include "platform/serial_port.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/file.h>
+#include <sys/ioctl.h>
+#include <sys/stat.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <utility>
+
+#include "platform/ticks.h"
+
+namespace platform {
+namespace {
+
+using std::chrono::milliseconds;
+
+struct Speed {
+  std::int32_t bits_per_second;
+  speed_t code;
+};
+
+constexpr std::array kSpeeds{Speed{300, B300},      Speed{600, B600},     Speed{1200, B1200},
+                             Speed{2400, B2400},    Speed{4800, B4800},   Speed{9600, B9600},
+                             Speed{19200, B19200},  Speed{38400, B38400}, Speed{57600, B57600},
+                             Speed{115200, B115200}};
+
+constexpr std::array<tcflag_t, 4> kDataBits{CS5, CS6, CS7, CS8};
+constexpr std::int32_t kFewestDataBits = 5;
+
+// B0 for a speed that is not standard.
+speed_t SpeedCode(std::int32_t bits_per_second) {
+  for (const Speed& speed : kSpeeds) {
+    if (speed.bits_per_second == bits_per_second) return speed.code;
+  }
+  return B0;
+}
+
+// Waits for room, or for `limit`. A signal ends the wait early.
+void WaitForRoom(int line, milliseconds limit) {
+  pollfd waiting{line, POLLOUT, 0};
+  poll(&waiting, 1, static_cast<int>(limit.count()));
+}
+
+}  // namespace
+
+SerialPort::~SerialPort() {
+  DiscardOutput();
+}
+
+bool SerialPort::Find(const std::string& name) {
+  const bool is_path = name.find('/') != std::string::npos;
+  path_ = is_path ? name : "/dev/" + name;
+  struct stat found {};
+  return stat(path_.c_str(), &found) == 0 && S_ISCHR(found.st_mode);
+}
+
+bool SerialPort::Open() {
+  Close();
+  // Non-blocking, or the call would wait for a modem's carrier.
+  Descriptor line(open(path_.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC));
+  const bool usable = line.IsOpen() && isatty(line.Number()) == 1 &&
+                      flock(line.Number(), LOCK_EX | LOCK_NB) == 0 && ApplySettings(line);
+  if (!usable) {
+    SetLastErrorCode(errno);
+    return false;
+  }
+  // A pseudo-terminal has no modem lines and refuses; so do some adapters.
+  int dtr = TIOCM_DTR;
+  ioctl(line.Number(), dtr_ ? TIOCMBIS : TIOCMBIC, &dtr);
+  Use(std::move(line));
+  return true;
+}
+
+bool SerialPort::ApplySettings(const Descriptor& line) const {
+  const speed_t speed = SpeedCode(speed_);
+  const std::int32_t data_bits = data_bits_ - kFewestDataBits;
+  if (speed == B0 || data_bits < 0 || data_bits >= static_cast<std::int32_t>(kDataBits.size())) {
+    errno = EINVAL;
+    return false;
+  }
+  termios settings{};
+  if (tcgetattr(line.Number(), &settings) != 0) return false;
+  settings.c_iflag = 0;
+  settings.c_oflag = 0;
+  settings.c_lflag = 0;
+  settings.c_cflag &= ~static_cast<tcflag_t>(CSIZE | PARENB | PARODD | CSTOPB | CRTSCTS);
+  settings.c_cflag |= CREAD | CLOCAL | kDataBits.at(static_cast<std::size_t>(data_bits));
+  if (parity_ != ParityKind::kNone) settings.c_cflag |= PARENB;
+  if (parity_ == ParityKind::kOdd) settings.c_cflag |= PARODD;
+  settings.c_cc[VMIN] = 1;
+  settings.c_cc[VTIME] = 0;
+  cfsetispeed(&settings, speed);
+  cfsetospeed(&settings, speed);
+  if (tcsetattr(line.Number(), TCSANOW, &settings) != 0) return false;
+
+  // The call succeeds when it could make any one of the changes; ask for what the line really has.
+  termios applied{};
+  if (tcgetattr(line.Number(), &applied) != 0) return false;
+  const tcflag_t kChecked = CSIZE | PARENB | CSTOPB;
+  if ((applied.c_cflag & kChecked) == (settings.c_cflag & kChecked) && cfgetospeed(&applied) == speed)
+    return true;
+  errno = EINVAL;
+  return false;
+}
+
+void SerialPort::Close() {
+  DiscardOutput();
+  CloseStream();
+}
+
+void SerialPort::Write(std::string_view bytes) {
+  auto deadline = MonotonicNow() + kPatience;
+  while (!bytes.empty() && TakesOutput()) {
+    const ssize_t count = write(DescriptorNumber(), bytes.data(), bytes.size());
+    if (count > 0) {
+      bytes.remove_prefix(static_cast<std::size_t>(count));
+      deadline = MonotonicNow() + kPatience;
+    } else if (count < 0 && errno != EAGAIN && errno != EINTR) {
+      FailAfterInput(errno);
+    } else if (const auto left = deadline - MonotonicNow(); left.count() <= 0) {
+      FailLater(ETIMEDOUT);
+    } else {
+      WaitForRoom(DescriptorNumber(), std::chrono::ceil<milliseconds>(left));
+    }
+  }
+}
+
+void SerialPort::WaitTransmitted() {
+  // A plain drain blocks for ever on some USB adapters, so first watch the queue run empty.
+  constexpr timespec kByteTime{0, 1'000'000};  // about one byte at 9600 bits a second
+  std::size_t waiting = OutputWaiting();
+  auto deadline = MonotonicNow() + kPatience;
+  while (waiting > 0 && TakesOutput()) {
+    nanosleep(&kByteTime, nullptr);
+    const std::size_t now_waiting = OutputWaiting();
+    if (now_waiting < waiting) deadline = MonotonicNow() + kPatience;
+    waiting = now_waiting;
+    if (waiting > 0 && MonotonicNow() >= deadline) FailLater(ETIMEDOUT);
+  }
+  if (!TakesOutput()) return;
+  while (tcdrain(DescriptorNumber()) != 0 && errno == EINTR) {
+  }
+}
+
+std::size_t SerialPort::Flush() {
+  const std::size_t read_before = ReadAll().size();
+  const std::size_t waiting = InputWaiting();
+  if (IsOpen()) tcflush(DescriptorNumber(), TCIFLUSH);
+  DiscardOutput();
+  return read_before + waiting;
+}
+
+std::size_t SerialPort::OutputWaiting() const {
+  int waiting = 0;
+  if (DescriptorNumber() < 0 || ioctl(DescriptorNumber(), TIOCOUTQ, &waiting) != 0) return 0;
+  return static_cast<std::size_t>(waiting);
+}
+
+void SerialPort::DiscardOutput() const {
+  // Only when there is some: on a pseudo-terminal a flush would take back what the other side has yet to
+  // read.
+  if (OutputWaiting() > 0) tcflush(DescriptorNumber(), TCOFLUSH);
+}
+
+}  // namespace platform

@@ -1,0 +1,73 @@
+// A serial line of this computer. Derive from it to receive its events.
+//
+// Find a port, make its settings, then Open. Writing blocks until the line has taken every byte, because a
+// device command is five bytes and the next must not overtake it. A line that takes no byte for kPatience is
+// failed, so that the process can still end. After an error the port drops what is written to it until Close.
+
+#ifndef PLATFORM_SERIAL_PORT_H_
+#define PLATFORM_SERIAL_PORT_H_
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "platform/byte_stream.h"
+
+namespace platform {
+
+class SerialPort : public ByteStream {
+ public:
+  enum class ParityKind { kNone, kOdd, kEven };
+
+  // How long a line may take no byte before a write or a transmit wait fails it with ETIMEDOUT.
+  static constexpr std::chrono::seconds kPatience{5};
+
+  ~SerialPort() override;
+
+  // Looks the port up: a name with a slash is a path, any other is a device under /dev; links are followed.
+  // Returns whether it names a character device, and attaches this object to it.
+  bool Find(const std::string& name);
+
+  // Settings of the next Open: 5 to 8 data bits, a standard speed in bits a second, the data-terminal-ready
+  // line. One stop bit and no flow control are fixed.
+  void SetDataBits(std::int32_t bits) { data_bits_ = bits; }
+  void SetParity(ParityKind parity) { parity_ = parity; }
+  void SetSpeed(std::int32_t bits_per_second) { speed_ = bits_per_second; }
+  void SetDtr(bool asserted) { dtr_ = asserted; }
+
+  // Opens the port found, for this process alone, with the settings in place before any byte. False, with the
+  // last error code set, when it is no terminal, is in use by another driver or refuses the settings.
+  bool Open();
+
+  // Closes the port. Output that has not left by then is discarded.
+  void Close();
+
+  // Writes the bytes; returns when the system has taken them all, or the line has failed.
+  void Write(std::string_view bytes);
+
+  // Returns when every byte written has left the line, or the line has failed.
+  void WaitTransmitted();
+
+  // Discards all input and output that waits in the port; returns the number of input bytes among it.
+  std::size_t Flush();
+
+ protected:
+  Interest PrepareToWait() override { return InputInterest(); }
+
+ private:
+  bool ApplySettings(const Descriptor& line) const;
+  std::size_t OutputWaiting() const;
+  void DiscardOutput() const;
+
+  std::string path_;
+  std::int32_t data_bits_ = 8;
+  std::int32_t speed_ = 9600;
+  ParityKind parity_ = ParityKind::kNone;
+  bool dtr_ = true;
+};
+
+}  // namespace platform
+
+#endif  // PLATFORM_SERIAL_PORT_H_

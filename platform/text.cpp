@@ -1,0 +1,106 @@
+#include "platform/text.h"
+
+#include <algorithm>
+#include <limits>
+
+namespace platform {
+namespace {
+
+// The value of a digit in any base up to 16, or 16 for a byte that is no digit.
+int DigitValue(char c) {
+  const char lower = ToLower(c);
+  if (lower >= '0' && lower <= '9') return lower - '0';
+  if (lower >= 'a' && lower <= 'f') return lower - 'a' + 10;
+  return 16;
+}
+
+std::int64_t ReadDigits(std::string_view text, int base) {
+  constexpr std::int64_t kTop = std::numeric_limits<std::int64_t>::max();
+  std::int64_t value = 0;
+  for (const char c : text) {
+    const int digit = DigitValue(c);
+    if (digit >= base) break;
+    if (value > (kTop - digit) / base) return kTop;
+    value = value * base + digit;
+  }
+  return value;
+}
+
+bool IsContinuation(char c) {
+  return (static_cast<unsigned char>(c) & 0xC0) == 0x80;
+}
+
+}  // namespace
+
+bool EqualIgnoringCase(std::string_view a, std::string_view b) {
+  return std::equal(a.begin(), a.end(), b.begin(), b.end(),
+                    [](char x, char y) { return ToLower(x) == ToLower(y); });
+}
+
+std::int64_t ReadNumber(std::string_view text) {
+  const std::string_view prefix = text.substr(0, 2);
+  if (EqualIgnoringCase(prefix, "&h")) return ReadDigits(text.substr(2), 16);
+  if (EqualIgnoringCase(prefix, "&b")) return ReadDigits(text.substr(2), 2);
+  return ReadDigits(text, 10);
+}
+
+std::int32_t ReadInt32(std::string_view text) {
+  constexpr std::int64_t kTop = std::numeric_limits<std::int32_t>::max();
+  return static_cast<std::int32_t>(std::min(ReadNumber(text), kTop));
+}
+
+std::int64_t ReadHexadecimal(std::string_view digits) {
+  return ReadDigits(digits, 16);
+}
+
+std::string ToHexadecimal(std::uint32_t value) {
+  std::string digits;
+  do {
+    digits.insert(digits.begin(), "0123456789ABCDEF"[value & 0xF]);
+    value >>= 4;
+  } while (value != 0);
+  return digits;
+}
+
+std::size_t CharacterLength(std::string_view text, std::size_t position) {
+  const auto first = static_cast<unsigned char>(text[position]);
+  std::size_t length = 1;
+  if (first >= 0xC2 && first <= 0xDF) length = 2;
+  if (first >= 0xE0 && first <= 0xEF) length = 3;
+  if (first >= 0xF0 && first <= 0xF4) length = 4;
+  if (length == 1 || length > text.size() - position) return 1;
+
+  for (std::size_t i = 1; i < length; ++i) {
+    if (!IsContinuation(text[position + i])) return 1;
+  }
+  // The second byte alone tells an overlong form, a surrogate or a number past the last character.
+  const auto second = static_cast<unsigned char>(text[position + 1]);
+  const bool valid = !(first == 0xE0 && second < 0xA0) && !(first == 0xED && second > 0x9F) &&
+                     !(first == 0xF0 && second < 0x90) && !(first == 0xF4 && second > 0x8F);
+  return valid ? length : 1;
+}
+
+std::string_view FirstCharacters(std::string_view text, std::size_t count) {
+  std::size_t end = 0;
+  for (; count > 0 && end < text.size(); --count) end += CharacterLength(text, end);
+  return text.substr(0, end);
+}
+
+std::string_view LastCharacters(std::string_view text, std::size_t count) {
+  std::size_t characters = 0;
+  for (std::size_t at = 0; at < text.size(); at += CharacterLength(text, at)) ++characters;
+  const std::size_t skipped = characters - std::min(characters, count);
+  return text.substr(FirstCharacters(text, skipped).size());
+}
+
+std::string_view CutToBytes(std::string_view text, std::size_t bytes) {
+  std::size_t end = 0;
+  while (end < text.size()) {
+    const std::size_t next = end + CharacterLength(text, end);
+    if (next > bytes) break;
+    end = next;
+  }
+  return text.substr(0, end);
+}
+
+}  // namespace platform
