@@ -1,0 +1,168 @@
+// Plain, log and error packets: the fixed-position layouts of the host link.
+
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <chrono>
+#include <limits>
+#include <utility>
+
+#include "message/quorvane_command.h"
+#include "platform/text.h"
+
+namespace {
+
+using platform::EqualIgnoringCase;
+
+static_assert(std::numeric_limits<double>::is_iec559 && sizeof(double) == 8);
+
+constexpr std::size_t kLengthOffset = 1;
+constexpr std::size_t kVersionOffset = 2;
+constexpr std::size_t kTransactionOffset = 3;
+constexpr std::size_t kInterfaceTypeOffset = 4;
+constexpr std::size_t kUnitClassOffset = 5;
+constexpr std::size_t kFlagsOffset = 6;
+constexpr std::size_t kCodeOffset = 7;
+constexpr std::size_t kCommandOffset = 8;
+constexpr std::size_t kAddress1Offset = 9;
+constexpr std::size_t kAddress2Offset = 10;
+constexpr std::size_t kLevelOffset = 11;
+constexpr std::size_t kParam1Offset = 12;
+constexpr std::size_t kParam2Offset = 13;
+constexpr std::size_t kRawAnalogOffset = 12;
+constexpr std::size_t kRawAnalogDigits = 4;
+
+constexpr std::size_t kLogLevelOffset = 2;
+constexpr std::int32_t kLargestLogLevel = 4;
+
+constexpr std::size_t kSmallestBody = 13;
+constexpr std::size_t kAroundBody = 3;  // header, length byte and carriage return
+constexpr std::int32_t kDefaultTransaction = 64;
+constexpr std::int32_t kLevelReadAsZero = 76;  // the code of "L"
+
+struct LowBatteryForm {
+  std::string_view received;
+  std::string_view base;
+};
+constexpr std::array<LowBatteryForm, 4> kLowBatteryForms{
+    {{"\x05", "\x04"}, {"\x55", "\x54"}, {"\x01", std::string_view("\0", 1)}, {"\x51", "\x50"}}};
+
+// The byte at an offset as a text, empty past the packet's end.
+std::string TextAt(std::string_view packet, std::size_t offset) {
+  return offset < packet.size() ? std::string(1, packet[offset]) : std::string();
+}
+
+// The value of the byte at an offset, 0 past the packet's end.
+std::int32_t ValueAt(std::string_view packet, std::size_t offset) {
+  return offset < packet.size() ? static_cast<unsigned char>(packet[offset]) : 0;
+}
+
+char LowByte(std::int32_t number) {
+  return static_cast<char>(number & 0xFF);
+}
+
+void SetDefault(std::string& field, std::string_view value) {
+  if (field.empty()) field = std::string(value);
+}
+
+std::string LittleEndianBytes(double number) {
+  auto bits = std::bit_cast<std::uint64_t>(number);
+  std::string bytes(sizeof bits, '\0');
+  for (char& byte : bytes) {
+    byte = static_cast<char>(bits & 0xFF);
+    bits >>= 8;
+  }
+  return bytes;
+}
+
+}  // namespace
+
+cQuorvaneCommand::cQuorvaneCommand() : TimeStamp(std::chrono::system_clock::now()) {}
+
+bool cQuorvaneCommand::InitFromCommonMessage(std::string packet_bytes) {
+  RawCommonCommand = std::move(packet_bytes);
+  const std::string_view packet = RawCommonCommand;
+  Header = TextAt(packet, 0);
+  const char kind = Header.empty() ? '\0' : platform::ToLower(Header[0]);
+  if (kind == 'e') {
+    Code = TextAt(packet, kCodeOffset);
+    return false;
+  }
+  constexpr std::string_view kAccepted = "xylmn";
+  if (kAccepted.find(kind) == std::string_view::npos) return false;
+
+  PacketLength = ValueAt(packet, kLengthOffset);
+  if (kind == 'l') {
+    LogData = ValueAt(packet, kLogLevelOffset);
+    const bool has_level = LogData <= kLargestLogLevel;
+    if (!has_level) LogData = kLargestLogLevel;
+    const std::size_t text_offset = has_level ? kLogLevelOffset + 1 : kLogLevelOffset;
+    LogMessage = packet.substr(std::min(text_offset, packet.size()));
+    return true;
+  }
+
+  Version = TextAt(packet, kVersionOffset);
+  TransactionID = ValueAt(packet, kTransactionOffset);
+  InterfaceType = TextAt(packet, kInterfaceTypeOffset);
+  UnitClass = TextAt(packet, kUnitClassOffset);
+  Flags = ValueAt(packet, kFlagsOffset);
+  ParseFlags();
+  Code = TextAt(packet, kCodeOffset);
+  Command = TextAt(packet, kCommandOffset);
+  // A controller command is no sensor reading: its "Q" is a "Q".
+  for (const LowBatteryForm& form : kLowBatteryForms) {
+    if (fCCM || !EqualIgnoringCase(Command, form.received)) continue;
+    Command = form.base;
+    LowBattery = true;
+    break;
+  }
+  Address1 = TextAt(packet, kAddress1Offset);
+  Address2 = TextAt(packet, kAddress2Offset);
+  level = ValueAt(packet, kLevelOffset);
+  if (level == kLevelReadAsZero) level = 0;
+  param1 = ValueAt(packet, kParam1Offset);
+  param2 = ValueAt(packet, kParam2Offset);
+  if (kind == 'm' && packet.size() > kRawAnalogOffset) {
+    const std::string_view digits = packet.substr(kRawAnalogOffset, kRawAnalogDigits);
+    rawAnalog16 = static_cast<std::int32_t>(platform::ReadHexadecimal(digits));
+  }
+  return true;
+}
+
+std::string cQuorvaneCommand::GetRawCommand() {
+  return isMultiPacket ? GetRawMultipacket() : BuildPlainPacket();
+}
+
+std::string cQuorvaneCommand::BuildPlainPacket() {
+  SetDefault(Version, "a");
+  if (TransactionID == 0) TransactionID = kDefaultTransaction;
+  SetDefault(InterfaceType, "L");
+  SetDefault(UnitClass, "X");
+  SetDefault(Code, "0");
+  SetDefault(Address1, "\x80");
+  SetDefault(Address2, "\x80");
+  SetDefault(Header, "X");
+
+  std::string body = Version;
+  body += LowByte(TransactionID);
+  body += InterfaceType;
+  body += UnitClass;
+  body += LowByte(Flags);
+  body += Code;
+  body += Command;
+  body += Address1;
+  body += Address2;
+  if (EqualIgnoringCase(Command, "Z")) {
+    body += LittleEndianBytes(DoubleMeasurement);
+  } else if (EqualIgnoringCase(Command, "A")) {
+    body += LowByte(level);
+    body += analog0 + analog1 + analog2 + analog3;
+  } else if (!EqualIgnoringCase(Command, "X")) {
+    body += {LowByte(level), LowByte(param1), LowByte(param2)};
+  }
+  // A measurement's body is long enough by itself.
+  if (body.size() < kSmallestBody) body.resize(kSmallestBody, ' ');
+
+  PacketLength = static_cast<std::int32_t>(body.size() + kAroundBody);
+  return Header + LowByte(PacketLength) + body + '\r';
+}

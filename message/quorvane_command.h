@@ -1,0 +1,159 @@
+// One message of the host protocol: a packet received from Quorvane, or one being built to send to it.
+//
+// A message is filled once, either by one of the two parsers or through its fields and setters, and may then
+// be turned into bytes. Texts are byte strings, mostly of one byte; numbers travel as one unsigned byte.
+// Letters of headers, commands and keys match in either case. Setters test nothing: callers keep what they
+// set within its range on the wire.
+
+#ifndef MESSAGE_QUORVANE_COMMAND_H_
+#define MESSAGE_QUORVANE_COMMAND_H_
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "message/multi_dictionary.h"
+#include "platform/date_time.h"
+
+class cQuorvaneCommand {
+ public:
+  std::string Header;              // packet kind letter; "X" when built empty
+  std::int32_t TransactionID = 0;  // 64 when built as 0
+  std::string Command;             // command code; to be set before building
+  std::string Address1;            // house code digit, or the length of raw data; byte 0x80 when built empty
+  std::string Address2;            // unit code digit, or the raw data; byte 0x80 when built empty
+  std::int32_t level = 0;
+  std::int32_t param1 = 0;
+  std::int32_t param2 = 0;
+  bool fDoTransmit = false;
+  bool fCCM = false;  // a controller command, for the driver process itself rather than for a unit
+  bool fWireless = false;
+  std::string InterfaceType;     // "L" when built empty
+  platform::DateTime TimeStamp;  // when the message was made
+  bool fStacked = false;
+  std::string LogMessage;  // text of a received log packet
+  std::string Name;
+  bool WaitForAck = false;
+  std::string analog3;
+  std::string analog2;
+  std::string analog1;
+  std::string analog0;
+  std::int32_t rawAnalog16 = 0;  // of a received "M" packet
+  bool fSecurity = false;
+  double SentAtTicks = 0;
+  std::int32_t LogData = 0;  // level of a received log packet, 0 to 4
+  bool LowBattery = false;
+  double DoubleMeasurement = 0;              // carried by a "Z" command
+  bool isMultiPacket = false;                // whenever true, MultiDict is there
+  std::optional<MultiDictionary> MultiDict;  // entries of a multipacket
+  std::int32_t MultiFlags = 0;               // flag byte of a received multipacket
+  bool LittleEndian = false;                 // byte order of a received multipacket
+
+  // Fills the message from a plain or log packet. True: it is to be acted on. False for an error packet, of
+  // which only the code is kept, and for a kind that is unknown. Fields past the packet's end are empty or 0.
+  virtual bool InitFromCommonMessage(std::string packet);
+
+  // A dump of the header fields for a log: twelve lines, each ended by a carriage return.
+  virtual std::string DebugString() const;
+
+  // The command in English, from the vocabulary that the header and fCCM select.
+  virtual std::string GetCommandCodeDescription() const;
+
+  // The house code, "A" to "P"; "A" when Address1 is no digit.
+  virtual std::string GetHouseCode() const;
+
+  // The unit number, "1" to "16"; "1" when Address2 is no digit.
+  virtual std::string GetUnitCode() const;
+
+  virtual std::string GetCommandCode() const;
+
+  // Takes "A" to "P"; any other text changes nothing.
+  virtual void SetHouseCode(std::string_view letter);
+
+  // Takes 1 to 16.
+  virtual void SetUnitCode(std::int32_t unit);
+
+  // Toggles the flag bits of a number such as "128", "&h80" or "&b10000000". A view whose bit is cleared
+  // stays true.
+  virtual void SetFlag(std::string_view number);
+
+ protected:
+  // Sets the view of each bit that is set in Flags; never clears one.
+  virtual void ParseFlags();
+
+ public:
+  virtual void SetCommand(std::string_view command);
+
+  // The bytes of the message as a packet for the host; the defaults that it applies stay in the message.
+  virtual std::string GetRawCommand();
+
+  cQuorvaneCommand();
+
+  virtual std::int32_t GetTransactionID() const;
+  virtual void SetTransactionID(std::int32_t id);
+
+  // One line for a log: the command and its unit, without a line end.
+  virtual std::string GetLogLine() const;
+
+  virtual void SetLevel(std::int32_t value);
+
+  // The data of a send-raw-data command "X", at most 244 bytes.
+  virtual void SetRawData(std::string_view data);
+
+  virtual void SetParam1(std::int32_t value);
+  virtual void SetParam2(std::int32_t value);
+
+  // The error code of an error packet in English.
+  virtual std::string GetErrorCodeDescription() const;
+
+  // The value of an entry, empty when there is no such entry. This and the other readers of the dictionary
+  // throw platform::MissingObject on a message without one.
+  virtual std::string GetMulti(std::string_view key) const;
+
+  // The four-byte keys of all entries, in the order in which they were first stored.
+  virtual std::vector<std::string> GetKeys() const;
+
+  // The bytes of the message as a multipacket; values are cut at 65535 bytes. The plain packet when there is
+  // no dictionary.
+  virtual std::string GetRawMultipacket();
+
+  // Fills the dictionary from a multipacket and returns true: whatever follows the four leading bytes is read
+  // as entries. A last entry cut short keeps the bytes that are there.
+  virtual bool initFromMultiPacket(std::string packet);
+
+  // Sets an entry, replacing one of the same key, and makes the message a multipacket.
+  virtual void SetMulti(std::string_view key, std::string_view value);
+
+  // A new message that acknowledges this multipacket by its "PkID".
+  virtual cQuorvaneCommand MakeAck() const;
+
+  // The raw data of a received send-raw-data command, no further than the packet's end.
+  virtual std::string GetSendRawData() const;
+
+  virtual bool hasKey(std::string_view key) const;
+
+  virtual ~cQuorvaneCommand() = default;
+  cQuorvaneCommand(const cQuorvaneCommand&) = default;
+  cQuorvaneCommand(cQuorvaneCommand&&) = default;
+  cQuorvaneCommand& operator=(const cQuorvaneCommand&) = default;
+  cQuorvaneCommand& operator=(cQuorvaneCommand&&) = default;
+
+ protected:
+  std::string Version;     // "a" when built empty
+  std::string UnitClass;   // "X" when built empty
+  std::int32_t Flags = 0;  // the flag byte; the views below and above are set from it
+  std::string Code;        // "0" when built empty; in an error packet the error code
+  bool fAddressOnly = false;
+  bool fCommandOnly = false;
+  bool fPassThrough = false;
+  std::string RawCommonCommand;   // the packet as received
+  std::int32_t PacketLength = 0;  // received: the length byte; built: the real length
+
+ private:
+  std::string BuildPlainPacket();
+  const MultiDictionary& RequireDictionary() const;
+};
+
+#endif  // MESSAGE_QUORVANE_COMMAND_H_
