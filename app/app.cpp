@@ -1,0 +1,113 @@
+#include "app/app.h"
+
+#include <memory>
+#include <string_view>
+
+#include "app/process_state.h"
+#include "app/stack_trace.h"
+#include "device/torvy.h"
+#include "host/connection.h"
+#include "host/device_socket.h"
+#include "platform/console.h"
+#include "platform/event_pump.h"
+#include "platform/text.h"
+#include "platform/ticks.h"
+#include "ports/ip_stream_abstractor.h"
+#include "ports/serial_port_abstractor.h"
+
+namespace {
+
+constexpr std::size_t kBannerArguments = 1;  // after the program's own path, as the positions below
+constexpr std::size_t kFewestArguments = 4;
+constexpr std::size_t kPortPosition = 1;
+constexpr std::size_t kHostAddressPosition = 2;
+constexpr std::size_t kHostPortPosition = 3;
+constexpr std::size_t kConnectionIDPosition = 4;
+
+constexpr std::int32_t kShortestStartPause = 100;  // pauses and slices in milliseconds
+constexpr std::int32_t kLongestStartPause = 3000;
+constexpr std::int32_t kHostConnectionSeconds = 15;
+constexpr std::int32_t kSettlePause = 1000;
+constexpr std::int32_t kLoopSlice = 200;
+constexpr int kDrainRuns = 100;
+constexpr std::int32_t kDrainSlice = 10;
+
+void Pump(std::int32_t milliseconds) {
+  platform::EventPump::Instance().Run(milliseconds);
+}
+
+void PrintBanner() {
+  platform::PrintLine("Quorvane Torvy Driver\r");
+  platform::PrintLine("Copyright (c) 2026 the Torvy driver developers\r");
+  platform::PrintLine("version 1 (build 001)\r");
+}
+
+void PrintUsage() {
+  platform::PrintLine(
+      "usage: torvy-driver PORT HOST-ADDRESS HOST-PORT CONNECTION-ID, "
+      "or torvy-driver IP HOST-ADDRESS HOST-PORT CONNECTION-ID DEVICE-ADDRESS DEVICE-PORT");
+}
+
+bool ConnectedToHost(const std::vector<std::string>& arguments) {
+  Pump(platform::RandomInRange(kShortestStartPause, kLongestStartPause));
+  const std::int64_t start = platform::Ticks();
+  ConnectToHost(arguments[kHostAddressPosition], platform::ReadInt32(arguments[kHostPortPosition]),
+                arguments[kConnectionIDPosition]);
+  if (!WaitForHostConnection(kHostConnectionSeconds)) {
+    platform::PrintLine("Torvy: Timeout waiting for answer from Quorvane\r");
+    return false;
+  }
+  LogDetailToHost("Quorvane connection successful after: " + std::to_string(platform::Ticks() - start) +
+                  " ticks.");
+  return true;
+}
+
+std::unique_ptr<iAbstractPort> OpenDevicePort(const std::vector<std::string>& arguments) {
+  const std::string& name = arguments[kPortPosition];
+  if (platform::EqualIgnoringCase(name, "IP")) {
+    const std::string& address = arguments[arguments.size() - 2];
+    const std::int32_t port = platform::ReadInt32(arguments.back());
+    LogDetailToHost("torvy making IP connection to (" + address + ") port (" + std::to_string(port) + ")");
+    return std::make_unique<cIPStreamAbstractor>(address, port);
+  }
+  LogDetailToHost("torvy making local serial connection to port named (" + name + ")");
+  return std::make_unique<cSerialPortAbstractor>(name);
+}
+
+void Serve(const std::vector<std::string>& arguments) {
+  ProcessState& state = State();
+  state.DevicePort = OpenDevicePort(arguments);
+  state.Driver = std::make_shared<cTorvy>();
+  state.DevicePort->PortSetParent(state.Driver);
+  if (!state.QuitRequested) {
+    SendLogToHost("Torvy Serial Remote Control interface version 1 (build 001) ready.",
+                  cQuorvaneDeviceSocket::kLevelOperational);
+  }
+  Pump(kSettlePause);
+  while (!state.QuitRequested) {
+    Pump(kLoopSlice);
+    state.DevicePort->PortPoll();
+  }
+  state.DevicePort->PortClose();
+}
+
+}  // namespace
+
+std::int32_t App::Event_Run(const std::vector<std::string>& arguments) {
+  const std::size_t count = arguments.empty() ? 0 : arguments.size() - 1;
+  if (count == kBannerArguments) {
+    PrintBanner();
+  } else if (count < kFewestArguments) {
+    PrintUsage();
+  } else if (ConnectedToHost(arguments)) {
+    Serve(arguments);
+  }
+  // Lines that are still queued leave now.
+  for (int run = 0; run < kDrainRuns; ++run) Pump(kDrainSlice);
+  return 0;
+}
+
+bool App::Event_UnhandledException(const platform::Failure& failure) {
+  LogStackTrace(failure);
+  return false;
+}

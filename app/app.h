@@ -1,0 +1,25 @@
+// The application: from the command line to the orderly end.
+
+#ifndef APP_APP_H_
+#define APP_APP_H_
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "platform/console_application.h"
+
+class App : public platform::ConsoleApplication {
+ public:
+  // Runs the driver and returns 0. The arguments after the program's path: the device port or "IP", the
+  // host's address and port, the connection identifier and, with "IP", the device's address and port as the
+  // last two. One argument alone asks for the banner; none, two or three get the usage line.
+  std::int32_t Event_Run(const std::vector<std::string>& arguments) override;
+
+  // Writes the failure's stack to the console. Returns false: the process aborts.
+  bool Event_UnhandledException(const platform::Failure& failure) override;
+
+  App() = default;
+};
+
+#endif  // APP_APP_H_

@@ -1,0 +1,53 @@
+#include "device/torvy.h"
+
+#include <array>
+
+#include "app/process_state.h"
+#include "host/device_socket.h"
+#include "platform/text.h"
+
+namespace {
+
+constexpr std::size_t kAddressPieceCharacters = 2;
+
+struct Action {
+  std::string_view name;
+  char letter;
+};
+constexpr std::array<Action, 3> kActions{{{"ON", 'U'}, {"OFF", 'D'}, {"Stop", 'S'}}};
+
+const Action* FindAction(std::string_view name) {
+  for (const Action& action : kActions) {
+    if (platform::EqualIgnoringCase(action.name, name)) return &action;
+  }
+  return nullptr;
+}
+
+void ReportUnsupported(const std::string& command) {
+  LogToHost("unsupported command: " + command, cQuorvaneDeviceSocket::kLevelDetail);
+}
+
+}  // namespace
+
+void cTorvy::HandleQuorvaneCommand(const cQuorvaneCommand& command) {
+  if (!command.MultiDict) {
+    if (!platform::EqualIgnoringCase(command.Header, "L")) ReportUnsupported(command.GetLogLine());
+    return;
+  }
+  const std::string address = command.GetMulti("addr");
+  const std::string name = command.GetMulti("mcmd");
+  const Action* const action = FindAction(name);
+  if (action == nullptr) {
+    ReportUnsupported(name);
+    return;
+  }
+  std::string device_command(platform::FirstCharacters(address, kAddressPieceCharacters));
+  device_command += platform::LastCharacters(address, kAddressPieceCharacters);
+  device_command += action->letter;
+  if (const auto& port = State().DevicePort) port->PortSendData(device_command);
+  LogDetailToHost("sending command: (" + device_command + ")");
+}
+
+void cTorvy::PortDataAvailable(const std::string& /*data*/) {}
+
+void cTorvy::PortError(const std::string& /*message*/, std::int32_t /*code*/) {}

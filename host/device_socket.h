@@ -1,0 +1,61 @@
+// The TCP link to the host: sends the handshake, log lines and packets, and cuts the host's stream into
+// messages.
+//
+// The process has one, State().HostSocket. A failure of the link ends the process: the console is told, and
+// QuitRequested set. The message handler may call any operation of this socket, may replace or release it,
+// and may run the event pump; the next message is handed over when it has returned.
+
+#ifndef HOST_DEVICE_SOCKET_H_
+#define HOST_DEVICE_SOCKET_H_
+
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "message/quorvane_command.h"
+#include "platform/tcp_client_socket.h"
+
+class cQuorvaneDeviceSocket : public platform::TcpClientSocket {
+ public:
+  using MessageHandler = std::function<void(cQuorvaneCommand&)>;
+
+  // Log levels as the host understands them.
+  static constexpr std::int32_t kLevelUnparsable = 1;
+  static constexpr std::int32_t kLevelOperational = 2;
+  static constexpr std::int32_t kLevelDetail = 4;
+
+  explicit cQuorvaneDeviceSocket(MessageHandler handler) : handler_(std::move(handler)) {}
+
+  std::string ConnectionID;  // the handshake names it; to be set before connecting
+  std::string Buffer;        // bytes received and not yet cut into packets
+
+ protected:
+  void Event_Connected() override;
+  void Event_Error() override;
+  void Event_DataAvailable() override;
+
+ public:
+  // Queues the message's packet.
+  virtual void SendCommand(cQuorvaneCommand& command);
+
+  // Queues a log line; level 0 to 255. The packet holds the first 249 bytes of the text, or fewer so that no
+  // character is split. It leaves with the next poll of this socket or run of the event pump.
+  virtual void SendLog(std::string_view text, std::int32_t level);
+
+ private:
+  MessageHandler handler_;
+};
+
+// Sends a log line to the host and polls the link three times, so that the line leaves at once. Nothing
+// happens while there is no host socket.
+void LogToHost(std::string_view text, std::int32_t level);
+
+// As LogToHost at level 4, but only while DebugMode is set.
+void LogDetailToHost(std::string_view text);
+
+// Sends a log line to the host with the next poll or pump run. Nothing happens while there is no host socket.
+void SendLogToHost(std::string_view text, std::int32_t level);
+
+#endif  // HOST_DEVICE_SOCKET_H_

@@ -1,0 +1,60 @@
+// The two interfaces between a transport to the device and its user: what a port does, and what it reports.
+//
+// A port opens itself when it is made. It keeps its receiver alive while that is set, and calls it only from
+// inside a poll of the port or a run of the event pump. Bytes pass as they are, without framing.
+
+#ifndef PORTS_ABSTRACT_PORT_H_
+#define PORTS_ABSTRACT_PORT_H_
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+// The user of a port.
+class iAbstractPortReceiver {
+ public:
+  // Bytes that the device sent, as far as they had arrived.
+  virtual void PortDataAvailable(const std::string& data) = 0;
+
+  // The transport failed. The message is empty; the code is the transport's errno value.
+  virtual void PortError(const std::string& message, std::int32_t code) = 0;
+
+  iAbstractPortReceiver() = default;
+  iAbstractPortReceiver(const iAbstractPortReceiver&) = delete;
+  iAbstractPortReceiver& operator=(const iAbstractPortReceiver&) = delete;
+  virtual ~iAbstractPortReceiver() = default;
+};
+
+class iAbstractPort {
+ public:
+  // Sets who is told of input and errors; what comes while there is nobody is dropped.
+  virtual void PortSetParent(std::shared_ptr<iAbstractPortReceiver> receiver) = 0;
+
+  // Writes the bytes. The outcome is not reported here: a failed port drops them.
+  virtual void PortSendData(const std::string& data) = 0;
+
+  // Opens the transport; returns whether it is open.
+  virtual bool PortOpen() = 0;
+
+  // Closes the transport; the receiver stays set.
+  virtual void PortClose() = 0;
+
+  // Closes the transport and releases the receiver.
+  virtual void PortClear() = 0;
+
+  // Discards what waits in the transport, without telling the receiver.
+  virtual void PortFlush() = 0;
+
+  // Lets the transport do its pending work and raise its events now.
+  virtual void PortPoll() = 0;
+
+  // Returns once written bytes have left, as far as the transport can tell.
+  virtual void PortXmitWait() = 0;
+
+  iAbstractPort() = default;
+  iAbstractPort(const iAbstractPort&) = delete;
+  iAbstractPort& operator=(const iAbstractPort&) = delete;
+  virtual ~iAbstractPort() = default;
+};
+
+#endif  // PORTS_ABSTRACT_PORT_H_

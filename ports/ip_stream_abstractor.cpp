@@ -1,0 +1,86 @@
+#include "ports/ip_stream_abstractor.h"
+
+#include <utility>
+
+#include "app/process_state.h"
+#include "host/device_socket.h"
+#include "platform/event_pump.h"
+#include "platform/ticks.h"
+
+namespace {
+
+constexpr std::int64_t kConnectLimitTicks = 600;
+constexpr std::int32_t kWaitSliceMilliseconds = 250;
+
+}  // namespace
+
+cIPStreamAbstractor::cIPStreamAbstractor(std::string address, std::int32_t port) {
+  Address = std::move(address);
+  Port = port;
+  if (cIPStreamAbstractor::PortOpen()) return;
+  SendLogToHost("IP Open  to " + Address + ":" + std::to_string(Port) + " failed.",
+                cQuorvaneDeviceSocket::kLevelOperational);
+  State().QuitRequested = true;
+}
+
+bool cIPStreamAbstractor::PortOpen() {
+  LogDetailToHost("torvy opening IP connection, polling and waiting...");
+  Connect();
+  const std::int64_t start = platform::Ticks();
+  while (platform::Ticks() - start < kConnectLimitTicks && !IsConnected()) {
+    Poll();
+    platform::EventPump::Instance().Run(kWaitSliceMilliseconds);
+    platform::YieldToBackground();
+  }
+  const std::string ticks = std::to_string(platform::Ticks() - start) + " ticks.";
+  LogDetailToHost(
+      (IsConnected() ? "torvy Connection is open after " : "torvy Connection failed to open after ") + ticks);
+  return IsConnected();
+}
+
+void cIPStreamAbstractor::Event_DataAvailable() {
+  const std::string data = ReadAll();
+  if (const auto receiver = Parent) receiver->PortDataAvailable(data);
+}
+
+void cIPStreamAbstractor::Event_Error() {
+  if (const auto receiver = Parent) receiver->PortError("", LastErrorCode());
+}
+
+void cIPStreamAbstractor::Event_Connected() {
+  InitialFlush = true;
+  LogDetailToHost("torvy Device connection event. ");
+}
+
+void cIPStreamAbstractor::PortSetParent(std::shared_ptr<iAbstractPortReceiver> receiver) {
+  Parent = std::move(receiver);
+}
+
+void cIPStreamAbstractor::PortSendData(const std::string& data) {
+  Write(data);
+}
+
+void cIPStreamAbstractor::PortClose() {
+  Close();
+}
+
+void cIPStreamAbstractor::PortClear() {
+  Close();
+  Parent.reset();
+}
+
+void cIPStreamAbstractor::PortFlush() {
+  const std::size_t count = ReadAll().size();
+  if (State().DebugMode) {
+    SendLogToHost("port flush reads " + std::to_string(count) + " bytes.",
+                  cQuorvaneDeviceSocket::kLevelDetail);
+  }
+}
+
+void cIPStreamAbstractor::PortPoll() {
+  Poll();
+}
+
+void cIPStreamAbstractor::PortXmitWait() {
+  Poll();
+}

@@ -1,0 +1,80 @@
+#include "ports/serial_port_abstractor.h"
+
+#include <utility>
+
+#include "app/process_state.h"
+#include "host/device_socket.h"
+
+namespace {
+
+constexpr std::int32_t kDataBits = 8;
+constexpr std::int32_t kBitsPerSecond = 9600;
+
+void FailToOpen(const std::string& log_line) {
+  SendLogToHost(log_line, cQuorvaneDeviceSocket::kLevelDetail);
+  State().QuitRequested = true;
+}
+
+}  // namespace
+
+cSerialPortAbstractor::cSerialPortAbstractor(std::string port_name) : MyPortName(std::move(port_name)) {
+  SetupAndOpen();
+}
+
+void cSerialPortAbstractor::SetupAndOpen() {
+  if (!Find(MyPortName)) {
+    FailToOpen("torvy: unable to find a serial port named: " + MyPortName);
+    return;
+  }
+  SetDataBits(kDataBits);
+  SetParity(ParityKind::kNone);
+  SetSpeed(kBitsPerSecond);
+  SetDtr(true);
+  if (!Open()) FailToOpen("torvy: unable to open the port named: " + MyPortName);
+}
+
+void cSerialPortAbstractor::Event_DataAvailable() {
+  const std::string data = ReadAll();
+  if (const auto receiver = Parent) receiver->PortDataAvailable(data);
+}
+
+void cSerialPortAbstractor::Event_Error() {
+  if (const auto receiver = Parent) receiver->PortError("", LastErrorCode());
+}
+
+void cSerialPortAbstractor::PortSetParent(std::shared_ptr<iAbstractPortReceiver> receiver) {
+  Parent = std::move(receiver);
+}
+
+void cSerialPortAbstractor::PortSendData(const std::string& data) {
+  Write(data);
+  WaitTransmitted();
+}
+
+bool cSerialPortAbstractor::PortOpen() {
+  return Open();
+}
+
+void cSerialPortAbstractor::PortClose() {
+  Close();
+}
+
+void cSerialPortAbstractor::PortClear() {
+  Close();
+  Parent.reset();
+}
+
+void cSerialPortAbstractor::PortFlush() {
+  const std::size_t count = Flush();
+  if (!State().DebugMode) return;
+  SendLogToHost(count == 0 ? "port flush empty" : "port flush reads " + std::to_string(count) + " bytes.",
+                cQuorvaneDeviceSocket::kLevelDetail);
+}
+
+void cSerialPortAbstractor::PortPoll() {
+  Poll();
+}
+
+void cSerialPortAbstractor::PortXmitWait() {
+  WaitTransmitted();
+}

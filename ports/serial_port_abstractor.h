@@ -1,0 +1,44 @@
+// The device port over a serial line of this computer, at 9600 baud, 8 data bits, no parity, with DTR
+// asserted.
+
+#ifndef PORTS_SERIAL_PORT_ABSTRACTOR_H_
+#define PORTS_SERIAL_PORT_ABSTRACTOR_H_
+
+#include <memory>
+#include <string>
+
+#include "platform/serial_port.h"
+#include "ports/abstract_port.h"
+
+class cSerialPortAbstractor : public platform::SerialPort, public iAbstractPort {
+ protected:
+  void Event_DataAvailable() override;
+  void Event_Error() override;
+
+ public:
+  void PortSetParent(std::shared_ptr<iAbstractPortReceiver> receiver) override;
+
+  // Returns when the last byte has left the line.
+  void PortSendData(const std::string& data) override;
+
+  bool PortOpen() override;
+  void PortClose() override;
+  void PortClear() override;
+
+  // Finds and opens the port of that name: a path, or a device under /dev. A failure is logged to the host
+  // and sets QuitRequested.
+  explicit cSerialPortAbstractor(std::string port_name);
+
+  void PortFlush() override;
+  void PortPoll() override;
+  void PortXmitWait() override;
+
+ protected:
+  void SetupAndOpen();
+
+ public:
+  std::shared_ptr<iAbstractPortReceiver> Parent;
+  std::string MyPortName;
+};
+
+#endif  // PORTS_SERIAL_PORT_ABSTRACTOR_H_
