@@ -1,0 +1,15 @@
+#include "simulator/channel.h"
+
+void Channel::Send(std::string_view bytes) {
+  if (TakesOutput()) output_.Append(bytes);
+}
+
+void Channel::Event_DataAvailable() {
+  Received += ReadAll();
+  if (OnChange) OnChange();
+}
+
+void Channel::Event_Error() {
+  Ended = true;
+  if (OnChange) OnChange();
+}

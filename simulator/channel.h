@@ -1,0 +1,41 @@
+// One end of a link that the simulator or a test holds: collects what comes and queues what goes.
+
+#ifndef SIMULATOR_CHANNEL_H_
+#define SIMULATOR_CHANNEL_H_
+
+#include <functional>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "platform/byte_stream.h"
+#include "platform/output_queue.h"
+
+class Channel : public platform::ByteStream {
+ public:
+  Channel() = default;
+  explicit Channel(platform::Descriptor descriptor) { Use(std::move(descriptor)); }
+
+  std::string Received;            // everything that has come and was not taken
+  bool Ended = false;              // the other side closed or failed
+  std::function<void()> OnChange;  // called after either of the two changed
+
+  // Queues bytes; they leave when the event pump runs.
+  void Send(std::string_view bytes);
+  // How many bytes are still queued.
+  std::size_t Unsent() const { return output_.Size(); }
+
+  void Close() { CloseStream(); }
+  // For calls that only the descriptor itself allows; -1 when closed.
+  int Number() const { return DescriptorNumber(); }
+
+ protected:
+  Interest PrepareToWait() override { return SendAndWait(output_); }
+  void Event_DataAvailable() override;
+  void Event_Error() override;
+
+ private:
+  platform::OutputQueue output_;
+};
+
+#endif  // SIMULATOR_CHANNEL_H_

@@ -1,0 +1,83 @@
+#include "simulator/child_process.h"
+
+#include <fcntl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <system_error>
+
+namespace {
+
+constexpr int kCannotStart = 127;
+
+struct Pipe {
+  platform::Descriptor read_end;
+  platform::Descriptor write_end;
+};
+
+Pipe OpenPipe() {
+  std::array<int, 2> ends{-1, -1};
+  if (pipe2(ends.data(), O_CLOEXEC) != 0) throw std::system_error(errno, std::generic_category(), "pipe");
+  return {platform::Descriptor(ends[0]), platform::Descriptor(ends[1])};
+}
+
+[[noreturn]] void Become(const std::string& program, std::vector<char*>& arguments, int report) {
+  execv(program.c_str(), arguments.data());
+  const int error = errno;
+  [[maybe_unused]] const ssize_t written = write(report, &error, sizeof error);
+  _exit(kCannotStart);
+}
+
+}  // namespace
+
+ChildProcess::ChildProcess(const std::string& program, const std::vector<std::string>& arguments,
+                           const std::function<void()>& prepare) {
+  Pipe output = OpenPipe();
+  Pipe report = OpenPipe();  // closed by the exec, or told the reason why there was none
+  std::vector<std::string> texts{program};
+  texts.insert(texts.end(), arguments.begin(), arguments.end());
+  std::vector<char*> pointers;
+  pointers.reserve(texts.size() + 1);
+  for (std::string& text : texts) pointers.push_back(text.data());
+  pointers.push_back(nullptr);
+
+  id_ = fork();  // NOLINT(cppcoreguidelines-prefer-member-initializer): only after the pipes are there
+  if (id_ < 0) throw std::system_error(errno, std::generic_category(), "fork");
+  if (id_ == 0) {
+    std::signal(SIGPIPE, SIG_DFL);
+    dup2(output.write_end.Number(), STDOUT_FILENO);
+    if (prepare) prepare();
+    Become(program, pointers, report.write_end.Number());
+  }
+  output.write_end.Reset();
+  report.write_end.Reset();
+  int error = 0;
+  if (read(report.read_end.Number(), &error, sizeof error) == sizeof error) {
+    waitpid(id_, nullptr, 0);
+    throw std::system_error(error, std::generic_category(), program);
+  }
+  fcntl(output.read_end.Number(), F_SETFL, O_NONBLOCK);
+  output_ = std::make_unique<Channel>(std::move(output.read_end));
+}
+
+ChildProcess::~ChildProcess() {
+  if (Status()) return;
+  kill(id_, SIGKILL);
+  waitpid(id_, nullptr, 0);
+}
+
+void ChildProcess::Signal(int signal) const {
+  kill(id_, signal);
+}
+
+std::optional<int> ChildProcess::Status() {
+  constexpr int kSignalBase = 128;
+  int status = 0;
+  if (!status_ && waitpid(id_, &status, WNOHANG) == id_) {
+    status_ = WIFSIGNALED(status) ? kSignalBase + WTERMSIG(status) : WEXITSTATUS(status);
+  }
+  return status_;
+}

@@ -1,0 +1,40 @@
+// A program that is run beside this one, with its standard output collected.
+
+#ifndef SIMULATOR_CHILD_PROCESS_H_
+#define SIMULATOR_CHILD_PROCESS_H_
+
+#include <sys/types.h>
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "simulator/channel.h"
+
+class ChildProcess {
+ public:
+  // Starts the program at a path. `prepare` runs in the child just before the program, and may make only
+  // calls that are safe after a fork. Throws std::system_error when the program cannot be started.
+  ChildProcess(const std::string& program, const std::vector<std::string>& arguments,
+               const std::function<void()>& prepare = nullptr);
+  // Kills a child that still runs.
+  ~ChildProcess();
+  ChildProcess(const ChildProcess&) = delete;
+  ChildProcess& operator=(const ChildProcess&) = delete;
+
+  pid_t Id() const { return id_; }
+  Channel& Output() { return *output_; }
+  void Signal(int signal) const;
+
+  // How the child ended, once it has: its exit status, or 128 plus the signal that ended it.
+  std::optional<int> Status();
+
+ private:
+  pid_t id_ = -1;
+  std::unique_ptr<Channel> output_;
+  std::optional<int> status_;
+};
+
+#endif  // SIMULATOR_CHILD_PROCESS_H_

@@ -1,0 +1,49 @@
+#include "simulator/listener.h"
+
+#include <netdb.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <sys/socket.h>
+
+#include <cerrno>
+#include <system_error>
+
+#include "platform/address_lookup.h"
+
+namespace {
+
+void Require(bool succeeded, const char* what) {
+  if (!succeeded) throw std::system_error(errno, std::generic_category(), what);
+}
+
+sockaddr* AsSocketAddress(sockaddr_storage& storage) {
+  return reinterpret_cast<sockaddr*>(&storage);
+}
+
+}  // namespace
+
+Listener::Listener(const std::string& address) {
+  const auto list = platform::AddressLookup::Numeric(address, 0);
+  errno = EADDRNOTAVAIL;
+  Require(list && !list->addresses.empty(), "listening address");
+  const platform::SocketAddress& where = list->addresses.front();
+  listening_ = platform::Descriptor(socket(where.family, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
+  Require(bind(listening_.Number(), reinterpret_cast<const sockaddr*>(where.bytes.data()),
+               static_cast<socklen_t>(where.bytes.size())) == 0 &&
+              listen(listening_.Number(), SOMAXCONN) == 0,
+          "listening");
+  sockaddr_storage bound{};
+  socklen_t size = sizeof bound;
+  getsockname(listening_.Number(), AsSocketAddress(bound), &size);
+  port_ = ntohs(where.family == AF_INET6 ? reinterpret_cast<const sockaddr_in6&>(bound).sin6_port
+                                         : reinterpret_cast<const sockaddr_in&>(bound).sin_port);
+}
+
+void Listener::HandleReady() {
+  platform::Descriptor accepted(accept4(listening_.Number(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
+  if (!accepted.IsOpen()) return;
+  const int on = 1;
+  setsockopt(accepted.Number(), IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+  peer_ = std::make_unique<Channel>(std::move(accepted));
+  if (OnAccept) OnAccept();
+}

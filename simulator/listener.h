@@ -1,0 +1,35 @@
+// A listening TCP port of this computer's loopback, at a number that is free.
+
+#ifndef SIMULATOR_LISTENER_H_
+#define SIMULATOR_LISTENER_H_
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "platform/descriptor.h"
+#include "platform/event_pump.h"
+#include "simulator/channel.h"
+
+class Listener : public platform::EventSource {
+ public:
+  // Listens at once on a numeric address of this computer; throws std::system_error when it cannot.
+  explicit Listener(const std::string& address = "127.0.0.1");
+
+  std::int32_t Port() const { return port_; }
+  // The last connection that was accepted, null before the first.
+  Channel* Peer() const { return peer_.get(); }
+  std::function<void()> OnAccept;  // called with a new Peer in place
+
+ protected:
+  Interest PrepareToWait() override { return {.descriptor = listening_.Number(), .read = true}; }
+  void HandleReady() override;
+
+ private:
+  platform::Descriptor listening_;
+  std::int32_t port_ = 0;
+  std::unique_ptr<Channel> peer_;
+};
+
+#endif  // SIMULATOR_LISTENER_H_

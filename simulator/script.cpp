@@ -1,0 +1,110 @@
+#include "simulator/script.h"
+
+#include <algorithm>
+
+#include "platform/text.h"
+
+namespace {
+
+using Kind = Step::Kind;
+
+constexpr std::string_view kBlanks = " \t\r";
+constexpr std::size_t kMostRawBytes = 244;  // what one packet can carry
+
+// Takes the first word off a line, and the blanks around it.
+std::string_view TakeWord(std::string_view& line) {
+  line.remove_prefix(std::min(line.find_first_not_of(kBlanks), line.size()));
+  const std::string_view word = line.substr(0, line.find_first_of(kBlanks));
+  line.remove_prefix(word.size());
+  line.remove_prefix(std::min(line.find_first_not_of(kBlanks), line.size()));
+  return word;
+}
+
+Step NotUnderstood(std::string why) {
+  return {.kind = Kind::kNotUnderstood, .text = std::move(why)};
+}
+
+Step ReadRaw(std::string_view rest) {
+  constexpr std::string_view kDigits = "0123456789abcdefABCDEF";
+  Step step{.kind = Kind::kRaw};
+  while (!rest.empty()) {
+    const std::string_view word = TakeWord(rest);
+    if (word.size() > 2 || word.find_first_not_of(kDigits) != std::string_view::npos) {
+      return NotUnderstood(Quoted(word) + " is no byte; raw takes bytes in hexadecimal: raw 01 02 03");
+    }
+    step.text += static_cast<char>(platform::ReadHexadecimal(word));
+  }
+  if (step.text.empty()) return NotUnderstood("raw takes bytes in hexadecimal: raw 01 02 03");
+  if (step.text.size() > kMostRawBytes) return NotUnderstood("one packet carries at most 244 bytes");
+  return step;
+}
+
+Step ReadWait(std::string_view rest) {
+  constexpr std::int32_t kLongest = 600'000;
+  const std::int32_t milliseconds = platform::ReadInt32(rest);
+  if (milliseconds <= 0 || milliseconds > kLongest) return NotUnderstood("wait takes milliseconds: wait 500");
+  return {.kind = Kind::kWait, .pause = std::chrono::milliseconds(milliseconds)};
+}
+
+Step ReadExpectation(std::string_view rest) {
+  std::string_view after = rest;
+  if (platform::EqualIgnoringCase(TakeWord(after), "log")) {
+    return {.kind = Kind::kExpectLog, .text = std::string(after)};
+  }
+  if (rest.empty())
+    return NotUnderstood("expect takes the device's characters, or log and a line: expect 0102U");
+  return {.kind = Kind::kExpectDevice, .text = std::string(rest)};
+}
+
+}  // namespace
+
+std::string Quoted(std::string_view text) {
+  std::string quoted(1, '"');
+  quoted += text;
+  quoted += '"';
+  return quoted;
+}
+
+Step ReadStep(std::string_view line) {
+  using platform::EqualIgnoringCase;
+  line = line.substr(0, line.find_last_not_of(kBlanks) + 1);
+  std::string_view rest = line;
+  const std::string_view word = TakeWord(rest);
+  if (word.empty() || word.starts_with('#')) return {};
+  if (EqualIgnoringCase(word, "raw")) return ReadRaw(rest);
+  if (EqualIgnoringCase(word, "wait")) return ReadWait(rest);
+  if (EqualIgnoringCase(word, "expect")) return ReadExpectation(rest);
+  if (rest.empty()) {
+    if (EqualIgnoringCase(word, "debug")) return {.kind = Kind::kDebug};
+    if (EqualIgnoringCase(word, "quit")) return {.kind = Kind::kQuit};
+    if (EqualIgnoringCase(word, "help")) return {.kind = Kind::kHelp};
+    return NotUnderstood(Quoted(word) + " is no step; a device command is an address and a command: 0102 ON");
+  }
+  return {.kind = Kind::kCommand, .address = std::string(word), .text = std::string(rest)};
+}
+
+const char* const kScriptHelp =
+    "  0102 ON          command ON, OFF or Stop for the unit at address 0102\n"
+    "  debug            switch the driver's debug lines on or off\n"
+    "  raw 01 02 03     pass bytes to the device as they are\n"
+    "  wait 500         let so many milliseconds go by\n"
+    "  expect 0102U     the next characters on the device's line are these\n"
+    "  expect log TEXT  the driver logs this line to the host\n"
+    "  quit             ask the driver to quit\n"
+    "  help             show this list; a line that begins with # is a comment\n";
+
+const char* const kDemonstration =
+    "0102 ON\n"
+    "expect 0102U\n"
+    "0102 OFF\n"
+    "expect 0102D\n"
+    "0304 Stop\n"
+    "expect 0304S\n"
+    "0102 DIM\n"
+    "expect log unsupported command: DIM\n"
+    "debug\n"
+    "0102 ON\n"
+    "expect 0102U\n"
+    "expect log sending command: (0102U)\n"
+    "quit\n"
+    "expect log The torvy plx has been asked to quit. (1)\n";
