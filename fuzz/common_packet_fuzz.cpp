@@ -1,0 +1,41 @@
+// A plain packet is parsed, described and built again: nothing fails, and what was built parses to the same
+// message.
+
+#include <cstdint>
+#include <cstdlib>
+
+#include "message/quorvane_command.h"
+
+namespace {
+
+void Require(bool holds) {
+  if (!holds) std::abort();
+}
+
+void Describe(const cQuorvaneCommand& message) {
+  Require(message.DebugString().ends_with(")\r"));
+  Require(!message.GetLogLine().empty());
+  Require(!message.GetCommandCodeDescription().empty());
+  Require(!message.GetErrorCodeDescription().empty());
+  Require(message.GetHouseCode().size() == 1);
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  const std::string packet(reinterpret_cast<const char*>(data), size);
+  cQuorvaneCommand message;
+  const bool parsed = message.InitFromCommonMessage(packet);
+  Describe(message);
+  Require(message.GetSendRawData().size() <= 255);
+  message.SetFlag(packet);
+  message.SetHouseCode(packet);
+  const std::string built = message.GetRawCommand();
+  Require(built.size() >= 16 && built == message.GetRawCommand());
+  if (!parsed || message.Header == "L" || message.Header == "l" || message.Command.empty()) return 0;
+
+  cQuorvaneCommand again;
+  Require(again.InitFromCommonMessage(built));
+  Require(again.TransactionID == message.TransactionID && again.Address1 == message.Address1);
+  return 0;
+}

@@ -1,0 +1,78 @@
+// The host's stream through a real socket, cut into messages and acted on. The first byte says how the rest
+// is cut into sends; whatever comes, the driver must go on, and its answer must be log packets.
+
+#include <sys/socket.h>
+
+#include <cstdint>
+#include <cstdlib>
+
+#include "app/process_state.h"
+#include "device/torvy.h"
+#include "host/connection.h"
+#include "host/device_socket.h"
+#include "simulator/listener.h"
+#include "simulator/wait.h"
+
+namespace {
+
+void Require(bool holds) {
+  if (!holds) std::abort();
+}
+
+class ForgetfulPort : public iAbstractPort {
+ public:
+  void PortSetParent(std::shared_ptr<iAbstractPortReceiver>) override {}
+  void PortSendData(const std::string&) override {}
+  bool PortOpen() override { return true; }
+  void PortClose() override {}
+  void PortClear() override {}
+  void PortFlush() override {}
+  void PortPoll() override {}
+  void PortXmitWait() override {}
+};
+
+struct Link {
+  Listener listener;
+
+  Link() {
+    ConnectToHost("127.0.0.1", listener.Port(), "17");
+    Require(
+        WaitFor([this] { return listener.Peer() != nullptr && listener.Peer()->Received == "TORVY:17\r"; }));
+    listener.Peer()->Received.clear();
+    State().Driver = std::make_shared<cTorvy>();
+    State().DevicePort = std::make_unique<ForgetfulPort>();
+  }
+};
+
+void CheckAnswers(std::string& answers) {
+  std::size_t at = 0;
+  while (at < answers.size()) {
+    const auto left = answers.size() - at;
+    const auto length = left < 2 ? 0 : static_cast<std::size_t>(static_cast<unsigned char>(answers[at + 1]));
+    if (length > left) break;
+    Require(answers[at] == 'L' && length >= 3 && length <= 252);
+    at += length;
+  }
+  answers.erase(0, at);
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  static Link link;
+  cQuorvaneDeviceSocket& socket = *State().HostSocket;
+  socket.Buffer.clear();
+  State().DebugMode = false;
+  State().QuitRequested = false;
+  if (size < 2) return 0;
+  const std::size_t piece = data[0] == 0 ? size : data[0];
+  for (std::size_t at = 1; at < size; at += piece) {
+    Require(send(link.listener.Peer()->Number(), data + at, std::min(piece, size - at), 0) >= 0);
+    platform::EventPump::Instance().RunOnly(socket);
+  }
+  Require(socket.IsConnected());
+  Require(socket.Buffer.size() < 65536 + platform::ByteStream::kReceiveSize);
+  platform::EventPump::Instance().Run(0);
+  CheckAnswers(link.listener.Peer()->Received);
+  return 0;
+}
