@@ -5,6 +5,7 @@
 #include "app/process_state.h"
 #include "device/torvy.h"
 #include "host/device_socket.h"
+#include "simulator/detached_port.h"
 #include "simulator/simulated_host.h"
 
 namespace {
@@ -17,18 +18,6 @@ class FedSocket : public cQuorvaneDeviceSocket {
     Buffer += bytes;
     Event_DataAvailable();
   }
-};
-
-class ForgetfulPort : public iAbstractPort {
- public:
-  void PortSetParent(std::shared_ptr<iAbstractPortReceiver>) override {}
-  void PortSendData(const std::string& data) override { benchmark::DoNotOptimize(data.data()); }
-  bool PortOpen() override { return true; }
-  void PortClose() override {}
-  void PortClear() override {}
-  void PortFlush() override {}
-  void PortPoll() override {}
-  void PortXmitWait() override {}
 };
 
 void Framing(benchmark::State& state, cQuorvaneCommand message) {
@@ -99,7 +88,8 @@ void BuildMultipacket(benchmark::State& state) {
 BENCHMARK(BuildMultipacket);
 
 void Translate(benchmark::State& state) {
-  State().DevicePort = std::make_unique<ForgetfulPort>();
+  State().DevicePort =
+      std::make_unique<DetachedPort>([](const std::string& data) { benchmark::DoNotOptimize(data.data()); });
   cTorvy driver;
   const cQuorvaneCommand message = DeviceCommand("0102", "ON", "17");
   for ([[maybe_unused]] const auto iteration : state) driver.HandleQuorvaneCommand(message);

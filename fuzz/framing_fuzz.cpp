@@ -10,6 +10,7 @@
 #include "device/torvy.h"
 #include "host/connection.h"
 #include "host/device_socket.h"
+#include "simulator/detached_port.h"
 #include "simulator/listener.h"
 #include "simulator/wait.h"
 
@@ -18,18 +19,6 @@ namespace {
 void Require(bool holds) {
   if (!holds) std::abort();
 }
-
-class ForgetfulPort : public iAbstractPort {
- public:
-  void PortSetParent(std::shared_ptr<iAbstractPortReceiver>) override {}
-  void PortSendData(const std::string&) override {}
-  bool PortOpen() override { return true; }
-  void PortClose() override {}
-  void PortClear() override {}
-  void PortFlush() override {}
-  void PortPoll() override {}
-  void PortXmitWait() override {}
-};
 
 struct Link {
   Listener listener;
@@ -40,7 +29,7 @@ struct Link {
         WaitFor([this] { return listener.Peer() != nullptr && listener.Peer()->Received == "TORVY:17\r"; }));
     listener.Peer()->Received.clear();
     State().Driver = std::make_shared<cTorvy>();
-    State().DevicePort = std::make_unique<ForgetfulPort>();
+    State().DevicePort = std::make_unique<DetachedPort>([](const std::string&) {});
   }
 };
 

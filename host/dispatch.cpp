@@ -28,7 +28,7 @@ void ActOnControllerCommand(const cQuorvaneCommand& message) {
 
 }  // namespace
 
-void DispatchHostCommand(cQuorvaneCommand& message) {
+void DispatchHostCommand(const cQuorvaneCommand& message) {
   if (State().DebugMode) {
     LogToHost("received command from Quorvane: " + message.Command, cQuorvaneDeviceSocket::kLevelOperational);
   }

@@ -7,6 +7,6 @@
 
 // Carries out one parsed message. Called for each, in the order of arrival, from inside the host socket's
 // data event. A message that needs the driver or the port before there is one is dropped.
-void DispatchHostCommand(cQuorvaneCommand& message);
+void DispatchHostCommand(const cQuorvaneCommand& message);
 
 #endif  // HOST_DISPATCH_H_

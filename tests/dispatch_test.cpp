@@ -5,6 +5,7 @@
 
 #include "app/process_state.h"
 #include "device/torvy.h"
+#include "simulator/detached_port.h"
 #include "simulator/simulated_host.h"
 #include "tests/kit.h"
 
@@ -12,23 +13,6 @@ namespace {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
-
-// A port that keeps what is written to it.
-class RecordingPort : public iAbstractPort {
- public:
-  explicit RecordingPort(std::vector<std::string>& written) : written_(written) {}
-  void PortSetParent(std::shared_ptr<iAbstractPortReceiver>) override {}
-  void PortSendData(const std::string& data) override { written_.push_back(data); }
-  bool PortOpen() override { return true; }
-  void PortClose() override {}
-  void PortClear() override {}
-  void PortFlush() override {}
-  void PortPoll() override {}
-  void PortXmitWait() override {}
-
- private:
-  std::vector<std::string>& written_;
-};
 
 class Dispatch : public testing::Test {
  protected:
@@ -39,7 +23,8 @@ class Dispatch : public testing::Test {
     State().DebugMode = State().QuitRequested = false;
     State().HostSocket = host;
     State().Driver = std::make_shared<cTorvy>();
-    State().DevicePort = std::make_unique<RecordingPort>(written);
+    State().DevicePort =
+        std::make_unique<DetachedPort>([this](const std::string& data) { written.push_back(data); });
   }
   void TearDown() override {
     State().DevicePort.reset();

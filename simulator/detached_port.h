@@ -1,0 +1,30 @@
+// A device port without a transport: what is written goes to a function.
+
+#ifndef SIMULATOR_DETACHED_PORT_H_
+#define SIMULATOR_DETACHED_PORT_H_
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <utility>
+
+#include "ports/abstract_port.h"
+
+class DetachedPort : public iAbstractPort {
+ public:
+  explicit DetachedPort(std::function<void(const std::string&)> on_data) : on_data_(std::move(on_data)) {}
+
+  void PortSetParent(std::shared_ptr<iAbstractPortReceiver> /*receiver*/) override {}
+  void PortSendData(const std::string& data) override { on_data_(data); }
+  bool PortOpen() override { return true; }
+  void PortClose() override {}
+  void PortClear() override {}
+  void PortFlush() override {}
+  void PortPoll() override {}
+  void PortXmitWait() override {}
+
+ private:
+  std::function<void(const std::string&)> on_data_;
+};
+
+#endif  // SIMULATOR_DETACHED_PORT_H_
