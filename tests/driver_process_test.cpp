@@ -132,7 +132,7 @@ TEST(ConnectToHost, AppliesItsDefaultsAndReplacesTheSocket) {
   EXPECT_EQ(State().HostSocket->Port, 20300);
   SimulatedHost host;
   for (const std::string id : {"first", "second"}) {
-    ConnectToHost("localhost", host.Port(), id);
+    ConnectToHost("127.0.0.1", host.Port(), id);
     EXPECT_TRUE(WaitForHostConnection(15));
     EXPECT_TRUE(State().HostSocket->Buffer.empty());
   }
