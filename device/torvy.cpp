@@ -8,6 +8,7 @@
 
 namespace {
 
+constexpr std::int32_t kLevelDetail = cQuorvaneDeviceSocket::kLevelDetail;
 constexpr std::size_t kAddressPieceCharacters = 2;
 
 struct Action {
@@ -24,7 +25,7 @@ const Action* FindAction(std::string_view name) {
 }
 
 void ReportUnsupported(const std::string& command) {
-  LogToHost("unsupported command: " + command, cQuorvaneDeviceSocket::kLevelDetail);
+  LogToHost("unsupported command: " + command, kLevelDetail);
 }
 
 }  // namespace
@@ -45,7 +46,8 @@ void cTorvy::HandleQuorvaneCommand(const cQuorvaneCommand& command) {
   device_command += platform::LastCharacters(address, kAddressPieceCharacters);
   device_command += action->letter;
   if (const auto& port = State().DevicePort) port->PortSendData(device_command);
-  LogDetailToHost("sending command: (" + device_command + ")");
+  // Built only when it is wanted: every command comes this way.
+  if (State().DebugMode) LogToHost("sending command: (" + device_command + ")", kLevelDetail);
 }
 
 void cTorvy::PortDataAvailable(const std::string& /*data*/) {}

@@ -37,13 +37,11 @@ void MultiDictionary::Set(std::string_view key, std::string_view value) {
   if (entries_.empty()) {
     constexpr std::size_t kUsualEntries = 4;
     entries_.reserve(kUsualEntries);
-    folded_keys_.reserve(kUsualEntries);
   }
   entries_.push_back({form, std::string(value)});
-  folded_keys_.push_back(folded);
   if (entries_.size() <= kMostScanned) return;
   if (positions_.empty()) {
-    for (std::size_t i = 0; i < kMostScanned; ++i) positions_[folded_keys_[i]] = i;
+    for (std::size_t i = 0; i < kMostScanned; ++i) positions_[Fold(entries_[i].key)] = i;
   }
   positions_[folded] = entries_.size() - 1;
 }
@@ -55,9 +53,9 @@ const std::string* MultiDictionary::Find(std::string_view key) const {
 
 const MultiDictionary::Entry* MultiDictionary::FindFolded(FoldedKey folded) const {
   if (positions_.empty()) {
-    const auto place = std::find(folded_keys_.begin(), folded_keys_.end(), folded);
-    return place == folded_keys_.end() ? nullptr
-                                       : &entries_[static_cast<std::size_t>(place - folded_keys_.begin())];
+    const auto place = std::find_if(entries_.begin(), entries_.end(),
+                                    [folded](const Entry& entry) { return Fold(entry.key) == folded; });
+    return place == entries_.end() ? nullptr : &*place;
   }
   const auto place = positions_.find(folded);
   return place == positions_.end() ? nullptr : &entries_[place->second];

@@ -36,7 +36,6 @@ class MultiDictionary {
   const Entry* FindFolded(FoldedKey folded) const;
 
   std::vector<Entry> entries_;
-  std::vector<FoldedKey> folded_keys_;                    // side by side with entries_
   std::unordered_map<FoldedKey, std::size_t> positions_;  // filled once a scan would be slow
 };
 
