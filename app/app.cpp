@@ -57,8 +57,7 @@ bool ConnectedToHost(const std::vector<std::string>& arguments) {
     platform::PrintLine("Torvy: Timeout waiting for answer from Quorvane\r");
     return false;
   }
-  LogDetailToHost("Quorvane connection successful after: " + std::to_string(platform::Ticks() - start) +
-                  " ticks.");
+  LogDetailToHost("Quorvane connection successful after: " + std::to_string(platform::Ticks() - start) + " ticks.");
   return true;
 }
 

@@ -17,8 +17,8 @@ struct ProcessState {
   std::shared_ptr<cQuorvaneDeviceSocket> HostSocket;  // null until ConnectToHost
   std::shared_ptr<cTorvy> Driver;                     // null until the port has been opened
   std::unique_ptr<iAbstractPort> DevicePort;          // null until its constructor has returned
-  bool DebugMode = false;      // the host wants detail lines; toggled by its "D" command
-  bool QuitRequested = false;  // the service loop is to end; never cleared
+  bool DebugMode = false;                             // the host wants detail lines; toggled by its "D" command
+  bool QuitRequested = false;                         // the service loop is to end; never cleared
 };
 
 // The one instance, which lives until the process ends.

@@ -72,8 +72,8 @@ void CompareLatency(const char* name, const Relay& driver, const Relay& socat) {
     for (int i = 0; i < kSamplesARound; ++i) by_driver.push_back(RoundTrip(driver));
     for (int i = 0; i < kSamplesARound; ++i) by_socat.push_back(RoundTrip(socat));
   }
-  std::printf("| %s, median | %.1f us | %.1f us | %.2f |\n", name, Quantile(by_driver, 0.5),
-              Quantile(by_socat, 0.5), Quantile(by_driver, 0.5) / Quantile(by_socat, 0.5));
+  std::printf("| %s, median | %.1f us | %.1f us | %.2f |\n", name, Quantile(by_driver, 0.5), Quantile(by_socat, 0.5),
+              Quantile(by_driver, 0.5) / Quantile(by_socat, 0.5));
   std::printf("| %s, 99th percentile | %.1f us | %.1f us | %.2f |\n", name, Quantile(by_driver, 0.99),
               Quantile(by_socat, 0.99), Quantile(by_driver, 0.99) / Quantile(by_socat, 0.99));
   std::fflush(stdout);
@@ -92,8 +92,7 @@ struct RunningDriver {
 
   RunningDriver(const std::string& program, bool over_ip) {
     std::vector<std::string> arguments{terminal.Path(), "127.0.0.1", std::to_string(host.Port()), "17"};
-    if (over_ip)
-      arguments = {"IP", "127.0.0.1", arguments[2], "17", "127.0.0.1", std::to_string(device.Port())};
+    if (over_ip) arguments = {"IP", "127.0.0.1", arguments[2], "17", "127.0.0.1", std::to_string(device.Port())};
     process = std::make_unique<ChildProcess>(program, arguments);
     Require(WaitFor([this] { return host.HasLogged(kReady); }), "the driver's start");
   }
@@ -109,16 +108,13 @@ void CompareLatencies(const std::string& driver_program, const std::string& soca
     Listener host;
     Listener device;
     PseudoTerminal terminal;
-    const ChildProcess socat(socat_program,
-                             {Loopback(host.Port()),
-                              over_ip ? Loopback(device.Port()) : "OPEN:" + terminal.Path() + ",raw,echo=0"});
-    Require(WaitFor([&] { return host.Peer() != nullptr && (!over_ip || device.Peer() != nullptr); }),
-            "socat's start");
+    const ChildProcess socat(
+        socat_program,
+        {Loopback(host.Port()), over_ip ? Loopback(device.Port()) : "OPEN:" + terminal.Path() + ",raw,echo=0"});
+    Require(WaitFor([&] { return host.Peer() != nullptr && (!over_ip || device.Peer() != nullptr); }), "socat's start");
     platform::EventPump::Instance().Run(500);  // lets socat open its terminal
-    const Relay relay{host.Peer()->Number(), over_ip ? device.Peer()->Number() : terminal.Line().Number(),
-                      "0102U"};
-    CompareLatency(over_ip ? "one command over TCP" : "one command over a terminal", driver.AsRelay(over_ip),
-                   relay);
+    const Relay relay{host.Peer()->Number(), over_ip ? device.Peer()->Number() : terminal.Line().Number(), "0102U"};
+    CompareLatency(over_ip ? "one command over TCP" : "one command over a terminal", driver.AsRelay(over_ip), relay);
   }
 }
 
@@ -200,8 +196,7 @@ void CompareThroughput(const std::string& driver_program, const std::string& mos
     port = free_port.Port();
   }
   const std::string configuration = "/tmp/torvy-measure-" + std::to_string(getpid()) + ".conf";
-  std::ofstream(configuration) << "listener " << port
-                               << " 127.0.0.1\nallow_anonymous true\nset_tcp_nodelay true\n"
+  std::ofstream(configuration) << "listener " << port << " 127.0.0.1\nallow_anonymous true\nset_tcp_nodelay true\n"
                                << "log_dest none\nmax_queued_messages 0\npersistence false\n";
   const ChildProcess broker(mosquitto_program, {"-c", configuration});
   BrokerClient publisher(port);

@@ -66,14 +66,7 @@ void ParseByEntryCount(benchmark::State& state) {
   state.SetItemsProcessed(state.iterations() * state.range(0));
   state.SetComplexityN(state.range(0));
 }
-BENCHMARK(ParseByEntryCount)
-    ->Arg(3)
-    ->Arg(16)
-    ->Arg(17)
-    ->Arg(100)
-    ->Arg(1000)
-    ->Arg(10922)
-    ->Complexity(benchmark::oN);
+BENCHMARK(ParseByEntryCount)->Arg(3)->Arg(16)->Arg(17)->Arg(100)->Arg(1000)->Arg(10922)->Complexity(benchmark::oN);
 
 void BuildPlainPacket(benchmark::State& state) {
   cQuorvaneCommand message = ControllerCommand("D");

@@ -25,8 +25,7 @@ struct Link {
 
   Link() {
     ConnectToHost("127.0.0.1", listener.Port(), "17");
-    Require(
-        WaitFor([this] { return listener.Peer() != nullptr && listener.Peer()->Received == "TORVY:17\r"; }));
+    Require(WaitFor([this] { return listener.Peer() != nullptr && listener.Peer()->Received == "TORVY:17\r"; }));
     listener.Peer()->Received.clear();
     State().Driver = std::make_shared<cTorvy>();
     State().DevicePort = std::make_unique<DetachedPort>([](const std::string&) {});

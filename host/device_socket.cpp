@@ -39,8 +39,7 @@ Frame FrontFrame(std::string_view bytes) {
   const std::size_t length = ByteAt(bytes, 1);
   if (length == 0) {
     // With more to come it may be a multipacket whose length is a multiple of 256.
-    return starts_multi ? Frame{Kind::kPlainIncomplete, kMultiHeadSize}
-                        : Frame{Kind::kZeroLength, kPlainHeadSize};
+    return starts_multi ? Frame{Kind::kPlainIncomplete, kMultiHeadSize} : Frame{Kind::kZeroLength, kPlainHeadSize};
   }
   return {length > bytes.size() ? Kind::kPlainIncomplete : Kind::kPlain, length};
 }
@@ -68,8 +67,7 @@ void cQuorvaneDeviceSocket::Event_DataAvailable() {
     const Frame frame = FrontFrame(bytes);
     if (frame.kind == Kind::kPlainIncomplete) break;
     if (frame.kind == Kind::kMultiIncomplete) {
-      SendLog("bufflength is " + std::to_string(bytes.size()) +
-                  " packet length is: " + std::to_string(frame.length),
+      SendLog("bufflength is " + std::to_string(bytes.size()) + " packet length is: " + std::to_string(frame.length),
               kLevelOperational);
       break;
     }

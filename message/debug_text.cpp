@@ -50,8 +50,7 @@ std::string cQuorvaneCommand::DebugString() const {
   flags += fWireless ? "1 Pass:" : "0  Pass:";
   flags += fPassThrough ? "1" : "0";
 
-  const std::string lengths =
-      std::to_string(PacketLength) + " RealLength: " + std::to_string(RawCommonCommand.size());
+  const std::string lengths = std::to_string(PacketLength) + " RealLength: " + std::to_string(RawCommonCommand.size());
   return "Packet Debug: " + platform::LongTime(TimeStamp) + " " + platform::ShortDate(TimeStamp) + kLineEnd +
          Line("Header: ", LabelOf(Header)) +                        //
          Line("Packet Length: ", lengths) +                         //
@@ -67,6 +66,6 @@ std::string cQuorvaneCommand::DebugString() const {
 }
 
 std::string cQuorvaneCommand::GetLogLine() const {
-  return (fStacked ? "stacked " : "") + GetCommandCodeDescription() + " for address " + GetHouseCode() +
-         GetUnitCode() + (fWireless ? " (W)" : "");
+  return (fStacked ? "stacked " : "") + GetCommandCodeDescription() + " for address " + GetHouseCode() + GetUnitCode() +
+         (fWireless ? " (W)" : "");
 }

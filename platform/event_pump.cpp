@@ -29,8 +29,7 @@ void Wait(std::vector<pollfd>& polled, std::chrono::nanoseconds limit) {
   for (pollfd& entry : polled) entry.revents = 0;
   if (errno == EINTR) return;
   // The kernel is short of memory: nothing can be waited for now, and asking again at once would only spin.
-  const timespec breath =
-      ToTimespec(std::min<std::chrono::nanoseconds>(limit, std::chrono::milliseconds(10)));
+  const timespec breath = ToTimespec(std::min<std::chrono::nanoseconds>(limit, std::chrono::milliseconds(10)));
   nanosleep(&breath, nullptr);
 }
 

@@ -53,9 +53,8 @@ class EventPump {
   void Add(EventSource* source);
   void Remove(const EventSource* source);
 
-  std::vector<EventSource*>
-      sources_;                 // a source that died during a pass leaves null until the passes are over
-  std::vector<pollfd> polled_;  // kept between passes for their memory alone
+  std::vector<EventSource*> sources_;  // a source that died during a pass leaves null until the passes are over
+  std::vector<pollfd> polled_;         // kept between passes for their memory alone
   std::vector<Waiting> waiting_;
   int depth_ = 0;
 };

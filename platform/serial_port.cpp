@@ -24,10 +24,9 @@ struct Speed {
   speed_t code;
 };
 
-constexpr std::array kSpeeds{Speed{300, B300},      Speed{600, B600},     Speed{1200, B1200},
-                             Speed{2400, B2400},    Speed{4800, B4800},   Speed{9600, B9600},
-                             Speed{19200, B19200},  Speed{38400, B38400}, Speed{57600, B57600},
-                             Speed{115200, B115200}};
+constexpr std::array kSpeeds{Speed{300, B300},     Speed{600, B600},      Speed{1200, B1200},   Speed{2400, B2400},
+                             Speed{4800, B4800},   Speed{9600, B9600},    Speed{19200, B19200}, Speed{38400, B38400},
+                             Speed{57600, B57600}, Speed{115200, B115200}};
 
 constexpr std::array<tcflag_t, 4> kDataBits{CS5, CS6, CS7, CS8};
 constexpr std::int32_t kFewestDataBits = 5;
@@ -63,8 +62,8 @@ bool SerialPort::Open() {
   Close();
   // Non-blocking, or the call would wait for a modem's carrier.
   Descriptor line(open(path_.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC));
-  const bool usable = line.IsOpen() && isatty(line.Number()) == 1 &&
-                      flock(line.Number(), LOCK_EX | LOCK_NB) == 0 && ApplySettings(line);
+  const bool usable = line.IsOpen() && isatty(line.Number()) == 1 && flock(line.Number(), LOCK_EX | LOCK_NB) == 0 &&
+                      ApplySettings(line);
   if (!usable) {
     SetLastErrorCode(errno);
     return false;
@@ -102,8 +101,7 @@ bool SerialPort::ApplySettings(const Descriptor& line) const {
   termios applied{};
   if (tcgetattr(line.Number(), &applied) != 0) return false;
   const tcflag_t kChecked = CSIZE | PARENB | CSTOPB;
-  if ((applied.c_cflag & kChecked) == (settings.c_cflag & kChecked) && cfgetospeed(&applied) == speed)
-    return true;
+  if ((applied.c_cflag & kChecked) == (settings.c_cflag & kChecked) && cfgetospeed(&applied) == speed) return true;
   errno = EINVAL;
   return false;
 }

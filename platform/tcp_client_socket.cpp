@@ -64,9 +64,7 @@ void TcpClientSocket::Write(std::string_view bytes) {
 EventSource::Interest TcpClientSocket::PrepareToWait() {
   switch (phase_) {
     case Phase::kResolving:
-      return {.descriptor = lookup_->DescriptorNumber(),
-              .read = true,
-              .pending = lookup_->DescriptorNumber() < 0};
+      return {.descriptor = lookup_->DescriptorNumber(), .read = true, .pending = lookup_->DescriptorNumber() < 0};
     case Phase::kConnecting:
       return {.descriptor = DescriptorNumber(), .write = true};
     case Phase::kIdle:

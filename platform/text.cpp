@@ -33,8 +33,7 @@ bool IsContinuation(char c) {
 }  // namespace
 
 bool EqualIgnoringCase(std::string_view a, std::string_view b) {
-  return std::equal(a.begin(), a.end(), b.begin(), b.end(),
-                    [](char x, char y) { return ToLower(x) == ToLower(y); });
+  return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](char x, char y) { return ToLower(x) == ToLower(y); });
 }
 
 std::int64_t ReadNumber(std::string_view text) {

@@ -33,8 +33,8 @@ bool cIPStreamAbstractor::PortOpen() {
     platform::YieldToBackground();
   }
   const std::string ticks = std::to_string(platform::Ticks() - start) + " ticks.";
-  LogDetailToHost(
-      (IsConnected() ? "torvy Connection is open after " : "torvy Connection failed to open after ") + ticks);
+  LogDetailToHost((IsConnected() ? "torvy Connection is open after " : "torvy Connection failed to open after ") +
+                  ticks);
   return IsConnected();
 }
 
@@ -72,8 +72,7 @@ void cIPStreamAbstractor::PortClear() {
 void cIPStreamAbstractor::PortFlush() {
   const std::size_t count = ReadAll().size();
   if (State().DebugMode) {
-    SendLogToHost("port flush reads " + std::to_string(count) + " bytes.",
-                  cQuorvaneDeviceSocket::kLevelDetail);
+    SendLogToHost("port flush reads " + std::to_string(count) + " bytes.", cQuorvaneDeviceSocket::kLevelDetail);
   }
 }
 

@@ -4,6 +4,12 @@ void Channel::Send(std::string_view bytes) {
   if (TakesOutput()) output_.Append(bytes);
 }
 
+platform::EventSource::Interest Channel::PrepareToWait() {
+  Interest interest = SendAndWait(output_);
+  interest.read = interest.read && !Paused;
+  return interest;
+}
+
 void Channel::Event_DataAvailable() {
   Received += ReadAll();
   if (OnChange) OnChange();

@@ -22,7 +22,7 @@ sockaddr* AsSocketAddress(sockaddr_storage& storage) {
 
 }  // namespace
 
-Listener::Listener(const std::string& address) {
+Listener::Listener(const std::string& address, int backlog) {
   const auto list = platform::AddressLookup::Numeric(address, 0);
   errno = EADDRNOTAVAIL;
   Require(list && !list->addresses.empty(), "listening address");
@@ -30,7 +30,7 @@ Listener::Listener(const std::string& address) {
   listening_ = platform::Descriptor(socket(where.family, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
   Require(bind(listening_.Number(), reinterpret_cast<const sockaddr*>(where.bytes.data()),
                static_cast<socklen_t>(where.bytes.size())) == 0 &&
-              listen(listening_.Number(), SOMAXCONN) == 0,
+              listen(listening_.Number(), backlog) == 0,
           "listening");
   sockaddr_storage bound{};
   socklen_t size = sizeof bound;

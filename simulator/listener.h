@@ -14,19 +14,23 @@
 
 class Listener : public platform::EventSource {
  public:
-  // Listens at once on a numeric address of this computer; throws std::system_error when it cannot.
-  explicit Listener(const std::string& address = "127.0.0.1");
+  // Listens at once on a numeric address of this computer, with room for so many connections that were not yet
+  // accepted; throws std::system_error when it cannot.
+  explicit Listener(const std::string& address = "127.0.0.1", int backlog = kUsualBacklog);
 
   std::int32_t Port() const { return port_; }
   // The last connection that was accepted, null before the first.
   Channel* Peer() const { return peer_.get(); }
   std::function<void()> OnAccept;  // called with a new Peer in place
+  bool Paused = false;             // accepts nobody
 
  protected:
-  Interest PrepareToWait() override { return {.descriptor = listening_.Number(), .read = true}; }
+  Interest PrepareToWait() override { return {.descriptor = listening_.Number(), .read = !Paused}; }
   void HandleReady() override;
 
  private:
+  static constexpr int kUsualBacklog = 16;
+
   platform::Descriptor listening_;
   std::int32_t port_ = 0;
   std::unique_ptr<Channel> peer_;

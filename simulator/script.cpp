@@ -51,8 +51,7 @@ Step ReadExpectation(std::string_view rest) {
   if (platform::EqualIgnoringCase(TakeWord(after), "log")) {
     return {.kind = Kind::kExpectLog, .text = std::string(after)};
   }
-  if (rest.empty())
-    return NotUnderstood("expect takes the device's characters, or log and a line: expect 0102U");
+  if (rest.empty()) return NotUnderstood("expect takes the device's characters, or log and a line: expect 0102U");
   return {.kind = Kind::kExpectDevice, .text = std::string(rest)};
 }
 

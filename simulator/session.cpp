@@ -21,8 +21,7 @@ Session::Session(const Setup& setup, Transcript& transcript) : transcript_(trans
     transcript_.Event(Way::kDriverToHost, "handshake, connection " + Printable(*host_.ConnectionID()));
   };
   host_.OnLog = [this](const SimulatedHost::LogLine& line) {
-    transcript_.Event(Way::kDriverToHost,
-                      "log, level " + std::to_string(line.level) + ": " + Printable(line.text));
+    transcript_.Event(Way::kDriverToHost, "log, level " + std::to_string(line.level) + ": " + Printable(line.text));
   };
   const std::vector<std::string> arguments = DriverArguments(setup);
   std::string command_line = "torvy-driver";
@@ -62,8 +61,7 @@ void Session::ListenToDevice(Channel& line) {
 }
 
 bool Session::WaitUntilReady() {
-  const bool decided =
-      WaitFor([this] { return host_.HasLogged(kReadyLine) || driver_->Status(); }, kReadyLimit);
+  const bool decided = WaitFor([this] { return host_.HasLogged(kReadyLine) || driver_->Status(); }, kReadyLimit);
   logs_seen_ = host_.Log().size();
   if (decided && !driver_->Status()) return true;
   transcript_.Problem(decided ? "the driver ended before it was ready" : "the driver did not get ready");

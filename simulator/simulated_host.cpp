@@ -3,8 +3,7 @@
 #include <algorithm>
 #include <utility>
 
-cQuorvaneCommand DeviceCommand(std::string_view address, std::string_view command,
-                               std::string_view packet_id) {
+cQuorvaneCommand DeviceCommand(std::string_view address, std::string_view command, std::string_view packet_id) {
   cQuorvaneCommand message;
   message.SetMulti("addr", address);
   message.SetMulti("mcmd", command);

@@ -15,8 +15,7 @@
 #include "simulator/listener.h"
 
 // A device command for the unit at an address.
-cQuorvaneCommand DeviceCommand(std::string_view address, std::string_view command,
-                               std::string_view packet_id);
+cQuorvaneCommand DeviceCommand(std::string_view address, std::string_view command, std::string_view packet_id);
 
 // A command for the driver process itself, by its letter.
 cQuorvaneCommand ControllerCommand(std::string_view letter);

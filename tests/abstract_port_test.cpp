@@ -68,9 +68,7 @@ TEST_P(Ports, InputWithoutAReceiverIsLost) {
 TEST_P(Ports, ReceiverIsToldOfAnErrorOnceAndWithoutAMessage) {
   port->PortSetParent(receiver);
   int errors = 0;
-  EXPECT_CALL(*receiver, PortError("", testing::Gt(0))).WillOnce([&](const std::string&, std::int32_t) {
-    ++errors;
-  });
+  EXPECT_CALL(*receiver, PortError("", testing::Gt(0))).WillOnce([&](const std::string&, std::int32_t) { ++errors; });
   Device().Close();
   EXPECT_TRUE(WaitFor([&errors] { return errors > 0; }));
   Pump();

@@ -23,8 +23,7 @@ class Dispatch : public testing::Test {
     State().DebugMode = State().QuitRequested = false;
     State().HostSocket = host;
     State().Driver = std::make_shared<cTorvy>();
-    State().DevicePort =
-        std::make_unique<DetachedPort>([this](const std::string& data) { written.push_back(data); });
+    State().DevicePort = std::make_unique<DetachedPort>([this](const std::string& data) { written.push_back(data); });
   }
   void TearDown() override {
     State().DevicePort.reset();
@@ -59,8 +58,7 @@ TEST_F(Dispatch, TranslatesDeviceCommands) {
                {"123", "ON", "1223U"},
                {"7", "ON", "77U"},
                {"", "ON", "U"},
-               {"\xC3\xA4\xC3\xB6-\xE2\x82\xAC\xF0\x9F\x8F\xA0", "ON",
-                "\xC3\xA4\xC3\xB6\xE2\x82\xAC\xF0\x9F\x8F\xA0U"},
+               {"\xC3\xA4\xC3\xB6-\xE2\x82\xAC\xF0\x9F\x8F\xA0", "ON", "\xC3\xA4\xC3\xB6\xE2\x82\xAC\xF0\x9F\x8F\xA0U"},
                {"0102", "DIM", ""},
                {"0102", "", ""},
                {"0102", "ON ", ""},
@@ -94,8 +92,7 @@ TEST_F(Dispatch, TranslatesDeviceCommands) {
 }
 
 TEST_F(Dispatch, ControllerCommandsInEitherCase) {
-  const std::pair<const char*, const char*> quits[] = {
-      {"Q", "(1)"}, {"q", "(1)"}, {"P", "(2)"}, {"p", "(2)"}};
+  const std::pair<const char*, const char*> quits[] = {{"Q", "(1)"}, {"q", "(1)"}, {"P", "(2)"}, {"p", "(2)"}};
   for (const auto& [letter, number] : quits) {
     State().QuitRequested = false;
     EXPECT_THAT(Receive(ControllerCommand(letter)),
@@ -123,8 +120,7 @@ TEST_F(Dispatch, MessagesWithoutEntries) {
   plain.SetHouseCode("C");
   plain.SetUnitCode(3);
   // Without the controller flag it is a sensor's low-battery "P", and does not quit.
-  EXPECT_THAT(Receive(plain),
-              ElementsAre("4 unsupported command: UNKNOWN COMMAND CODE: (P) 0x50 for address C3"));
+  EXPECT_THAT(Receive(plain), ElementsAre("4 unsupported command: UNKNOWN COMMAND CODE: (P) 0x50 for address C3"));
   host->Peer()->Received.clear();
   host->Deliver("L\x05\x02hi");
   EXPECT_THAT(Receive(ControllerCommand("O")), IsEmpty());

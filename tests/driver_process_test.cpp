@@ -103,14 +103,13 @@ TEST_F(DriverProcess, ServesTheHostWhileTheDeviceDoesNotAnswer) {
   // Whether the lines on the start are there depends on when the "D" came.
   std::vector<std::string> lines = Texts(host.Log());
   std::erase_if(lines, [](const std::string& line) {
-    return line.starts_with("4 Quorvane connection successful after: ") ||
-           line.starts_with("4 torvy making IP ") || line.starts_with("4 torvy opening IP ");
+    return line.starts_with("4 Quorvane connection successful after: ") || line.starts_with("4 torvy making IP ") ||
+           line.starts_with("4 torvy opening IP ");
   });
-  EXPECT_THAT(
-      lines, ElementsAre("2 received command from Quorvane: ", "2 received command from Quorvane: X",
-                         "2 received command from Quorvane: Q", "2 The torvy plx has been asked to quit. (1)",
-                         testing::MatchesRegex("4 torvy Connection failed to open after 6[0-9]+ ticks\\."),
-                         "2 IP Open  to 127.0.0.1:" + std::to_string(refused_port) + " failed."));
+  EXPECT_THAT(lines, ElementsAre("2 received command from Quorvane: ", "2 received command from Quorvane: X",
+                                 "2 received command from Quorvane: Q", "2 The torvy plx has been asked to quit. (1)",
+                                 testing::MatchesRegex("4 torvy Connection failed to open after 6[0-9]+ ticks\\."),
+                                 "2 IP Open  to 127.0.0.1:" + std::to_string(refused_port) + " failed."));
 }
 
 TEST_F(DriverProcess, HostThatDoesNotListenIsWaitedFor) {
@@ -159,11 +158,10 @@ TEST(Simulator, TellsWhatWasNotAsItShouldBe) {
   const struct {
     const char* text;
     int status;
-  } cases[] = {
-      {"0102 ON\nexpect 0102D\n", 1},
-      {"0102 ON\nexpect 0102U\nraw 21\nexpect log nothing\n", 1},
-      {"# only a comment\nfoo\n", 2},
-      {"0102 ON\r\n\nexpect 0102U\nquit\nexpect log The torvy plx has been asked to quit. (1)\n", 0}};
+  } cases[] = {{"0102 ON\nexpect 0102D\n", 1},
+               {"0102 ON\nexpect 0102U\nraw 21\nexpect log nothing\n", 1},
+               {"# only a comment\nfoo\n", 2},
+               {"0102 ON\r\n\nexpect 0102U\nquit\nexpect log The torvy plx has been asked to quit. (1)\n", 0}};
   for (const auto& c : cases) {
     FILE* file = fopen(script.c_str(), "w");
     ASSERT_NE(file, nullptr);

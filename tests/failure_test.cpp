@@ -32,25 +32,23 @@ TEST(Failure, PrintsTheStackOfThePlaceThatThrewAndAborts) {
     EXPECT_EQ(outcome.status, kAborted);
     ASSERT_GE(outcome.lines.size(), 14U);
     const std::vector<std::string> beginning(outcome.lines.begin(), outcome.lines.begin() + 8);
-    EXPECT_THAT(beginning, testing::ElementsAre("stack trace begin", "", "ThirdDeep(bool)", "",
-                                                "SecondDeep(bool)", "", "FirstDeep(bool)", ""));
+    EXPECT_THAT(beginning, testing::ElementsAre("stack trace begin", "", "ThirdDeep(bool)", "", "SecondDeep(bool)", "",
+                                                "FirstDeep(bool)", ""));
     EXPECT_EQ(outcome.lines[outcome.lines.size() - 2], "done logging the stack");
     EXPECT_EQ(outcome.lines.back(), "");
     const bool through_pump = std::string_view(how) == "pump";
-    EXPECT_EQ(testing::Value(outcome.lines, testing::Contains("platform::EventPump::Run(int)")),
-              through_pump);
+    EXPECT_EQ(testing::Value(outcome.lines, testing::Contains("platform::EventPump::Run(int)")), through_pump);
     EXPECT_THAT(outcome.lines, testing::Contains("main"));
   }
 }
 
 TEST(Failure, StackThatIsEmptyOrCannotBeRead) {
-  EXPECT_THAT(Fail("empty").lines,
-              testing::ElementsAre("stack trace begin", "", "done logging the stack", ""));
+  EXPECT_THAT(Fail("empty").lines, testing::ElementsAre("stack trace begin", "", "done logging the stack", ""));
   const Outcome unreadable = Fail("unreadable");
   EXPECT_EQ(unreadable.status, 0);
-  EXPECT_THAT(unreadable.lines, testing::ElementsAre("stack trace begin", "",
-                                                     "there was an error while logging the stack trace", "",
-                                                     "done logging the stack", ""));
+  EXPECT_THAT(unreadable.lines,
+              testing::ElementsAre("stack trace begin", "", "there was an error while logging the stack trace", "",
+                                   "done logging the stack", ""));
 }
 
 }  // namespace

@@ -33,15 +33,14 @@ TEST(ProtocolPage, ShowsWhatTheCodeBuilds) {
   socket.SendLog("ready", 2);
   EXPECT_EQ(socket.Logged(1), std::vector<std::string>{"2 ready"});
 
-  const std::map<std::string, std::string> built{
-      {"handshake", "TORVY:17\r"},  // ConnectedSocket waits for these bytes
-      {"device-command", device_command.GetRawCommand()},
-      {"acknowledgement", device_command.MakeAck().GetRawCommand()},
-      {"unit-command", on.GetRawCommand()},
-      {"quit", ControllerCommand("Q").GetRawCommand()},
-      {"raw-data", RawDataCommand("\x01\x02\x03").GetRawCommand()},
-      {"log", socket.Peer()->Received},
-      {"device-bytes", "0102U"}};
+  const std::map<std::string, std::string> built{{"handshake", "TORVY:17\r"},  // ConnectedSocket waits for these bytes
+                                                 {"device-command", device_command.GetRawCommand()},
+                                                 {"acknowledgement", device_command.MakeAck().GetRawCommand()},
+                                                 {"unit-command", on.GetRawCommand()},
+                                                 {"quit", ControllerCommand("Q").GetRawCommand()},
+                                                 {"raw-data", RawDataCommand("\x01\x02\x03").GetRawCommand()},
+                                                 {"log", socket.Peer()->Received},
+                                                 {"device-bytes", "0102U"}};
   EXPECT_EQ(Examples(), built);
 }
 
