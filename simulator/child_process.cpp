@@ -1,12 +1,14 @@
 #include "simulator/child_process.h"
 
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <array>
 #include <cerrno>
 #include <csignal>
+#include <fstream>
 #include <system_error>
 
 namespace {
@@ -73,10 +75,23 @@ void ChildProcess::Signal(int signal) const {
   kill(id_, signal);
 }
 
+double ChildProcess::ProcessorSeconds() const {
+  constexpr int kFieldsBefore = 13;
+  std::ifstream stat("/proc/" + std::to_string(id_) + "/stat");
+  std::string field;
+  for (int i = 0; i < kFieldsBefore; ++i) stat >> field;
+  double user = 0;
+  double system = 0;
+  stat >> user >> system;
+  return (user + system) / static_cast<double>(sysconf(_SC_CLK_TCK));
+}
+
 std::optional<int> ChildProcess::Status() {
   constexpr int kSignalBase = 128;
   int status = 0;
-  if (!status_ && waitpid(id_, &status, WNOHANG) == id_) {
+  rusage used{};
+  if (!status_ && wait4(id_, &status, WNOHANG, &used) == id_) {
+    peak_memory_kib_ = used.ru_maxrss;
     status_ = WIFSIGNALED(status) ? kSignalBase + WTERMSIG(status) : WEXITSTATUS(status);
   }
   return status_;

@@ -28,6 +28,10 @@ class ChildProcess {
   Channel& Output() { return *output_; }
   void Signal(int signal) const;
 
+  // Processor time that a running child has used, in seconds; the most memory that an ended one has had.
+  double ProcessorSeconds() const;
+  long PeakMemoryKiB() const { return peak_memory_kib_; }
+
   // How the child ended, once it has: its exit status, or 128 plus the signal that ended it.
   std::optional<int> Status();
 
@@ -35,6 +39,7 @@ class ChildProcess {
   pid_t id_ = -1;
   std::unique_ptr<Channel> output_;
   std::optional<int> status_;
+  long peak_memory_kib_ = 0;
 };
 
 #endif  // SIMULATOR_CHILD_PROCESS_H_

@@ -13,6 +13,7 @@
 
 #include "platform/event_pump.h"
 #include "platform/text.h"
+#include "simulator/fault.h"
 #include "simulator/script.h"
 #include "simulator/session.h"
 #include "simulator/transcript.h"
@@ -194,7 +195,7 @@ int main(int argument_count, char** argument_values) {
     return Refuse(*wrong);
   }
   if (options.help) {
-    std::cout << kHelp << kScriptHelp << kStatuses;
+    std::cout << kHelp << kScriptHelp << kFaultHelp << kStatuses;
     return kAsItShouldBe;
   }
   std::ifstream file;

@@ -1,8 +1,11 @@
 #include "simulator/script.h"
 
 #include <algorithm>
+#include <array>
+#include <span>
 
 #include "platform/text.h"
+#include "simulator/fault.h"
 
 namespace {
 
@@ -39,20 +42,52 @@ Step ReadRaw(std::string_view rest) {
   return step;
 }
 
-Step ReadWait(std::string_view rest) {
-  constexpr std::int32_t kLongest = 600'000;
-  const std::int32_t milliseconds = platform::ReadInt32(rest);
-  if (milliseconds <= 0 || milliseconds > kLongest) return NotUnderstood("wait takes milliseconds: wait 500");
-  return {.kind = Kind::kWait, .pause = std::chrono::milliseconds(milliseconds)};
+// Reads the number that a step of this kind takes.
+Step ReadCount(Kind kind, std::string_view rest) {
+  constexpr std::int32_t kLargest = 1'000'000;
+  const std::int32_t count = platform::ReadInt32(rest);
+  if (count <= 0 || count > kLargest) return NotUnderstood("a number from 1 to 1000000 is missing: wait 500");
+  return {.kind = kind, .count = count};
+}
+
+struct Word {
+  std::string_view name;
+  Kind kind;
+};
+
+constexpr std::array<Word, 3> kCountedSteps{{{"wait", Kind::kWait}, {"stream", Kind::kStream}, {"fill", Kind::kFill}}};
+
+constexpr std::array<Word, 4> kLoneWords{
+    {{"debug", Kind::kDebug}, {"quit", Kind::kQuit}, {"help", Kind::kHelp}, {"flood", Kind::kFlood}}};
+
+constexpr std::array<Word, 6> kExpectations{{{"log", Kind::kExpectLog},
+                                             {"console", Kind::kExpectConsole},
+                                             {"stream", Kind::kExpectStream},
+                                             {"idle", Kind::kExpectIdle},
+                                             {"end", Kind::kExpectEnd},
+                                             {"memory", Kind::kExpectMemory}}};
+
+// The row of a word, or null.
+const Word* Find(std::span<const Word> table, std::string_view name) {
+  const auto place = std::find_if(table.begin(), table.end(),
+                                  [name](const Word& word) { return platform::EqualIgnoringCase(word.name, name); });
+  return place == table.end() ? nullptr : &*place;
 }
 
 Step ReadExpectation(std::string_view rest) {
   std::string_view after = rest;
-  if (platform::EqualIgnoringCase(TakeWord(after), "log")) {
-    return {.kind = Kind::kExpectLog, .text = std::string(after)};
+  const Word* const word = Find(kExpectations, TakeWord(after));
+  if (word == nullptr && rest.empty()) {
+    return NotUnderstood("expect takes the device's characters, or log and a line: expect 0102U");
   }
-  if (rest.empty()) return NotUnderstood("expect takes the device's characters, or log and a line: expect 0102U");
-  return {.kind = Kind::kExpectDevice, .text = std::string(rest)};
+  if (word == nullptr) return {.kind = Kind::kExpectDevice, .text = std::string(rest)};
+  if (word->kind == Kind::kExpectMemory) return ReadCount(word->kind, after);
+  return {.kind = word->kind, .text = std::string(after)};
+}
+
+Step ReadFault(std::string_view rest) {
+  if (!IsFault(rest)) return NotUnderstood(Quoted(rest) + " is no fault; help lists them");
+  return {.kind = Kind::kFault, .text = std::string(rest)};
 }
 
 }  // namespace
@@ -71,12 +106,11 @@ Step ReadStep(std::string_view line) {
   const std::string_view word = TakeWord(rest);
   if (word.empty() || word.starts_with('#')) return {};
   if (EqualIgnoringCase(word, "raw")) return ReadRaw(rest);
-  if (EqualIgnoringCase(word, "wait")) return ReadWait(rest);
   if (EqualIgnoringCase(word, "expect")) return ReadExpectation(rest);
+  if (EqualIgnoringCase(word, "fault")) return ReadFault(rest);
+  if (const Word* const counted = Find(kCountedSteps, word)) return ReadCount(counted->kind, rest);
   if (rest.empty()) {
-    if (EqualIgnoringCase(word, "debug")) return {.kind = Kind::kDebug};
-    if (EqualIgnoringCase(word, "quit")) return {.kind = Kind::kQuit};
-    if (EqualIgnoringCase(word, "help")) return {.kind = Kind::kHelp};
+    if (const Word* const lone = Find(kLoneWords, word)) return {.kind = lone->kind};
     return NotUnderstood(Quoted(word) + " is no step; a device command is an address and a command: 0102 ON");
   }
   return {.kind = Kind::kCommand, .address = std::string(word), .text = std::string(rest)};
@@ -86,9 +120,15 @@ const char* const kScriptHelp =
     "  0102 ON          command ON, OFF or Stop for the unit at address 0102\n"
     "  debug            switch the driver's debug lines on or off\n"
     "  raw 01 02 03     pass bytes to the device as they are\n"
+    "  stream 5000      so many device commands at once, for the units 0000 and up\n"
+    "  fill 100         so many packets of 244 raw bytes at once\n"
+    "  flood            device commands without end, until the driver ends\n"
     "  wait 500         let so many milliseconds go by\n"
     "  expect 0102U     the next characters on the device's line are these\n"
+    "  expect stream    what the last stream asked for reaches the device, whole and in order\n"
     "  expect log TEXT  the driver logs this line to the host\n"
+    "  expect console TEXT, expect idle, expect end, expect memory 32\n"
+    "                   the driver's console shows a text; it rests; it ends by itself; it had at most so many MiB\n"
     "  quit             ask the driver to quit\n"
     "  help             show this list; a line that begins with # is a comment\n";
 

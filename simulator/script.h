@@ -3,7 +3,7 @@
 #ifndef SIMULATOR_SCRIPT_H_
 #define SIMULATOR_SCRIPT_H_
 
-#include <chrono>
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -16,15 +16,24 @@ struct Step {
     kRaw,            // pass the bytes in `text` to the device
     kQuit,           // ask the driver to quit
     kHelp,           // list the steps
-    kWait,           // let `pause` go by
+    kWait,           // let `count` milliseconds go by
+    kStream,         // `count` device commands at once, for the units 0000 and up
+    kFill,           // `count` packets of raw data at once
+    kFlood,          // device commands without end, until the driver ends
+    kFault,          // do what `text` names to a link or to the driver
     kExpectDevice,   // the next bytes that reach the device are `text`
+    kExpectStream,   // all that the last stream asked for reaches the device
     kExpectLog,      // the driver logs the line `text`
+    kExpectConsole,  // the driver's console has shown `text`
+    kExpectIdle,     // the driver is at rest
+    kExpectEnd,      // the driver ends by itself, with status 0
+    kExpectMemory,   // the driver, which has ended, never had more than `count` MiB
     kNotUnderstood,  // `text` says why
   };
   Kind kind = Kind::kNothing;
   std::string address{};
   std::string text{};
-  std::chrono::milliseconds pause{0};
+  std::int32_t count = 0;
 };
 
 Step ReadStep(std::string_view line);

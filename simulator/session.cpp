@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "platform/event_pump.h"
+#include "simulator/fault.h"
 #include "simulator/wait.h"
 
 namespace {
@@ -12,7 +13,7 @@ using Way = Transcript::Way;
 constexpr std::string_view kReadyLine = "Torvy Serial Remote Control interface version 1 (build 001) ready.";
 constexpr const char* kConnectionID = "17";
 constexpr std::chrono::seconds kReadyLimit{30};
-constexpr std::chrono::seconds kStepLimit{10};
+constexpr std::chrono::seconds kStepLimit{30};
 
 }  // namespace
 
@@ -89,20 +90,49 @@ bool Session::Perform(const Step& step) {
       quit_sent_ = true;
       return true;
     case Step::Kind::kHelp:
-      transcript_.Note(kScriptHelp);
+      transcript_.Note(std::string(kScriptHelp) + kFaultHelp);
       return true;
     case Step::Kind::kWait:
-      platform::EventPump::Instance().Run(static_cast<std::int32_t>(step.pause.count()));
+      platform::EventPump::Instance().Run(step.count);
       return true;
-    case Step::Kind::kExpectDevice:
-      return ExpectDevice(step.text);
-    case Step::Kind::kExpectLog:
-      return ExpectLog(step.text);
+    case Step::Kind::kStream:
+      SendStream(step.count);
+      return true;
+    case Step::Kind::kFill:
+      SendRawData(step.count);
+      return true;
+    case Step::Kind::kFlood:
+      return Flood();
+    case Step::Kind::kFault:
+      return BringAbout(step.text);
     case Step::Kind::kNotUnderstood:
       transcript_.Problem(step.text);
       return false;
+    default:
+      return Check(step);
   }
-  return false;
+}
+
+bool Session::Check(const Step& step) {
+  switch (step.kind) {
+    case Step::Kind::kExpectDevice:
+      return ExpectDevice(step.text);
+    case Step::Kind::kExpectStream:
+      return ExpectDevice(stream_bytes_);
+    case Step::Kind::kExpectLog:
+      return ExpectLog(step.text);
+    case Step::Kind::kExpectConsole:
+      return Await([&] { return driver_->Output().Received.find(step.text) != std::string::npos; },
+                   "the console line " + Quoted(step.text));
+    case Step::Kind::kExpectIdle:
+      return ExpectIdle();
+    case Step::Kind::kExpectEnd:
+      return Await([this] { return driver_->Status() == 0; }, "the driver to end");
+    case Step::Kind::kExpectMemory:
+      return ExpectMemory(step.count);
+    default:
+      return false;
+  }
 }
 
 bool Session::Finish() {
@@ -130,6 +160,58 @@ void Session::Send(cQuorvaneCommand message, const std::string& in_words) {
   host_.Link()->Send(packet);
 }
 
+void Session::Queue(const std::string& packets, const std::string& in_words) {
+  transcript_.Event(Way::kHostToDriver, in_words);
+  host_.Link()->Send(packets);
+  WaitFor([this] { return host_.Link()->Unsent() == 0 || driver_->Status(); }, kStepLimit);
+}
+
+void Session::SendStream(int count) {
+  constexpr int kUnits = 10'000;
+  std::string packets;
+  stream_bytes_.clear();
+  for (int i = 0; i < count; ++i) {
+    const std::string address = std::to_string(kUnits + i % kUnits).substr(1);
+    packets += DeviceCommand(address, "ON", std::to_string(i)).GetRawCommand();
+    stream_bytes_ += address + "U";
+  }
+  Queue(packets, "a stream of " + std::to_string(count) + " commands");
+}
+
+void Session::SendRawData(int count) {
+  constexpr std::size_t kMostBytes = 244;
+  const std::string packet = RawDataCommand(std::string(kMostBytes, '-')).GetRawCommand();
+  std::string packets;
+  for (int i = 0; i < count; ++i) packets += packet;
+  Queue(packets, "raw data in " + std::to_string(count) + " packets");
+}
+
+bool Session::Flood() {
+  constexpr std::size_t kQueued = 100'000;
+  const std::string packet = DeviceCommand("0102", "ON", "1").GetRawCommand();
+  std::string packets;
+  while (packets.size() < kQueued) packets += packet;
+  transcript_.Event(Way::kHostToDriver, "commands without end");
+  return Await(
+      [this, &packets] {
+        if (host_.Link()->Unsent() < kQueued) host_.Link()->Send(packets);
+        device_bytes_.clear();
+        return driver_->Status().has_value();
+      },
+      "the driver to end");
+}
+
+bool Session::BringAbout(const std::string& fault) {
+  Channel* const device = terminal_ ? &terminal_->Line() : network_device_ ? network_device_->Peer() : nullptr;
+  if (device == nullptr) {
+    transcript_.Problem("a fault needs a simulated device");
+    return false;
+  }
+  transcript_.Note("fault: " + fault);
+  Inject(fault, {*host_.Link(), *device, *driver_});
+  return true;
+}
+
 bool Session::ExpectDevice(const std::string& bytes) {
   device_expected_ = true;
   const auto enough = [this, &bytes] { return device_bytes_.size() >= bytes.size(); };
@@ -149,6 +231,24 @@ bool Session::ExpectLog(const std::string& text) {
     return false;
   };
   return Await(logged, "the log line \"" + Printable(text) + "\"");
+}
+
+bool Session::ExpectIdle() {
+  constexpr std::int32_t kMilliseconds = 1000;
+  constexpr double kMostSeconds = 0.25;
+  const double before = driver_->ProcessorSeconds();
+  platform::EventPump::Instance().Run(kMilliseconds);
+  if (driver_->ProcessorSeconds() - before < kMostSeconds) return true;
+  transcript_.Problem("the driver does not rest");
+  return false;
+}
+
+bool Session::ExpectMemory(std::int32_t mebibytes) {
+  constexpr long kKibibytes = 1024;
+  const long peak = driver_->PeakMemoryKiB();
+  if (driver_->Status() && peak <= mebibytes * kKibibytes) return true;
+  transcript_.Problem("the driver had " + std::to_string(peak) + " KiB");
+  return false;
 }
 
 bool Session::Await(const std::function<bool()>& condition, const std::string& what) {

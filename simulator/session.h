@@ -49,8 +49,16 @@ class Session {
   std::vector<std::string> DriverArguments(const Setup& setup);
   void ListenToDevice(Channel& line);
   void Send(cQuorvaneCommand message, const std::string& in_words);
+  void Queue(const std::string& packets, const std::string& in_words);
+  void SendStream(int count);
+  void SendRawData(int count);
+  bool Flood();
+  bool BringAbout(const std::string& fault);
+  bool Check(const Step& step);
   bool ExpectDevice(const std::string& bytes);
   bool ExpectLog(const std::string& text);
+  bool ExpectIdle();
+  bool ExpectMemory(std::int32_t mebibytes);
   bool Await(const std::function<bool()>& condition, const std::string& what);
 
   Transcript& transcript_;
@@ -59,6 +67,7 @@ class Session {
   std::unique_ptr<Listener> network_device_;
   std::unique_ptr<ChildProcess> driver_;
   std::string device_bytes_;  // what reached the device and was not yet expected
+  std::string stream_bytes_;  // what the last stream asked for
   std::size_t logs_seen_ = 0;
   int packets_sent_ = 0;
   bool device_expected_ = false;

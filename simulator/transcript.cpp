@@ -107,6 +107,8 @@ void Transcript::Print(std::string_view line, std::string_view colour) const {
 }
 
 std::string DeviceBytesInWords(std::string_view bytes) {
+  constexpr std::size_t kMostInWords = 60;
+  if (bytes.size() > kMostInWords) return std::to_string(bytes.size()) + " bytes";
   std::string words;
   std::string_view rest = bytes;
   while (!rest.empty()) {

@@ -1,191 +1,217 @@
-// The driver from its start to its end, as the host sees it.
+// The real driver as a child process, as the host sees it from start to end.
 
 #include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <fstream>
 
 #include "app/process_state.h"
 #include "host/connection.h"
 #include "host/device_socket.h"
 #include "platform/ticks.h"
-#include "tests/driver_run.h"
+#include "simulator/child_process.h"
+#include "simulator/pseudo_terminal.h"
+#include "simulator/simulated_host.h"
+#include "simulator/wait.h"
 
 namespace {
 
 using testing::ElementsAre;
-using testing::IsEmpty;
+using testing::MatchesRegex;
 
-std::vector<std::string> Texts(const std::vector<SimulatedHost::LogLine>& log) {
-  std::vector<std::string> texts;
-  for (const auto& line : log) texts.push_back(std::to_string(line.level) + " " + line.text);
-  return texts;
-}
+constexpr const char* kReady = "2 Torvy Serial Remote Control interface version 1 (build 001) ready.";
+constexpr const char* kQuit = "2 The torvy plx has been asked to quit. (1)";
 
-using DriverProcess = DriverRun;
+class DriverProcess : public testing::Test {
+ protected:
+  SimulatedHost host;
+  PseudoTerminal terminal;
+  Listener network_device;
+  std::unique_ptr<ChildProcess> driver;
 
-TEST_F(DriverProcess, OneArgumentShowsTheBanner) {
+  void Start(const std::vector<std::string>& arguments, const std::function<void()>& prepare = nullptr) {
+    driver = std::make_unique<ChildProcess>(TORVY_DRIVER, arguments, prepare);
+  }
+  void StartSerial(const std::string& port, const std::function<void()>& prepare = nullptr) {
+    Start({port, "", std::to_string(host.Port()), "17"}, prepare);
+    ASSERT_TRUE(WaitFor([this] { return host.ConnectionID() == "17"; }));
+  }
+  bool WaitUntilReady() {
+    return WaitFor([this] { return host.HasLogged(kReady + 2); });
+  }
+  // Waits for the driver's end, and expects it with status 0 and nothing but this on the console.
+  void ExpectEnd(const std::string& console = "") {
+    EXPECT_TRUE(WaitFor([this] { return driver->Status() && driver->Output().Ended; }));
+    EXPECT_EQ(driver->Status(), 0);
+    EXPECT_EQ(driver->Output().Received, console);
+    EXPECT_EQ(host.Unexpected(), "");
+  }
+  std::vector<std::string> Log() const {
+    std::vector<std::string> lines;
+    for (const auto& line : host.Log()) lines.push_back(std::to_string(line.level) + " " + line.text);
+    return lines;
+  }
+};
+
+TEST_F(DriverProcess, FewArgumentsShowTheBannerOrTheUsage) {
   Start({"IP"});
-  EXPECT_EQ(End(), 0);
-  EXPECT_EQ(Console(),
-            "Quorvane Torvy Driver\r\n"
-            "Copyright (c) 2026 the Torvy driver developers\r\n"
-            "version 1 (build 001)\r\n");
-}
-
-TEST_F(DriverProcess, TooFewArgumentsShowTheUsage) {
-  const std::vector<std::string> cases[] = {{}, {"a", "b"}, {"a", "b", "c"}};
-  for (const auto& arguments : cases) {
+  ExpectEnd("Quorvane Torvy Driver\r\nCopyright (c) 2026 the Torvy driver developers\r\nversion 1 (build 001)\r\n");
+  for (const std::vector<std::string>& arguments : {std::vector<std::string>{}, {"a", "b"}, {"a", "b", "c"}}) {
     Start(arguments);
-    EXPECT_EQ(End(), 0);
-    EXPECT_THAT(Console(), testing::MatchesRegex("usage: torvy-driver PORT [^\n]*\n"));
+    ASSERT_TRUE(WaitFor([this] { return driver->Status() && driver->Output().Ended; }));
+    EXPECT_EQ(driver->Status(), 0);
+    EXPECT_THAT(driver->Output().Received, MatchesRegex("usage: torvy-driver PORT [^\n]*\n"));
   }
 }
 
 TEST_F(DriverProcess, DrivesASerialDevice) {
-  StartSerialAndWait();
+  StartSerial(terminal.Path());
+  ASSERT_TRUE(WaitUntilReady());
   host.Send(DeviceCommand("0102", "ON", "1"));
-  host.Send(DeviceCommand("0102", "off", "2"));
-  host.Send(DeviceCommand("0102", "DIM", "3"));
+  host.Send(DeviceCommand("0102", "DIM", "2"));
   host.Send(RawDataCommand(std::string("\0\xFF\r", 3)));
-  EXPECT_TRUE(Got(SerialDevice(), std::string("0102U0102D\0\xFF\r", 13)));
-  SerialDevice().Send("what the device says is ignored");
+  EXPECT_TRUE(WaitFor([this] { return terminal.Line().Received == std::string("0102U\0\xFF\r", 8); }));
+  terminal.Line().Send("what the device says is ignored");
   host.Send(ControllerCommand("D"));
-  host.Send(DeviceCommand("0304", "Stop", "4"));
-  EXPECT_TRUE(Logged("sending command: (0304S)"));
-  EXPECT_EQ(Quit(), 0);
-  EXPECT_THAT(Texts(host.Log()), ElementsAre(std::string("2 ") + kReady,                       //
-                                             "4 unsupported command: DIM",                     //
-                                             "2 received command from Quorvane: ",             //
-                                             "4 sending command: (0304S)",                     //
-                                             "2 received command from Quorvane: Q",            //
-                                             "2 The torvy plx has been asked to quit. (1)"));  //
-  EXPECT_EQ(host.Unexpected() + Console(), "");
-  EXPECT_TRUE(SerialDevice().Ended);
+  host.Send(DeviceCommand("0304", "Stop", "3"));
+  host.Send(ControllerCommand("Q"));
+  ExpectEnd();
+  EXPECT_THAT(Log(), ElementsAre(kReady, "4 unsupported command: DIM", "2 received command from Quorvane: ",
+                                 "4 sending command: (0304S)", "2 received command from Quorvane: Q", kQuit));
+  EXPECT_TRUE(terminal.Line().Ended);
 }
 
 TEST_F(DriverProcess, DrivesANetworkDevice) {
-  StartIPAndWait();
+  Start(
+      {"Ip", "127.0.0.1", std::to_string(host.Port()), "", "more", "127.0.0.1", std::to_string(network_device.Port())});
+  ASSERT_TRUE(WaitUntilReady());
+  EXPECT_EQ(host.ConnectionID(), "");
   host.Send(DeviceCommand("0102", "ON", "1"));
-  EXPECT_TRUE(Got(NetworkDevice(), "0102U"));
+  EXPECT_TRUE(WaitFor([this] { return network_device.Peer()->Received == "0102U"; }));
   host.Send(ControllerCommand("P"));
-  EXPECT_TRUE(Logged("The torvy plx has been asked to quit. (2)"));
-  EXPECT_EQ(End(), 0);
-  EXPECT_EQ(host.Log().size(), 2U);
-  EXPECT_EQ(Console(), "");
+  ExpectEnd();
+  EXPECT_THAT(Log(), ElementsAre(kReady, "2 The torvy plx has been asked to quit. (2)"));
 }
 
-TEST_F(DriverProcess, PortThatCannotBeHadEndsItInOrder) {
-  const std::pair<const char*, const char*> cases[] = {
-      {"no-such-port", "4 torvy: unable to find a serial port named: no-such-port"},
-      {"/dev/null", "4 torvy: unable to open the port named: /dev/null"}};
-  for (const auto& [port, line] : cases) {
-    SimulatedHost own_host;
-    Start({port, "127.0.0.1", std::to_string(own_host.Port()), "17"});
-    EXPECT_EQ(End(), 0);
-    EXPECT_THAT(Texts(own_host.Log()), ElementsAre(line));
-    EXPECT_EQ(Console(), "");
-  }
+TEST_F(DriverProcess, PortThatIsNotThere) {
+  StartSerial("no-such-port");
+  ExpectEnd();
+  EXPECT_THAT(Log(), ElementsAre("4 torvy: unable to find a serial port named: no-such-port"));
+}
+
+TEST_F(DriverProcess, PortThatCannotBeOpened) {
+  StartSerial("/dev/null");
+  ExpectEnd();
+  EXPECT_THAT(Log(), ElementsAre("4 torvy: unable to open the port named: /dev/null"));
 }
 
 TEST_F(DriverProcess, ServesTheHostWhileTheDeviceDoesNotAnswer) {
-  std::int32_t refused_port = 0;
-  {
-    const Listener gone;
-    refused_port = gone.Port();
-  }
-  StartIP(refused_port);
+  const std::int32_t refused_port = Listener().Port();
+  Start({"IP", "127.0.0.1", std::to_string(host.Port()), "17", "127.0.0.1", std::to_string(refused_port)});
+  ASSERT_TRUE(WaitFor([this] { return host.ConnectionID() == "17"; }));
+  const std::int64_t start = platform::Ticks();
   host.Send(ControllerCommand("D"));
   host.Send(DeviceCommand("0102", "ON", "1"));
   host.Send(RawDataCommand("0102U"));
   host.Send(ControllerCommand("Q"));
-  EXPECT_TRUE(Logged("The torvy plx has been asked to quit. (1)"));
-  const std::int64_t start = platform::Ticks();
-  EXPECT_EQ(End(), 0);
-  EXPECT_GE(platform::Ticks() - start, 500);
+  ExpectEnd();
+  EXPECT_GE(platform::Ticks() - start, 600);
   // Whether the lines on the start are there depends on when the "D" came.
-  std::vector<std::string> lines = Texts(host.Log());
+  std::vector<std::string> lines = Log();
   std::erase_if(lines, [](const std::string& line) {
-    return line.starts_with("4 Quorvane connection successful after: ") || line.starts_with("4 torvy making IP ") ||
-           line.starts_with("4 torvy opening IP ");
+    return line.starts_with("4 Quorvane connection ") || line.starts_with("4 torvy making ") ||
+           line.starts_with("4 torvy opening ");
   });
   EXPECT_THAT(lines, ElementsAre("2 received command from Quorvane: ", "2 received command from Quorvane: X",
-                                 "2 received command from Quorvane: Q", "2 The torvy plx has been asked to quit. (1)",
-                                 testing::MatchesRegex("4 torvy Connection failed to open after 6[0-9]+ ticks\\."),
+                                 "2 received command from Quorvane: Q", kQuit,
+                                 MatchesRegex("4 torvy Connection failed to open after 6[0-9]+ ticks\\."),
                                  "2 IP Open  to 127.0.0.1:" + std::to_string(refused_port) + " failed."));
 }
 
 TEST_F(DriverProcess, HostThatDoesNotListenIsWaitedFor) {
-  std::int32_t refused_port = 0;
-  {
-    const Listener gone;
-    refused_port = gone.Port();
-  }
   const std::int64_t start = platform::Ticks();
-  Start({terminal.Path(), "127.0.0.1", std::to_string(refused_port), "17"});
-  EXPECT_EQ(End(), 0);
+  Start({terminal.Path(), "127.0.0.1", std::to_string(Listener().Port()), "17"});
+  ExpectEnd("Quorvane Pipe Error\n\nTorvy: Timeout waiting for answer from Quorvane\r\n");
   EXPECT_GE(platform::Ticks() - start, 900);
-  EXPECT_EQ(Console(), std::string(kPipeError) + "Torvy: Timeout waiting for answer from Quorvane\r\n");
+}
+
+TEST_F(DriverProcess, StandardDescriptorsAreClosed) {
+  StartSerial(terminal.Path(), [] {
+    for (const int number : {0, 1, 2}) close(number);
+  });
+  ASSERT_TRUE(WaitUntilReady());
+  host.Link()->Close();  // makes it print
+  ExpectEnd();
+  EXPECT_EQ(terminal.Line().Received, "");
+}
+
+TEST_F(DriverProcess, ConsoleIsAClosedPipe) {
+  StartSerial(terminal.Path());
+  driver->Output().Close();
+  host.Link()->Close();
+  EXPECT_TRUE(WaitFor([this] { return driver->Status().has_value(); }));
+  EXPECT_EQ(driver->Status(), 0);
+}
+
+TEST_F(DriverProcess, EightDescriptorsAreEnough) {
+  StartSerial(terminal.Path(), [] {
+    const rlimit eight{8, 8};
+    setrlimit(RLIMIT_NOFILE, &eight);
+  });
+  ASSERT_TRUE(WaitUntilReady());
+  host.Send(DeviceCommand("0102", "ON", "1"));
+  host.Send(ControllerCommand("Q"));
+  ExpectEnd();
+  EXPECT_EQ(terminal.Line().Received, "0102U");
 }
 
 TEST(ConnectToHost, AppliesItsDefaultsAndReplacesTheSocket) {
   ConnectToHost("", 0, "17");
-  EXPECT_EQ(State().HostSocket->Address, "127.0.0.1");
-  EXPECT_EQ(State().HostSocket->Port, 20300);
+  EXPECT_EQ(State().HostSocket->Address + ":" + std::to_string(State().HostSocket->Port), "127.0.0.1:20300");
   SimulatedHost host;
-  for (const std::string id : {"first", "second"}) {
+  for (const char* id : {"first", "second"}) {
     ConnectToHost("127.0.0.1", host.Port(), id);
     EXPECT_TRUE(WaitForHostConnection(15));
-    EXPECT_TRUE(State().HostSocket->Buffer.empty());
   }
   const std::int64_t start = platform::Ticks();
-  ConnectToHost("127.0.0.1", 1, "17");
+  ConnectToHost("127.0.0.1", Listener().Port(), "17");
   EXPECT_FALSE(WaitForHostConnection(1));
   EXPECT_GE(platform::Ticks() - start, 60);
   State().HostSocket.reset();
 }
 
+// Runs the simulator; returns its status and what it printed.
+std::pair<int, std::string> Simulate(const std::vector<std::string>& options) {
+  ChildProcess simulator(TORVY_SIMULATOR, options);
+  EXPECT_TRUE(WaitFor([&simulator] { return simulator.Status() && simulator.Output().Ended; }));
+  return {simulator.Status().value_or(-1), simulator.Output().Received};
+}
+
 TEST(Simulator, DemonstratesBothWaysToTheDevice) {
   for (const std::vector<std::string>& options : {std::vector<std::string>{}, {"--ip", "--verbose"}}) {
-    ChildProcess simulator(TORVY_SIMULATOR, options);
-    ASSERT_TRUE(WaitFor([&simulator] { return simulator.Status() && simulator.Output().Ended; }));
-    EXPECT_EQ(simulator.Status(), 0);
-    const std::string& output = simulator.Output().Received;
+    const auto [status, output] = Simulate(options);
+    EXPECT_EQ(status, 0);
     EXPECT_THAT(output, testing::HasSubstr("driver -> device  0304S  unit 0304 stop\n"));
     EXPECT_THAT(output, testing::EndsWith("the driver ended with status 0\nall as it should be\n"));
   }
 }
 
-TEST(Simulator, TellsWhatWasNotAsItShouldBe) {
+TEST(Simulator, TellsWhatIsNotAsItShouldBe) {
   const std::string script = testing::TempDir() + "torvy-script-" + std::to_string(getpid());
-  const struct {
-    const char* text;
-    int status;
-  } cases[] = {{"0102 ON\nexpect 0102D\n", 1},
-               {"0102 ON\nexpect 0102U\nraw 21\nexpect log nothing\n", 1},
-               {"# only a comment\nfoo\n", 2},
-               {"0102 ON\r\n\nexpect 0102U\nquit\nexpect log The torvy plx has been asked to quit. (1)\n", 0}};
-  for (const auto& c : cases) {
-    FILE* file = fopen(script.c_str(), "w");
-    ASSERT_NE(file, nullptr);
-    fputs(c.text, file);
-    fclose(file);
-    ChildProcess simulator(TORVY_SIMULATOR, {"--script", script});
-    ASSERT_TRUE(WaitFor([&simulator] { return simulator.Status().has_value(); }));
-    EXPECT_EQ(simulator.Status(), c.status) << c.text;
+  const std::pair<const char*, int> scripts[] = {{"0102 ON\nexpect 0102D\n", 1},
+                                                 {"0102 ON\nexpect 0102U\nraw 21\nwait 200\n", 1},
+                                                 {"# only a comment\nfoo\n", 2},
+                                                 {"0102 ON\r\n\nexpect 0102U\nquit\nexpect end\n", 0}};
+  for (const auto& [text, status] : scripts) {
+    std::ofstream(script) << text;
+    EXPECT_EQ(Simulate({"--script", script}).first, status) << text;
   }
   remove(script.c_str());
-}
-
-TEST(Simulator, RefusesAWrongCommandLine) {
-  const std::vector<std::string> cases[] = {{"--port"},
-                                            {"--device", "nowhere"},
-                                            {"--ip", "--port", "/dev/null"},
-                                            {"--script", "/no/such/file"},
-                                            {"--driver", "/no/such/driver"},
-                                            {"stray"}};
-  for (const auto& options : cases) {
-    ChildProcess simulator(TORVY_SIMULATOR, options);
-    ASSERT_TRUE(WaitFor([&simulator] { return simulator.Status().has_value(); }));
-    EXPECT_EQ(simulator.Status(), 2) << options.front();
-  }
+  const std::vector<std::string> wrong[] = {{"--port"},     {"--device", "nowhere"},  {"--ip", "--port", "/dev/null"},
+                                            {"unexpected"}, {"--script", "/no/file"}, {"--driver", "/no/such/driver"}};
+  for (const auto& options : wrong) EXPECT_EQ(Simulate(options).first, 2) << options.front();
 }
 
 }  // namespace
