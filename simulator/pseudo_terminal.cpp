@@ -1,6 +1,7 @@
 #include "simulator/pseudo_terminal.h"
 
 #include <fcntl.h>
+#include <poll.h>
 
 #include <array>
 #include <cerrno>
@@ -16,4 +17,11 @@ PseudoTerminal::PseudoTerminal() {
   }
   path_ = path.data();
   line_ = std::make_unique<Channel>(std::move(master));
+}
+
+bool PseudoTerminal::WaitForInput() const {
+  constexpr int kLimitMilliseconds = 30'000;
+  const platform::Descriptor other_side(open(path_.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC));
+  pollfd waiting{other_side.Number(), POLLIN, 0};
+  return poll(&waiting, 1, kLimitMilliseconds) == 1;
 }

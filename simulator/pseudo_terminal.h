@@ -15,6 +15,8 @@ class PseudoTerminal {
 
   const std::string& Path() const { return path_; }
   Channel& Line() { return *line_; }
+  // Waits, without running the event pump, until what Line has sent is there for the driver's side to read.
+  bool WaitForInput() const;
   // Drops the line, as an adapter that is pulled out does.
   void HangUp() { line_->Close(); }
 

@@ -25,11 +25,21 @@ cQuorvaneCommand RawDataCommand(std::string_view bytes) {
 }
 
 SimulatedHost::SimulatedHost() {
-  listener_.OnAccept = [this] { Link()->OnChange = [this] { TakeFromLink(); }; };
+  listener_.OnAccept = [this] {
+    connection_id_.reset();
+    Link()->OnChange = [this] { TakeFromLink(); };
+  };
 }
 
 bool SimulatedHost::HasLogged(std::string_view text) const {
   return std::any_of(log_.begin(), log_.end(), [text](const LogLine& line) { return line.text == text; });
+}
+
+std::vector<std::string> SimulatedHost::Lines() const {
+  std::vector<std::string> lines;
+  lines.reserve(log_.size());
+  for (const LogLine& line : log_) lines.push_back(std::to_string(line.level) + " " + line.text);
+  return lines;
 }
 
 void SimulatedHost::TakeFromLink() {

@@ -42,6 +42,9 @@ class SimulatedHost {
   // What the driver has sent so far.
   const std::optional<std::string>& ConnectionID() const { return connection_id_; }
   const std::vector<LogLine>& Log() const { return log_; }
+  // The log so far, each line after its level and a blank.
+  std::vector<std::string> Lines() const;
+  void ForgetLog() { log_.clear(); }
   // Whether such a log line has come.
   bool HasLogged(std::string_view text) const;
   // Bytes that are neither the handshake nor a log packet; a driver sends none.

@@ -10,7 +10,7 @@
 
 #include "platform/ticks.h"
 #include "simulator/pseudo_terminal.h"
-#include "tests/kit.h"
+#include "simulator/wait.h"
 
 namespace platform {
 namespace {
@@ -112,7 +112,7 @@ TEST_F(SerialPortTest, FlushDiscardsInputAlone) {
   line.Write("0102U");
   terminal.Line().Send("noise");
   EventPump::Instance().RunOnly(terminal.Line());
-  ASSERT_TRUE(InputWaitsAt(terminal.Path()));
+  ASSERT_TRUE(terminal.WaitForInput());
   EXPECT_EQ(line.Flush(), 5U);
   EXPECT_EQ(line.Flush(), 0U);
   EXPECT_TRUE(WaitFor([&] { return terminal.Line().Received == "0102U"; }));

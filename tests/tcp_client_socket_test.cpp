@@ -206,19 +206,5 @@ TEST_F(TcpClientSocketTest, PeerThatNeverReadsIsFailedAtTheLimit) {
   EXPECT_THAT(Events(2), ElementsAre("connected", Error(ENOBUFS)));
 }
 
-TEST_F(TcpClientSocketTest, ReadAllTakesWhatWaitsWithoutAnEvent) {
-  ASSERT_EQ(send(Connected().Number(), "waiting", 7, 0), 7);
-  EXPECT_EQ(client->ReadAll(), "waiting");
-  EXPECT_THAT(Events(1), ElementsAre("connected"));
-}
-
-TEST_F(TcpClientSocketTest, CloseInsideTheDataEventEndsTheConnection) {
-  Channel& peer = Connected();
-  client->then = [this](const std::string&) { client->Close(); };
-  peer.Send("bytes");
-  EXPECT_TRUE(WaitFor([&peer] { return peer.Ended; }));
-  EXPECT_THAT(Events(2), ElementsAre("connected", "data bytes"));
-}
-
 }  // namespace
 }  // namespace platform
