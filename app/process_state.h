@@ -11,8 +11,7 @@
 class cQuorvaneDeviceSocket;
 class cTorvy;
 
-// Members leave in reverse order: the port, then the driver, then the host socket, which can log until the
-// end.
+// Members leave in reverse order: the port, then the driver, then the host socket, which can log until the end.
 struct ProcessState {
   std::shared_ptr<cQuorvaneDeviceSocket> HostSocket;  // null until ConnectToHost
   std::shared_ptr<cTorvy> Driver;                     // null until the port has been opened

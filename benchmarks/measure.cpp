@@ -1,6 +1,5 @@
-// Measures the driver beside well-known programs that move bytes on this machine: the time that a lone
-// command takes beside socat relaying its five bytes, and the rate of a stream of commands beside a mosquitto
-// broker.
+// Measures the driver beside well-known programs that move bytes on this machine: the time that a lone command takes
+// beside socat relaying its five bytes, and the rate of a stream of commands beside a mosquitto broker.
 //
 // Usage: torvy-measure DRIVER SOCAT MOSQUITTO
 
@@ -118,8 +117,7 @@ void CompareLatencies(const std::string& driver_program, const std::string& soca
   }
 }
 
-// Writes a stream to one descriptor and reads what comes out of another; returns the seconds until all had
-// come.
+// Writes a stream to one descriptor and reads what comes out of another; returns the seconds until all had come.
 double Stream(int in, const std::string& stream, int out, std::size_t expected) {
   fcntl(in, F_SETFL, O_NONBLOCK);
   fcntl(out, F_SETFL, O_NONBLOCK);

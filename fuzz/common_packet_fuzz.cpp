@@ -1,5 +1,4 @@
-// A plain packet is parsed, described and built again: nothing fails, and what was built parses to the same
-// message.
+// A plain packet is parsed, described and built again: nothing fails, and what was built parses to the same message.
 
 #include <cstdint>
 #include <cstdlib>

@@ -73,8 +73,7 @@ void cQuorvaneDeviceSocket::Event_DataAvailable() {
     }
     front += frame.length;
     if (frame.kind == Kind::kZeroLength) {
-      // One line for the whole run: a stream of zeros must not come back to the host as a flood of
-      // complaints.
+      // One line for the whole run: a stream of zeros must not come back to the host as a flood of complaints.
       if (!in_zero_run) SendLog(kMalformed, kLevelDetail);
       in_zero_run = true;
       continue;

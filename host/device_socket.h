@@ -1,5 +1,4 @@
-// The TCP link to the host: sends the handshake, log lines and packets, and cuts the host's stream into
-// messages.
+// The TCP link to the host: sends the handshake, log lines and packets, and cuts the host's stream into messages.
 //
 // The process has one, State().HostSocket. A failure of the link ends the process: the console is told, and
 // QuitRequested set. The message handler may call any operation of this socket, may replace or release it,

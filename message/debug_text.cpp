@@ -50,19 +50,20 @@ std::string cQuorvaneCommand::DebugString() const {
   flags += fWireless ? "1 Pass:" : "0  Pass:";
   flags += fPassThrough ? "1" : "0";
 
-  const std::string lengths = std::to_string(PacketLength) + " RealLength: " + std::to_string(RawCommonCommand.size());
-  return "Packet Debug: " + platform::LongTime(TimeStamp) + " " + platform::ShortDate(TimeStamp) + kLineEnd +
-         Line("Header: ", LabelOf(Header)) +                        //
-         Line("Packet Length: ", lengths) +                         //
-         Line("Version: ", Version) +                               //
-         Line("Transaction ID: ", std::to_string(TransactionID)) +  //
-         Line("InterfaceType: ", InterfaceType) +                   //
-         Line("UnitClass: ", UnitClass) +                           //
-         Line("Code: ", Code) +                                     //
-         Line("Command: ", GetCommandCodeDescription()) +           //
-         Line("Address: ", GetHouseCode() + GetUnitCode()) +        //
-         Line("Level: ", std::to_string(level) + flags) +           //
-         Line("raw command:(", RawCommonCommand + ")");
+  std::string dump = "Packet Debug: " + platform::LongTime(TimeStamp) + " " + platform::ShortDate(TimeStamp) + kLineEnd;
+  dump += Line("Header: ", LabelOf(Header));
+  dump +=
+      Line("Packet Length: ", std::to_string(PacketLength) + " RealLength: " + std::to_string(RawCommonCommand.size()));
+  dump += Line("Version: ", Version);
+  dump += Line("Transaction ID: ", std::to_string(TransactionID));
+  dump += Line("InterfaceType: ", InterfaceType);
+  dump += Line("UnitClass: ", UnitClass);
+  dump += Line("Code: ", Code);
+  dump += Line("Command: ", GetCommandCodeDescription());
+  dump += Line("Address: ", GetHouseCode() + GetUnitCode());
+  dump += Line("Level: ", std::to_string(level) + flags);
+  dump += Line("raw command:(", RawCommonCommand + ")");
+  return dump;
 }
 
 std::string cQuorvaneCommand::GetLogLine() const {

@@ -1,5 +1,4 @@
-// The named entries of a multipacket: four-byte keys, whose letters match in either case, with byte-string
-// values.
+// The named entries of a multipacket: four-byte keys, whose letters match in either case, with byte-string values.
 
 #ifndef MESSAGE_MULTI_DICTIONARY_H_
 #define MESSAGE_MULTI_DICTIONARY_H_

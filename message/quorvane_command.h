@@ -75,8 +75,7 @@ class cQuorvaneCommand {
   // Takes 1 to 16.
   virtual void SetUnitCode(std::int32_t unit);
 
-  // Toggles the flag bits of a number such as "128", "&h80" or "&b10000000". A view whose bit is cleared
-  // stays true.
+  // Toggles the flag bits of a number such as "128", "&h80" or "&b10000000". A view whose bit is cleared stays true.
   virtual void SetFlag(std::string_view number);
 
  protected:

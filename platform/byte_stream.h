@@ -1,9 +1,8 @@
 // The half that a socket and a serial port share: an open descriptor that brings bytes until it fails.
 //
-// A data event is raised with what one bounded receive brought, and never while the same stream's data
-// handler still runs. Bytes that came before the end are delivered before the error event, which is raised
-// once. A stream that failed leaves the pump's wait set; its descriptor stays open, unused, until it is
-// closed.
+// A data event is raised with what one bounded receive brought, and never while the same stream's data handler still
+// runs. Bytes that came before the end are delivered before the error event, which is raised once. A stream that failed
+// leaves the pump's wait set; its descriptor stays open, unused, until it is closed.
 
 #ifndef PLATFORM_BYTE_STREAM_H_
 #define PLATFORM_BYTE_STREAM_H_
@@ -27,8 +26,7 @@ class ByteStream : public EventSource {
   // data handler it only sends.
   void Poll();
 
-  // Takes every byte received so far. Outside a data event it also takes what waits in the kernel at that
-  // moment.
+  // Takes every byte received so far. Outside a data event it also takes what waits in the kernel at that moment.
   std::string ReadAll();
 
   // The errno value of the last failure, ECONNRESET for an end of stream; 0 if there was none.

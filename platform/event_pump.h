@@ -3,10 +3,8 @@
 // Rules that sources and handlers rely on:
 //  1. Events are raised only inside Run, or inside RunOnly for the one source it names.
 //  2. A handler may create, close or destroy any source, its own too, and may call Run or RunOnly again.
-//  3. What was found ready is dropped for a source that died, or whose descriptor was replaced, before its
-//  turn.
-//  4. Run lasts its full time on the monotonic clock, asleep in the kernel, and ends on time however much
-//  arrives.
+//  3. What was found ready is dropped for a source that died, or whose descriptor was replaced, before its turn.
+//  4. Run lasts its full time on the monotonic clock, asleep in the kernel, and ends on time however much arrives.
 
 #ifndef PLATFORM_EVENT_PUMP_H_
 #define PLATFORM_EVENT_PUMP_H_
@@ -24,8 +22,7 @@ class EventSource;
 
 class EventPump {
  public:
-  // The process's pump, to be used by the main thread alone. Made on first use; SIGPIPE is ignored from then
-  // on.
+  // The process's pump, to be used by the main thread alone. Made on first use; SIGPIPE is ignored from then on.
   static EventPump& Instance();
   EventPump(const EventPump&) = delete;
   EventPump& operator=(const EventPump&) = delete;
@@ -70,8 +67,7 @@ class EventSource {
   virtual ~EventSource();
 
  protected:
-  // What a source wants of the next wait. A source that asks for neither reading nor writing is not waited
-  // for.
+  // What a source wants of the next wait. A source that asks for neither reading nor writing is not waited for.
   struct Interest {
     int descriptor = -1;
     bool read = false;
@@ -101,12 +97,10 @@ class EventSource {
   // Called at the start of a pass: sends what is queued and says what to wait for. Raises no events.
   virtual Interest PrepareToWait() = 0;
 
-  // Called when a wanted descriptor is ready, failed or hung up, or when an event was pending. May raise
-  // events.
+  // Called when a wanted descriptor is ready, failed or hung up, or when an event was pending. May raise events.
   virtual void HandleReady() = 0;
 
-  // To be called whenever the source's descriptor is closed or replaced: what was ready on the old one is
-  // void.
+  // To be called whenever the source's descriptor is closed or replaced: what was ready on the old one is void.
   void DescriptorChanged();
 
  private:

@@ -16,8 +16,7 @@ class Failure {
   Failure& operator=(const Failure&) = delete;
   virtual ~Failure() = default;
 
-  // The functions that were active where the failure was thrown, innermost first. May throw when it cannot be
-  // read.
+  // The functions that were active where the failure was thrown, innermost first. May throw when it cannot be read.
   virtual std::vector<std::string> Stack() const { return stack_; }
 
  private:

@@ -1,5 +1,4 @@
-// Bytes on their way out of a non-blocking descriptor. Short writes are normal: what did not leave waits
-// here.
+// Bytes on their way out of a non-blocking descriptor. Short writes are normal: what did not leave waits here.
 
 #ifndef PLATFORM_OUTPUT_QUEUE_H_
 #define PLATFORM_OUTPUT_QUEUE_H_

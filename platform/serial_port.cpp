@@ -160,8 +160,7 @@ std::size_t SerialPort::OutputWaiting() const {
 }
 
 void SerialPort::DiscardOutput() const {
-  // Only when there is some: on a pseudo-terminal a flush would take back what the other side has yet to
-  // read.
+  // Only when there is some: on a pseudo-terminal a flush would take back what the other side has yet to read.
   if (OutputWaiting() > 0) tcflush(DescriptorNumber(), TCOFLUSH);
 }
 

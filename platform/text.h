@@ -1,5 +1,4 @@
-// Reading and comparing byte strings: letter case, numbers and UTF-8. Every function is pure and takes any
-// bytes.
+// Reading and comparing byte strings: letter case, numbers and UTF-8. Every function is pure and takes any bytes.
 
 #ifndef PLATFORM_TEXT_H_
 #define PLATFORM_TEXT_H_
@@ -19,9 +18,8 @@ constexpr char ToLower(char c) {
 // Whether the texts are equal when ASCII letters of either case count as the same.
 bool EqualIgnoringCase(std::string_view a, std::string_view b);
 
-// The number a text begins with: decimal digits, hexadecimal digits after "&h", base-2 digits after "&b"
-// (either case after "&"). No sign, no leading blanks; 0 without a number; a number too large gives the
-// type's largest.
+// The number a text begins with: decimal digits, hexadecimal digits after "&h", base-2 digits after "&b" (either case
+// after "&"). No sign, no leading blanks; 0 without a number; a number too large gives the type's largest.
 std::int64_t ReadNumber(std::string_view text);
 
 // As ReadNumber, for a 32-bit number.

@@ -18,8 +18,7 @@ std::int64_t Ticks() {
 }
 
 std::int32_t RandomInRange(std::int32_t lowest, std::int32_t highest) {
-  // Clock and process number rather than the system's random device, which can fail when descriptors are
-  // short.
+  // Clock and process number rather than the system's random device, which can fail when descriptors are short.
   static std::mt19937 generator = [] {
     const auto now = static_cast<std::uint64_t>(MonotonicNow().count());
     std::seed_seq seed{static_cast<std::uint32_t>(now), static_cast<std::uint32_t>(now >> 32),

@@ -1,5 +1,4 @@
-// The device port over a serial line of this computer, at 9600 baud, 8 data bits, no parity, with DTR
-// asserted.
+// The device port over a serial line of this computer, at 9600 baud, 8 data bits, no parity, with DTR asserted.
 
 #ifndef PORTS_SERIAL_PORT_ABSTRACTOR_H_
 #define PORTS_SERIAL_PORT_ABSTRACTOR_H_

@@ -1,5 +1,4 @@
-// torvy-simulator: plays the host and, unless a real one is named, the device of a torvy-driver that it
-// starts.
+// torvy-simulator: plays the host and, unless a real one is named, the device of a torvy-driver that it starts.
 
 #include <unistd.h>
 

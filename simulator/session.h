@@ -30,12 +30,10 @@ class Session {
   // Starts the driver; throws std::system_error when it cannot. The transcript must outlive the session.
   Session(const Setup& setup, Transcript& transcript);
 
-  // Waits until the driver is ready for commands; false, with the reason in the transcript, if it will not
-  // be.
+  // Waits until the driver is ready for commands; false, with the reason in the transcript, if it will not be.
   bool WaitUntilReady();
 
-  // Carries one step out; false, with the reason in the transcript, when it was not understood or not as
-  // expected.
+  // Carries one step out; false, with the reason in the transcript, when it was not understood or not as expected.
   bool Perform(const Step& step);
 
   // Asks the driver to quit, unless it was asked or has left, and waits for its end. Returns whether it ended

@@ -1,5 +1,4 @@
-// The host's end of the link: listens for the driver, sends it commands and reads its handshake and log
-// lines.
+// The host's end of the link: listens for the driver, sends it commands and reads its handshake and log lines.
 
 #ifndef SIMULATOR_SIMULATED_HOST_H_
 #define SIMULATOR_SIMULATED_HOST_H_

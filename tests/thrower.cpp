@@ -1,5 +1,4 @@
-// Fails in the way that its argument names, and catches nothing: what the application's handler prints is the
-// test.
+// Fails in the way that its argument names, and catches nothing: what the application's handler prints is the test.
 
 #include <cstdio>
 #include <stdexcept>
