@@ -174,6 +174,7 @@ int Run(const Options& options, const std::vector<Step>& steps) {
   if (in_order && options.interactive) {
     transcript.Note("ready; type help for what can be typed");
     PlayInput(session, transcript);
+    transcript.EndPrompt();
   } else if (in_order) {
     in_order = PlayScript(session, steps);
   }

@@ -136,7 +136,7 @@ bool Session::Check(const Step& step) {
 }
 
 bool Session::Finish() {
-  if (!IsOver()) Perform({.kind = Step::Kind::kQuit});
+  if (!IsOver() && host_.Link() != nullptr) Perform({.kind = Step::Kind::kQuit});
   if (!Await([this] { return driver_->Status().has_value(); }, "the driver to end")) return false;
   platform::EventPump::Instance().Run(0);
   const std::string& console = driver_->Output().Received;

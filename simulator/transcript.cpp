@@ -30,6 +30,12 @@ std::string HexadecimalBytes(std::string_view bytes) {
   return text;
 }
 
+// Writes to the terminal without a line end.
+void Show(std::string_view text) {
+  std::fwrite(text.data(), 1, text.size(), stdout);
+  std::fflush(stdout);
+}
+
 std::string_view ActionInWords(char letter) {
   switch (letter) {
     case 'U':
@@ -83,9 +89,12 @@ void Transcript::Problem(std::string_view text) {
 }
 
 void Transcript::Prompt() const {
-  if (!style_.prompt) return;
-  std::fwrite(kPrompt.data(), 1, kPrompt.size(), stdout);
-  std::fflush(stdout);
+  if (style_.prompt) Show(std::string(kClearLine) + std::string(kPrompt));
+}
+
+void Transcript::EndPrompt() {
+  if (style_.prompt) Show(kClearLine);
+  style_.prompt = false;
 }
 
 void Transcript::PrintDetail(const std::string& text) const {

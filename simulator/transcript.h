@@ -28,8 +28,9 @@ class Transcript {
   // A remark of the simulator's own, and one that says what went wrong.
   void Note(std::string_view text);
   void Problem(std::string_view text);
-  // Shows the prompt again after input was dealt with.
+  // Shows the prompt again after input was dealt with; takes it away for good.
   void Prompt() const;
+  void EndPrompt();
 
  private:
   void PrintDetail(const std::string& text) const;
