@@ -91,7 +91,7 @@ std::optional<int> ChildProcess::Status() {
   int status = 0;
   rusage used{};
   if (!status_ && wait4(id_, &status, WNOHANG, &used) == id_) {
-    peak_memory_kib_ = used.ru_maxrss;
+    peak_memory_kib_ = used.ru_maxrss;  // NOLINT(cppcoreguidelines-pro-type-union-access): the C library made it one
     status_ = WIFSIGNALED(status) ? kSignalBase + WTERMSIG(status) : WEXITSTATUS(status);
   }
   return status_;
