@@ -15,7 +15,7 @@ struct Action {
   std::string_view name;
   char letter;
 };
-constexpr std::array<Action, 3> kActions{{{"ON", 'U'}, {"OFF", 'D'}, {"Stop", 'S'}}};
+constexpr std::array kActions{Action{"ON", 'U'}, Action{"OFF", 'D'}, Action{"Stop", 'S'}};
 
 const Action* FindAction(std::string_view name) {
   for (const Action& action : kActions) {
