@@ -44,7 +44,7 @@ std::string cQuorvaneCommand::GetHouseCode() const {
 void cQuorvaneCommand::SetHouseCode(std::string_view letter) {
   if (letter.size() != 1) return;
   const auto index = static_cast<std::size_t>(platform::ToLower(letter[0]) - 'a');
-  if (index < kHouseCodes) Address1 = platform::ToHexadecimal(static_cast<std::uint32_t>(index));
+  if (index < kHouseCodes) Address1 = platform::ToHexadecimal(index);
 }
 
 std::string cQuorvaneCommand::GetUnitCode() const {

@@ -52,7 +52,7 @@ std::int64_t ReadHexadecimal(std::string_view digits) {
   return ReadDigits(digits, 16);
 }
 
-std::string ToHexadecimal(std::uint32_t value) {
+std::string ToHexadecimal(std::uint64_t value) {
   std::string digits;
   do {
     digits.insert(digits.begin(), "0123456789ABCDEF"[value & 0xF]);

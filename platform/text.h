@@ -29,7 +29,7 @@ std::int32_t ReadInt32(std::string_view text);
 std::int64_t ReadHexadecimal(std::string_view digits);
 
 // Upper-case hexadecimal digits without leading zeros; 0 gives "0".
-std::string ToHexadecimal(std::uint32_t value);
+std::string ToHexadecimal(std::uint64_t value);
 
 // The length in bytes of the UTF-8 character at `position`, which must lie within the text. A byte that
 // begins no whole, valid character counts as a character of its own.
