@@ -153,6 +153,7 @@ void PlayInput(Session& session, Transcript& transcript) {
   transcript.Prompt();
   while (!session.IsOver()) {
     platform::EventPump::Instance().Run(kSliceMilliseconds);
+    if (input.Ended && !input.Received.empty()) input.Received += '\n';  // a last line may have none
     std::size_t end = 0;
     while (!session.IsOver() && (end = input.Received.find('\n')) != std::string::npos) {
       session.Perform(ReadStep(input.Received.substr(0, end)));
