@@ -128,7 +128,7 @@ double Stream(int in, const std::string& stream, int out, std::size_t expected) 
     pollfd waiting[2]{{out, POLLIN, 0}, {rest.empty() ? -1 : in, POLLOUT, 0}};
     Require(poll(waiting, 2, 20'000) > 0, "waiting for the stream");
     if (waiting[1].revents != 0) {
-      const ssize_t sent = write(in, rest.data(), rest.size());
+      const ssize_t sent = write(in, rest.data(), std::min(rest.size(), bytes.size()));
       Require(sent > 0 || errno == EAGAIN, "sending the stream");
       if (sent > 0) rest.remove_prefix(static_cast<std::size_t>(sent));
     }
