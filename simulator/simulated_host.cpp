@@ -66,5 +66,4 @@ void SimulatedHost::TakeFromLink() {
     log_.push_back({packet.LogData, packet.LogMessage});
     if (OnLog) OnLog(log_.back());
   }
-  if (Link()->Ended && OnEnd) OnEnd();
 }

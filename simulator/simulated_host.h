@@ -51,7 +51,6 @@ class SimulatedHost {
 
   std::function<void()> OnHandshake;
   std::function<void(const LogLine&)> OnLog;
-  std::function<void()> OnEnd;  // the driver has left
 
  private:
   void TakeFromLink();
