@@ -16,13 +16,13 @@
 #include <stdexcept>
 #include <thread>
 
+#include "peers/child_process.h"
+#include "peers/listener.h"
+#include "peers/pseudo_terminal.h"
+#include "peers/simulated_host.h"
+#include "peers/waiting.h"
 #include "platform/tcp_client_socket.h"
 #include "platform/ticks.h"
-#include "simulator/child_process.h"
-#include "simulator/listener.h"
-#include "simulator/pseudo_terminal.h"
-#include "simulator/simulated_host.h"
-#include "simulator/wait.h"
 
 namespace {
 

@@ -10,9 +10,9 @@
 #include "device/torvy.h"
 #include "host/connection.h"
 #include "host/device_socket.h"
-#include "simulator/detached_port.h"
-#include "simulator/simulated_host.h"
-#include "simulator/wait.h"
+#include "peers/detached_port.h"
+#include "peers/simulated_host.h"
+#include "peers/waiting.h"
 
 namespace {
 

@@ -5,8 +5,8 @@
 
 #include <string_view>
 
-#include "simulator/channel.h"
-#include "simulator/child_process.h"
+#include "peers/channel.h"
+#include "peers/child_process.h"
 
 struct FaultTargets {
   Channel& host;    // the host's end of its link

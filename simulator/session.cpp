@@ -2,9 +2,9 @@
 
 #include <utility>
 
+#include "peers/waiting.h"
 #include "platform/event_pump.h"
 #include "simulator/fault.h"
-#include "simulator/wait.h"
 
 namespace {
 

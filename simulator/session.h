@@ -10,11 +10,11 @@
 #include <memory>
 #include <string>
 
-#include "simulator/child_process.h"
-#include "simulator/listener.h"
-#include "simulator/pseudo_terminal.h"
+#include "peers/child_process.h"
+#include "peers/listener.h"
+#include "peers/pseudo_terminal.h"
+#include "peers/simulated_host.h"
 #include "simulator/script.h"
-#include "simulator/simulated_host.h"
 #include "simulator/transcript.h"
 
 class Session {

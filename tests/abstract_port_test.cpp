@@ -6,9 +6,9 @@
 #include <gtest/gtest.h>
 
 #include "app/process_state.h"
+#include "peers/pseudo_terminal.h"
 #include "ports/ip_stream_abstractor.h"
 #include "ports/serial_port_abstractor.h"
-#include "simulator/pseudo_terminal.h"
 #include "tests/kit.h"
 
 namespace {

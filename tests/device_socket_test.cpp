@@ -6,7 +6,7 @@
 #include <filesystem>
 #include <fstream>
 
-#include "simulator/simulated_host.h"
+#include "peers/simulated_host.h"
 #include "tests/kit.h"
 
 namespace {

@@ -5,8 +5,8 @@
 
 #include "app/process_state.h"
 #include "device/torvy.h"
-#include "simulator/detached_port.h"
-#include "simulator/simulated_host.h"
+#include "peers/detached_port.h"
+#include "peers/simulated_host.h"
 #include "tests/kit.h"
 
 namespace {

@@ -10,11 +10,11 @@
 #include "app/process_state.h"
 #include "host/connection.h"
 #include "host/device_socket.h"
+#include "peers/child_process.h"
+#include "peers/pseudo_terminal.h"
+#include "peers/simulated_host.h"
+#include "peers/waiting.h"
 #include "platform/ticks.h"
-#include "simulator/child_process.h"
-#include "simulator/pseudo_terminal.h"
-#include "simulator/simulated_host.h"
-#include "simulator/wait.h"
 
 namespace {
 

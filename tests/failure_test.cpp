@@ -3,8 +3,8 @@
 
 #include <csignal>
 
-#include "simulator/child_process.h"
-#include "simulator/wait.h"
+#include "peers/child_process.h"
+#include "peers/waiting.h"
 
 namespace {
 

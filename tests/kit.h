@@ -9,9 +9,9 @@
 
 #include "host/device_socket.h"
 #include "message/quorvane_command.h"
+#include "peers/simulated_host.h"
+#include "peers/waiting.h"
 #include "platform/text.h"
-#include "simulator/simulated_host.h"
-#include "simulator/wait.h"
 
 // The bytes of hexadecimal pairs with blanks between them.
 inline std::string Bytes(std::string_view hexadecimal) {

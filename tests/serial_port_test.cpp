@@ -8,9 +8,9 @@
 
 #include <filesystem>
 
+#include "peers/pseudo_terminal.h"
+#include "peers/waiting.h"
 #include "platform/ticks.h"
-#include "simulator/pseudo_terminal.h"
-#include "simulator/wait.h"
 
 namespace platform {
 namespace {

@@ -11,8 +11,8 @@
 #include <memory>
 #include <thread>
 
-#include "simulator/listener.h"
-#include "simulator/wait.h"
+#include "peers/listener.h"
+#include "peers/waiting.h"
 
 namespace {
 

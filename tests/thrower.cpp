@@ -5,8 +5,8 @@
 
 #include "app/app.h"
 #include "app/stack_trace.h"
+#include "peers/pseudo_terminal.h"
 #include "platform/event_pump.h"
-#include "simulator/pseudo_terminal.h"
 
 // Not inlined, and not the last thing that their callers do: each is to have a frame of its own.
 #define OWN_FRAME __attribute__((noinline, visibility("default")))

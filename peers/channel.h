@@ -1,7 +1,7 @@
 // One end of a link that the simulator or a test holds: collects what comes and queues what goes.
 
-#ifndef SIMULATOR_CHANNEL_H_
-#define SIMULATOR_CHANNEL_H_
+#ifndef PEERS_CHANNEL_H_
+#define PEERS_CHANNEL_H_
 
 #include <functional>
 #include <string>
@@ -39,4 +39,4 @@ class Channel : public platform::ByteStream {
   platform::OutputQueue output_;
 };
 
-#endif  // SIMULATOR_CHANNEL_H_
+#endif  // PEERS_CHANNEL_H_

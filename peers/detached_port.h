@@ -1,7 +1,7 @@
 // A device port without a transport: what is written goes to a function.
 
-#ifndef SIMULATOR_DETACHED_PORT_H_
-#define SIMULATOR_DETACHED_PORT_H_
+#ifndef PEERS_DETACHED_PORT_H_
+#define PEERS_DETACHED_PORT_H_
 
 #include <functional>
 #include <memory>
@@ -27,4 +27,4 @@ class DetachedPort : public iAbstractPort {
   std::function<void(const std::string&)> on_data_;
 };
 
-#endif  // SIMULATOR_DETACHED_PORT_H_
+#endif  // PEERS_DETACHED_PORT_H_

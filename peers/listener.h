@@ -1,16 +1,16 @@
 // A listening TCP port of this computer's loopback, at a number that is free.
 
-#ifndef SIMULATOR_LISTENER_H_
-#define SIMULATOR_LISTENER_H_
+#ifndef PEERS_LISTENER_H_
+#define PEERS_LISTENER_H_
 
 #include <cstdint>
 #include <functional>
 #include <memory>
 #include <string>
 
+#include "peers/channel.h"
 #include "platform/descriptor.h"
 #include "platform/event_pump.h"
-#include "simulator/channel.h"
 
 class Listener : public platform::EventSource {
  public:
@@ -36,4 +36,4 @@ class Listener : public platform::EventSource {
   std::unique_ptr<Channel> peer_;
 };
 
-#endif  // SIMULATOR_LISTENER_H_
+#endif  // PEERS_LISTENER_H_

@@ -1,4 +1,4 @@
-#include "simulator/channel.h"
+#include "peers/channel.h"
 
 void Channel::Send(std::string_view bytes) {
   if (TakesOutput()) output_.Append(bytes);

@@ -1,4 +1,4 @@
-#include "simulator/simulated_host.h"
+#include "peers/simulated_host.h"
 
 #include <algorithm>
 #include <utility>

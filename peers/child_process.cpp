@@ -1,4 +1,4 @@
-#include "simulator/child_process.h"
+#include "peers/child_process.h"
 
 #include <fcntl.h>
 #include <sys/resource.h>

@@ -1,4 +1,4 @@
-#include "simulator/pseudo_terminal.h"
+#include "peers/pseudo_terminal.h"
 
 #include <fcntl.h>
 #include <poll.h>

@@ -1,4 +1,4 @@
-#include "simulator/wait.h"
+#include "peers/waiting.h"
 
 #include "platform/event_pump.h"
 #include "platform/ticks.h"

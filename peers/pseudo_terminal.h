@@ -1,12 +1,12 @@
 // A pseudo-terminal: a serial device without the device. The driver opens Path; this side is the interface.
 
-#ifndef SIMULATOR_PSEUDO_TERMINAL_H_
-#define SIMULATOR_PSEUDO_TERMINAL_H_
+#ifndef PEERS_PSEUDO_TERMINAL_H_
+#define PEERS_PSEUDO_TERMINAL_H_
 
 #include <memory>
 #include <string>
 
-#include "simulator/channel.h"
+#include "peers/channel.h"
 
 class PseudoTerminal {
  public:
@@ -25,4 +25,4 @@ class PseudoTerminal {
   std::unique_ptr<Channel> line_;
 };
 
-#endif  // SIMULATOR_PSEUDO_TERMINAL_H_
+#endif  // PEERS_PSEUDO_TERMINAL_H_

@@ -1,7 +1,7 @@
 // The host's end of the link: listens for the driver, sends it commands and reads its handshake and log lines.
 
-#ifndef SIMULATOR_SIMULATED_HOST_H_
-#define SIMULATOR_SIMULATED_HOST_H_
+#ifndef PEERS_SIMULATED_HOST_H_
+#define PEERS_SIMULATED_HOST_H_
 
 #include <cstdint>
 #include <functional>
@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "message/quorvane_command.h"
-#include "simulator/listener.h"
+#include "peers/listener.h"
 
 // A device command for the unit at an address.
 cQuorvaneCommand DeviceCommand(std::string_view address, std::string_view command, std::string_view packet_id);
@@ -61,4 +61,4 @@ class SimulatedHost {
   std::string unexpected_;
 };
 
-#endif  // SIMULATOR_SIMULATED_HOST_H_
+#endif  // PEERS_SIMULATED_HOST_H_

@@ -1,7 +1,7 @@
 // A program that is run beside this one, with its standard output collected.
 
-#ifndef SIMULATOR_CHILD_PROCESS_H_
-#define SIMULATOR_CHILD_PROCESS_H_
+#ifndef PEERS_CHILD_PROCESS_H_
+#define PEERS_CHILD_PROCESS_H_
 
 #include <sys/types.h>
 
@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "simulator/channel.h"
+#include "peers/channel.h"
 
 class ChildProcess {
  public:
@@ -42,4 +42,4 @@ class ChildProcess {
   long peak_memory_kib_ = 0;
 };
 
-#endif  // SIMULATOR_CHILD_PROCESS_H_
+#endif  // PEERS_CHILD_PROCESS_H_

@@ -1,4 +1,4 @@
-#include "simulator/listener.h"
+#include "peers/listener.h"
 
 #include <netdb.h>
 #include <netinet/in.h>
