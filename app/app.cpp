@@ -7,7 +7,7 @@
 #include "app/stack_trace.h"
 #include "device/torvy.h"
 #include "host/connection.h"
-#include "host/device_socket.h"
+#include "host/log.h"
 #include "platform/console.h"
 #include "platform/event_pump.h"
 #include "platform/text.h"
@@ -57,20 +57,21 @@ bool ConnectedToHost(const std::vector<std::string>& arguments) {
     platform::PrintLine("Torvy: Timeout waiting for answer from Quorvane\r");
     return false;
   }
-  LogDetailToHost("Quorvane connection successful after: " + std::to_string(platform::Ticks() - start) + " ticks.");
+  LogToHostInDebugMode("Quorvane connection successful after: " + std::to_string(platform::Ticks() - start) +
+                       " ticks.");
   return true;
 }
 
-std::unique_ptr<iAbstractPort> OpenDevicePort(const std::vector<std::string>& arguments) {
+std::shared_ptr<iAbstractPort> OpenDevicePort(const std::vector<std::string>& arguments) {
   const std::string& name = arguments[kPortPosition];
   if (platform::EqualIgnoringCase(name, "IP")) {
     const std::string& address = arguments[arguments.size() - 2];
     const std::int32_t port = platform::ReadInt32(arguments.back());
-    LogDetailToHost("torvy making IP connection to (" + address + ") port (" + std::to_string(port) + ")");
-    return std::make_unique<cIPStreamAbstractor>(address, port);
+    LogToHostInDebugMode("torvy making IP connection to (" + address + ") port (" + std::to_string(port) + ")");
+    return std::make_shared<cIPStreamAbstractor>(address, port);
   }
-  LogDetailToHost("torvy making local serial connection to port named (" + name + ")");
-  return std::make_unique<cSerialPortAbstractor>(name);
+  LogToHostInDebugMode("torvy making local serial connection to port named (" + name + ")");
+  return std::make_shared<cSerialPortAbstractor>(name);
 }
 
 void Serve(const std::vector<std::string>& arguments) {
@@ -79,8 +80,7 @@ void Serve(const std::vector<std::string>& arguments) {
   state.Driver = std::make_shared<cTorvy>();
   state.DevicePort->PortSetParent(state.Driver);
   if (!state.QuitRequested) {
-    SendLogToHost("Torvy Serial Remote Control interface version 1 (build 001) ready.",
-                  cQuorvaneDeviceSocket::kLevelOperational);
+    QueueLogToHost("Torvy Serial Remote Control interface version 1 (build 001) ready.", kLogLevelOperational);
   }
   Pump(kSettlePause);
   while (!state.QuitRequested) {

@@ -5,27 +5,20 @@
 
 #include <memory>
 
-#include "platform/event_pump.h"
-#include "ports/abstract_port.h"
-
 class cQuorvaneDeviceSocket;
 class cTorvy;
+class iAbstractPort;
 
 // Members leave in reverse order: the port, then the driver, then the host socket, which can log until the end.
 struct ProcessState {
   std::shared_ptr<cQuorvaneDeviceSocket> HostSocket;  // null until ConnectToHost
   std::shared_ptr<cTorvy> Driver;                     // null until the port has been opened
-  std::unique_ptr<iAbstractPort> DevicePort;          // null until its constructor has returned
+  std::shared_ptr<iAbstractPort> DevicePort;          // null until its constructor has returned
   bool DebugMode = false;                             // the host wants detail lines; toggled by its "D" command
   bool QuitRequested = false;                         // the service loop is to end; never cleared
 };
 
 // The one instance, which lives until the process ends.
-inline ProcessState& State() {
-  // Sources of events must leave before the pump, so the pump has to be there first.
-  [[maybe_unused]] static platform::EventPump& pump = platform::EventPump::Instance();
-  static ProcessState state;
-  return state;
-}
+ProcessState& State();
 
 #endif  // APP_PROCESS_STATE_H_

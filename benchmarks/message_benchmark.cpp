@@ -4,7 +4,7 @@
 
 #include "app/process_state.h"
 #include "device/torvy.h"
-#include "host/device_socket.h"
+#include "host/host_socket.h"
 #include "peers/detached_port.h"
 #include "peers/simulated_host.h"
 

@@ -3,12 +3,11 @@
 #include <array>
 
 #include "app/process_state.h"
-#include "host/device_socket.h"
+#include "host/log.h"
 #include "platform/text.h"
 
 namespace {
 
-constexpr std::int32_t kLevelDetail = cQuorvaneDeviceSocket::kLevelDetail;
 constexpr std::size_t kAddressPieceCharacters = 2;
 
 struct Action {
@@ -25,7 +24,7 @@ const Action* FindAction(std::string_view name) {
 }
 
 void ReportUnsupported(const std::string& command) {
-  LogToHost("unsupported command: " + command, kLevelDetail);
+  LogToHost("unsupported command: " + command, kLogLevelDetail);
 }
 
 }  // namespace
@@ -47,7 +46,7 @@ void cTorvy::HandleQuorvaneCommand(const cQuorvaneCommand& command) {
   device_command += action->letter;
   if (const auto& port = State().DevicePort) port->PortSendData(device_command);
   // Built only when it is wanted: every command comes this way.
-  if (State().DebugMode) LogToHost("sending command: (" + device_command + ")", kLevelDetail);
+  if (State().DebugMode) LogToHost("sending command: (" + device_command + ")", kLogLevelDetail);
 }
 
 void cTorvy::PortDataAvailable(const std::string& /*data*/) {}

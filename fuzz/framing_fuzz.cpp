@@ -9,7 +9,7 @@
 #include "app/process_state.h"
 #include "device/torvy.h"
 #include "host/connection.h"
-#include "host/device_socket.h"
+#include "host/host_socket.h"
 #include "peers/detached_port.h"
 #include "peers/simulated_host.h"
 #include "peers/waiting.h"
@@ -28,7 +28,7 @@ struct Link {
     ConnectToHost("127.0.0.1", host.Port(), "17");
     Require(WaitFor([this] { return host.ConnectionID() == "17"; }));
     State().Driver = std::make_shared<cTorvy>();
-    State().DevicePort = std::make_unique<DetachedPort>([](const std::string&) {});
+    State().DevicePort = std::make_shared<DetachedPort>([](const std::string&) {});
   }
 };
 

@@ -3,8 +3,8 @@
 #include <memory>
 
 #include "app/process_state.h"
-#include "host/device_socket.h"
 #include "host/dispatch.h"
+#include "host/host_socket.h"
 #include "platform/event_pump.h"
 #include "platform/ticks.h"
 

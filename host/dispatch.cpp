@@ -2,14 +2,15 @@
 
 #include "app/process_state.h"
 #include "device/torvy.h"
-#include "host/device_socket.h"
+#include "host/log.h"
 #include "platform/text.h"
+#include "ports/abstract_port.h"
 
 namespace {
 
 void Quit(std::string_view log_line) {
   State().QuitRequested = true;
-  SendLogToHost(log_line, cQuorvaneDeviceSocket::kLevelOperational);
+  QueueLogToHost(log_line, kLogLevelOperational);
 }
 
 void ActOnControllerCommand(const cQuorvaneCommand& message) {
@@ -30,7 +31,7 @@ void ActOnControllerCommand(const cQuorvaneCommand& message) {
 
 void DispatchHostCommand(const cQuorvaneCommand& message) {
   if (State().DebugMode) {
-    LogToHost("received command from Quorvane: " + message.Command, cQuorvaneDeviceSocket::kLevelOperational);
+    LogToHost("received command from Quorvane: " + message.Command, kLogLevelOperational);
   }
   if (message.fCCM) {
     ActOnControllerCommand(message);

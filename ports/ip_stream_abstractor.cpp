@@ -3,7 +3,7 @@
 #include <utility>
 
 #include "app/process_state.h"
-#include "host/device_socket.h"
+#include "host/log.h"
 #include "platform/event_pump.h"
 #include "platform/ticks.h"
 
@@ -18,13 +18,12 @@ cIPStreamAbstractor::cIPStreamAbstractor(std::string address, std::int32_t port)
   Address = std::move(address);
   Port = port;
   if (cIPStreamAbstractor::PortOpen()) return;
-  SendLogToHost("IP Open  to " + Address + ":" + std::to_string(Port) + " failed.",
-                cQuorvaneDeviceSocket::kLevelOperational);
+  QueueLogToHost("IP Open  to " + Address + ":" + std::to_string(Port) + " failed.", kLogLevelOperational);
   State().QuitRequested = true;
 }
 
 bool cIPStreamAbstractor::PortOpen() {
-  LogDetailToHost("torvy opening IP connection, polling and waiting...");
+  LogToHostInDebugMode("torvy opening IP connection, polling and waiting...");
   Connect();
   const std::int64_t start = platform::Ticks();
   while (platform::Ticks() - start < kConnectLimitTicks && !IsConnected()) {
@@ -33,8 +32,8 @@ bool cIPStreamAbstractor::PortOpen() {
     platform::YieldToBackground();
   }
   const std::string ticks = std::to_string(platform::Ticks() - start) + " ticks.";
-  LogDetailToHost((IsConnected() ? "torvy Connection is open after " : "torvy Connection failed to open after ") +
-                  ticks);
+  LogToHostInDebugMode((IsConnected() ? "torvy Connection is open after " : "torvy Connection failed to open after ") +
+                       ticks);
   return IsConnected();
 }
 
@@ -49,7 +48,7 @@ void cIPStreamAbstractor::Event_Error() {
 
 void cIPStreamAbstractor::Event_Connected() {
   InitialFlush = true;
-  LogDetailToHost("torvy Device connection event. ");
+  LogToHostInDebugMode("torvy Device connection event. ");
 }
 
 void cIPStreamAbstractor::PortSetParent(std::shared_ptr<iAbstractPortReceiver> receiver) {
@@ -72,7 +71,7 @@ void cIPStreamAbstractor::PortClear() {
 void cIPStreamAbstractor::PortFlush() {
   const std::size_t count = ReadAll().size();
   if (State().DebugMode) {
-    SendLogToHost("port flush reads " + std::to_string(count) + " bytes.", cQuorvaneDeviceSocket::kLevelDetail);
+    QueueLogToHost("port flush reads " + std::to_string(count) + " bytes.", kLogLevelDetail);
   }
 }
 

@@ -3,7 +3,7 @@
 #include <utility>
 
 #include "app/process_state.h"
-#include "host/device_socket.h"
+#include "host/log.h"
 
 namespace {
 
@@ -11,7 +11,7 @@ constexpr std::int32_t kDataBits = 8;
 constexpr std::int32_t kBitsPerSecond = 9600;
 
 void FailToOpen(const std::string& log_line) {
-  SendLogToHost(log_line, cQuorvaneDeviceSocket::kLevelDetail);
+  QueueLogToHost(log_line, kLogLevelDetail);
   State().QuitRequested = true;
 }
 
@@ -67,8 +67,8 @@ void cSerialPortAbstractor::PortClear() {
 void cSerialPortAbstractor::PortFlush() {
   const std::size_t count = Flush();
   if (!State().DebugMode) return;
-  SendLogToHost(count == 0 ? "port flush empty" : "port flush reads " + std::to_string(count) + " bytes.",
-                cQuorvaneDeviceSocket::kLevelDetail);
+  QueueLogToHost(count == 0 ? "port flush empty" : "port flush reads " + std::to_string(count) + " bytes.",
+                 kLogLevelDetail);
 }
 
 void cSerialPortAbstractor::PortPoll() {

@@ -5,6 +5,7 @@
 
 #include "app/process_state.h"
 #include "device/torvy.h"
+#include "host/log.h"
 #include "peers/detached_port.h"
 #include "peers/simulated_host.h"
 #include "tests/kit.h"
@@ -23,7 +24,7 @@ class Dispatch : public testing::Test {
     State().DebugMode = State().QuitRequested = false;
     State().HostSocket = host;
     State().Driver = std::make_shared<cTorvy>();
-    State().DevicePort = std::make_unique<DetachedPort>([this](const std::string& data) { written += data; });
+    State().DevicePort = std::make_shared<DetachedPort>([this](const std::string& data) { written += data; });
   }
   void TearDown() override {
     State().DevicePort.reset();

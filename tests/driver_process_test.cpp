@@ -9,7 +9,7 @@
 
 #include "app/process_state.h"
 #include "host/connection.h"
-#include "host/device_socket.h"
+#include "host/host_socket.h"
 #include "peers/child_process.h"
 #include "peers/pseudo_terminal.h"
 #include "peers/simulated_host.h"

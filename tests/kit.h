@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-#include "host/device_socket.h"
+#include "host/host_socket.h"
 #include "message/quorvane_command.h"
 #include "peers/simulated_host.h"
 #include "peers/waiting.h"

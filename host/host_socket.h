@@ -4,8 +4,8 @@
 // QuitRequested set. The message handler may call any operation of this socket, may replace or release it,
 // and may run the event pump; the next message is handed over when it has returned.
 
-#ifndef HOST_DEVICE_SOCKET_H_
-#define HOST_DEVICE_SOCKET_H_
+#ifndef HOST_HOST_SOCKET_H_
+#define HOST_HOST_SOCKET_H_
 
 #include <cstdint>
 #include <functional>
@@ -19,11 +19,6 @@
 class cQuorvaneDeviceSocket : public platform::TcpClientSocket {
  public:
   using MessageHandler = std::function<void(cQuorvaneCommand&)>;
-
-  // Log levels as the host understands them.
-  static constexpr std::int32_t kLevelUnparsable = 1;
-  static constexpr std::int32_t kLevelOperational = 2;
-  static constexpr std::int32_t kLevelDetail = 4;
 
   explicit cQuorvaneDeviceSocket(MessageHandler handler) : handler_(std::move(handler)) {}
 
@@ -47,14 +42,4 @@ class cQuorvaneDeviceSocket : public platform::TcpClientSocket {
   MessageHandler handler_;
 };
 
-// Sends a log line to the host and polls the link three times, so that the line leaves at once. Nothing
-// happens while there is no host socket.
-void LogToHost(std::string_view text, std::int32_t level);
-
-// As LogToHost at level 4, but only while DebugMode is set.
-void LogDetailToHost(std::string_view text);
-
-// Sends a log line to the host with the next poll or pump run. Nothing happens while there is no host socket.
-void SendLogToHost(std::string_view text, std::int32_t level);
-
-#endif  // HOST_DEVICE_SOCKET_H_
+#endif  // HOST_HOST_SOCKET_H_

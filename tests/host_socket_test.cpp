@@ -1,4 +1,4 @@
-#include "host/device_socket.h"
+#include "host/host_socket.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

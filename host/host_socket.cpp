@@ -1,48 +1,19 @@
-#include "host/device_socket.h"
+#include "host/host_socket.h"
 
 #include <memory>
 
 #include "app/process_state.h"
+#include "host/framing.h"
+#include "host/log.h"
 #include "platform/console.h"
 #include "platform/text.h"
 
 namespace {
 
-constexpr std::size_t kMultiHeadSize = 4;
-constexpr std::size_t kPlainHeadSize = 2;
 constexpr std::size_t kLongestLogText = 249;  // with the level byte, the 250 bytes that the host takes
-constexpr int kPollsAfterLog = 3;
 
 constexpr std::string_view kMalformed = "torvy: Received malformed packet from host";
 constexpr std::string_view kUnparsable = "unable to parse multipacket";
-
-// What the front of the receive buffer holds.
-struct Frame {
-  enum class Kind { kPlain, kMulti, kPlainIncomplete, kMultiIncomplete, kZeroLength };
-  Kind kind;
-  std::size_t length;  // bytes of the packet, as its head says; of a zero length's head alone
-};
-
-std::size_t ByteAt(std::string_view bytes, std::size_t offset) {
-  return static_cast<unsigned char>(bytes[offset]);
-}
-
-Frame FrontFrame(std::string_view bytes) {
-  using Kind = Frame::Kind;
-  const bool starts_multi = platform::ToLower(bytes[0]) == 'j';
-  if (starts_multi && bytes.size() > kMultiHeadSize) {
-    const std::size_t length = ByteAt(bytes, 1) + 256 * ByteAt(bytes, 2);
-    if (length == 0) return {Kind::kZeroLength, kMultiHeadSize};
-    return {length > bytes.size() ? Kind::kMultiIncomplete : Kind::kMulti, length};
-  }
-  if (bytes.size() < kPlainHeadSize) return {Kind::kPlainIncomplete, kPlainHeadSize};
-  const std::size_t length = ByteAt(bytes, 1);
-  if (length == 0) {
-    // With more to come it may be a multipacket whose length is a multiple of 256.
-    return starts_multi ? Frame{Kind::kPlainIncomplete, kMultiHeadSize} : Frame{Kind::kZeroLength, kPlainHeadSize};
-  }
-  return {length > bytes.size() ? Kind::kPlainIncomplete : Kind::kPlain, length};
-}
 
 }  // namespace
 
@@ -68,13 +39,13 @@ void cQuorvaneDeviceSocket::Event_DataAvailable() {
     if (frame.kind == Kind::kPlainIncomplete) break;
     if (frame.kind == Kind::kMultiIncomplete) {
       SendLog("bufflength is " + std::to_string(bytes.size()) + " packet length is: " + std::to_string(frame.length),
-              kLevelOperational);
+              kLogLevelOperational);
       break;
     }
     front += frame.length;
     if (frame.kind == Kind::kZeroLength) {
       // One line for the whole run: a stream of zeros must not come back to the host as a flood of complaints.
-      if (!in_zero_run) SendLog(kMalformed, kLevelDetail);
+      if (!in_zero_run) SendLog(kMalformed, kLogLevelDetail);
       in_zero_run = true;
       continue;
     }
@@ -84,11 +55,11 @@ void cQuorvaneDeviceSocket::Event_DataAvailable() {
     std::string packet(bytes.substr(0, frame.length));
     if (frame.kind == Kind::kMulti) {
       if (!message.initFromMultiPacket(std::move(packet))) {
-        SendLog(kUnparsable, kLevelUnparsable);
+        SendLog(kUnparsable, kLogLevelUnparsable);
         break;
       }
     } else if (!message.InitFromCommonMessage(std::move(packet))) {
-      SendLog(kMalformed, kLevelDetail);
+      SendLog(kMalformed, kLogLevelDetail);
       continue;
     }
     handler(message);
@@ -108,20 +79,4 @@ void cQuorvaneDeviceSocket::SendLog(std::string_view text, std::int32_t level) {
   packet += static_cast<char>(level & 0xFF);
   packet += text;
   Write(packet);
-}
-
-void LogToHost(std::string_view text, std::int32_t level) {
-  SendLogToHost(text, level);
-  for (int i = 0; i < kPollsAfterLog; ++i) {
-    // Looked up each time, and held: a poll may replace or release it.
-    if (const auto socket = State().HostSocket) socket->Poll();
-  }
-}
-
-void LogDetailToHost(std::string_view text) {
-  if (State().DebugMode) LogToHost(text, cQuorvaneDeviceSocket::kLevelDetail);
-}
-
-void SendLogToHost(std::string_view text, std::int32_t level) {
-  if (const auto& socket = State().HostSocket) socket->SendLog(text, level);
 }

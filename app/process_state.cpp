@@ -1,0 +1,6 @@
+#include "app/process_state.h"
+
+ProcessState& State() {
+  static ProcessState state;
+  return state;
+}

@@ -1,0 +1,31 @@
+#include "host/framing.h"
+
+#include "platform/text.h"
+
+namespace {
+
+constexpr std::size_t kMultiHeadSize = 4;
+constexpr std::size_t kPlainHeadSize = 2;
+
+std::size_t ByteAt(std::string_view bytes, std::size_t offset) {
+  return static_cast<unsigned char>(bytes[offset]);
+}
+
+}  // namespace
+
+Frame FrontFrame(std::string_view bytes) {
+  using Kind = Frame::Kind;
+  const bool starts_multi = platform::ToLower(bytes[0]) == 'j';
+  if (starts_multi && bytes.size() > kMultiHeadSize) {
+    const std::size_t length = ByteAt(bytes, 1) + 256 * ByteAt(bytes, 2);
+    if (length == 0) return {Kind::kZeroLength, kMultiHeadSize};
+    return {length > bytes.size() ? Kind::kMultiIncomplete : Kind::kMulti, length};
+  }
+  if (bytes.size() < kPlainHeadSize) return {Kind::kPlainIncomplete, kPlainHeadSize};
+  const std::size_t length = ByteAt(bytes, 1);
+  if (length == 0) {
+    // With more to come it may be a multipacket whose length is a multiple of 256.
+    return starts_multi ? Frame{Kind::kPlainIncomplete, kMultiHeadSize} : Frame{Kind::kZeroLength, kPlainHeadSize};
+  }
+  return {length > bytes.size() ? Kind::kPlainIncomplete : Kind::kPlain, length};
+}
