@@ -80,7 +80,7 @@ void Serve(const std::vector<std::string>& arguments) {
   state.Driver = std::make_shared<cTorvy>();
   state.DevicePort->PortSetParent(state.Driver);
   if (!state.QuitRequested) {
-    QueueLogToHost("Torvy Serial Remote Control interface version 1 (build 001) ready.", kLogLevelOperational);
+    QueueLogToHost(App::kReadyLine, kLogLevelOperational);
   }
   Pump(kSettlePause);
   while (!state.QuitRequested) {

@@ -34,9 +34,9 @@ void Require(bool holds, const char* what) {
   if (!holds) throw std::runtime_error(what);
 }
 
-using Microseconds = std::vector<double>;
+using Samples = std::vector<double>;
 
-double Quantile(Microseconds samples, double part) {
+double Quantile(Samples samples, double part) {
   const auto index = static_cast<std::ptrdiff_t>(part * static_cast<double>(samples.size() - 1));
   std::nth_element(samples.begin(), samples.begin() + index, samples.end());
   return samples[static_cast<std::size_t>(index)];
@@ -65,8 +65,8 @@ double RoundTrip(const Relay& relay) {
 
 // Measures two relays in turn, so that both meet the same noise.
 void CompareLatency(const char* name, const Relay& driver, const Relay& socat) {
-  Microseconds by_driver;
-  Microseconds by_socat;
+  Samples by_driver;
+  Samples by_socat;
   for (int round = 0; round < kRounds; ++round) {
     for (int i = 0; i < kSamplesARound; ++i) by_driver.push_back(RoundTrip(driver));
     for (int i = 0; i < kSamplesARound; ++i) by_socat.push_back(RoundTrip(socat));
@@ -206,9 +206,9 @@ void CompareThroughput(const std::string& driver_program, const std::string& mos
 
   constexpr int kMessages = 100'000;
   constexpr int kRepetitions = 7;
-  Microseconds by_driver;
-  Microseconds by_driver_four_times;
-  Microseconds by_broker;
+  Samples by_driver;
+  Samples by_driver_four_times;
+  Samples by_broker;
   for (int i = 0; i < kRepetitions; ++i) {
     by_driver.push_back(DriverStream(driver, kMessages));
     by_driver_four_times.push_back(DriverStream(driver, 4 * kMessages));

@@ -41,12 +41,12 @@ void cTorvy::HandleQuorvaneCommand(const cQuorvaneCommand& command) {
     ReportUnsupported(name);
     return;
   }
-  std::string device_command(platform::FirstCharacters(address, kAddressPieceCharacters));
-  device_command += platform::LastCharacters(address, kAddressPieceCharacters);
-  device_command += action->letter;
-  if (const auto& port = State().DevicePort) port->PortSendData(device_command);
+  std::string torvy_command(platform::FirstCharacters(address, kAddressPieceCharacters));
+  torvy_command += platform::LastCharacters(address, kAddressPieceCharacters);
+  torvy_command += action->letter;
+  if (const auto& port = State().DevicePort) port->PortSendData(torvy_command);
   // Built only when it is wanted: every command comes this way.
-  if (State().DebugMode) LogToHost("sending command: (" + device_command + ")", kLogLevelDetail);
+  if (State().DebugMode) LogToHost("sending command: (" + torvy_command + ")", kLogLevelDetail);
 }
 
 void cTorvy::PortDataAvailable(const std::string& /*data*/) {}

@@ -1,7 +1,7 @@
-// The device driver: turns a host command into the Torvy interface's short ASCII command.
+// The device driver: turns a device command of the host into a Torvy command, which the interface understands.
 //
-// A command is the first two and the last two characters of the unit's address and a letter: "U", "D" or "S", such as
-// 0102U, with nothing around it. The link is used in one direction: what the interface sends is ignored.
+// A Torvy command is the first two and the last two characters of the unit's address and a letter: "U", "D" or "S",
+// such as 0102U, with nothing around it. The link is used in one direction: what the interface sends is ignored.
 
 #ifndef DEVICE_TORVY_H_
 #define DEVICE_TORVY_H_
@@ -14,7 +14,7 @@
 
 class cTorvy : public iAbstractPortReceiver {
  public:
-  // Writes the device command for the message's "addr" and "mcmd" entries to State().DevicePort. A command that is not
+  // Writes the Torvy command for the message's "addr" and "mcmd" entries to State().DevicePort. A command that is not
   // ON, OFF or Stop is reported to the host instead; so is a message without entries, except a log packet.
   virtual void HandleQuorvaneCommand(const cQuorvaneCommand& command);
 

@@ -12,6 +12,6 @@ void ConnectToHost(const std::string& address, std::int32_t port, const std::str
 
 // Runs the event pump until the host socket is connected, for at most so many seconds; returns whether it is.
 // A connection that was refused is waited for all the same.
-bool WaitForHostConnection(std::int32_t seconds);
+[[nodiscard]] bool WaitForHostConnection(std::int32_t seconds);
 
 #endif  // HOST_CONNECTION_H_

@@ -22,7 +22,7 @@ void cQuorvaneDeviceSocket::Event_Connected() {
 }
 
 void cQuorvaneDeviceSocket::Event_Error() {
-  platform::PrintLine("Quorvane Pipe Error" + std::string(platform::kEndOfLine));
+  platform::PrintLineAndEmptyLine("Quorvane Pipe Error");
   State().QuitRequested = true;
 }
 

@@ -7,6 +7,7 @@
 #include <limits>
 #include <utility>
 
+#include "message/packet_layout.h"
 #include "message/quorvane_command.h"
 #include "platform/text.h"
 
@@ -16,23 +17,7 @@ using platform::EqualIgnoringCase;
 
 static_assert(std::numeric_limits<double>::is_iec559 && sizeof(double) == 8);
 
-constexpr std::size_t kLengthOffset = 1;
-constexpr std::size_t kVersionOffset = 2;
-constexpr std::size_t kTransactionOffset = 3;
-constexpr std::size_t kInterfaceTypeOffset = 4;
-constexpr std::size_t kUnitClassOffset = 5;
-constexpr std::size_t kFlagsOffset = 6;
-constexpr std::size_t kCodeOffset = 7;
-constexpr std::size_t kCommandOffset = 8;
-constexpr std::size_t kAddress1Offset = 9;
-constexpr std::size_t kAddress2Offset = 10;
-constexpr std::size_t kLevelOffset = 11;
-constexpr std::size_t kParam1Offset = 12;
-constexpr std::size_t kParam2Offset = 13;
-constexpr std::size_t kRawAnalogOffset = 12;
 constexpr std::size_t kRawAnalogDigits = 4;
-
-constexpr std::size_t kLogLevelOffset = 2;
 constexpr std::int32_t kLargestLogLevel = 4;
 
 constexpr std::size_t kSmallestBody = 13;
@@ -85,30 +70,30 @@ bool cQuorvaneCommand::InitFromCommonMessage(std::string packet_bytes) {
   Header = TextAt(packet, 0);
   const char kind = Header.empty() ? '\0' : platform::ToLower(Header[0]);
   if (kind == 'e') {
-    Code = TextAt(packet, kCodeOffset);
+    Code = TextAt(packet, layout::kCode);
     return false;
   }
   constexpr std::string_view kAccepted = "xylmn";
   if (kAccepted.find(kind) == std::string_view::npos) return false;
 
-  PacketLength = ValueAt(packet, kLengthOffset);
+  PacketLength = ValueAt(packet, layout::kLength);
   if (kind == 'l') {
-    LogData = ValueAt(packet, kLogLevelOffset);
+    LogData = ValueAt(packet, layout::kLogLevel);
     const bool has_level = LogData <= kLargestLogLevel;
     if (!has_level) LogData = kLargestLogLevel;
-    const std::size_t text_offset = has_level ? kLogLevelOffset + 1 : kLogLevelOffset;
+    const std::size_t text_offset = has_level ? layout::kLogLevel + 1 : layout::kLogLevel;
     LogMessage = packet.substr(std::min(text_offset, packet.size()));
     return true;
   }
 
-  Version = TextAt(packet, kVersionOffset);
-  TransactionID = ValueAt(packet, kTransactionOffset);
-  InterfaceType = TextAt(packet, kInterfaceTypeOffset);
-  UnitClass = TextAt(packet, kUnitClassOffset);
-  Flags = ValueAt(packet, kFlagsOffset);
+  Version = TextAt(packet, layout::kVersion);
+  TransactionID = ValueAt(packet, layout::kTransaction);
+  InterfaceType = TextAt(packet, layout::kInterfaceType);
+  UnitClass = TextAt(packet, layout::kUnitClass);
+  Flags = ValueAt(packet, layout::kFlags);
   ParseFlags();
-  Code = TextAt(packet, kCodeOffset);
-  Command = TextAt(packet, kCommandOffset);
+  Code = TextAt(packet, layout::kCode);
+  Command = TextAt(packet, layout::kCommand);
   // A controller command is no sensor reading: its "Q" is a "Q".
   for (const LowBatteryForm& form : kLowBatteryForms) {
     if (fCCM || !EqualIgnoringCase(Command, form.received)) continue;
@@ -116,14 +101,14 @@ bool cQuorvaneCommand::InitFromCommonMessage(std::string packet_bytes) {
     LowBattery = true;
     break;
   }
-  Address1 = TextAt(packet, kAddress1Offset);
-  Address2 = TextAt(packet, kAddress2Offset);
-  level = ValueAt(packet, kLevelOffset);
+  Address1 = TextAt(packet, layout::kAddress1);
+  Address2 = TextAt(packet, layout::kAddress2);
+  level = ValueAt(packet, layout::kLevel);
   if (level == kLevelReadAsZero) level = 0;
-  param1 = ValueAt(packet, kParam1Offset);
-  param2 = ValueAt(packet, kParam2Offset);
-  if (kind == 'm' && packet.size() > kRawAnalogOffset) {
-    const std::string_view digits = packet.substr(kRawAnalogOffset, kRawAnalogDigits);
+  param1 = ValueAt(packet, layout::kParam1);
+  param2 = ValueAt(packet, layout::kParam2);
+  if (kind == 'm' && packet.size() > layout::kParam1) {
+    const std::string_view digits = packet.substr(layout::kParam1, kRawAnalogDigits);
     rawAnalog16 = static_cast<std::int32_t>(platform::ReadHexadecimal(digits));
   }
   return true;

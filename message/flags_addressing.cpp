@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <string>
 
+#include "message/packet_layout.h"
 #include "message/quorvane_command.h"
 #include "platform/text.h"
 
@@ -17,7 +18,6 @@ constexpr std::int32_t kFlagPassThrough = 0x04;
 constexpr std::int32_t kFlagStacked = 0x02;
 
 constexpr std::size_t kHouseCodes = 16;
-constexpr std::size_t kRawDataOffset = 10;
 
 }  // namespace
 
@@ -90,5 +90,5 @@ void cQuorvaneCommand::SetRawData(std::string_view data) {
 
 std::string cQuorvaneCommand::GetSendRawData() const {
   const std::size_t count = Address1.empty() ? 0 : static_cast<unsigned char>(Address1[0]);
-  return RawCommonCommand.substr(std::min(kRawDataOffset, RawCommonCommand.size()), count);
+  return RawCommonCommand.substr(std::min(layout::kAddress2, RawCommonCommand.size()), count);
 }

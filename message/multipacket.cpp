@@ -4,8 +4,8 @@
 #include <limits>
 #include <utility>
 
+#include "message/missing_object.h"
 #include "message/quorvane_command.h"
-#include "platform/missing_object.h"
 
 namespace {
 
@@ -93,6 +93,6 @@ cQuorvaneCommand cQuorvaneCommand::MakeAck() const {
 }
 
 const MultiDictionary& cQuorvaneCommand::RequireDictionary() const {
-  if (!MultiDict) throw platform::MissingObject("the message has no dictionary");
+  if (!MultiDict) throw MissingObject("the message has no dictionary");
   return *MultiDict;
 }

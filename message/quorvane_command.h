@@ -8,6 +8,7 @@
 #ifndef MESSAGE_QUORVANE_COMMAND_H_
 #define MESSAGE_QUORVANE_COMMAND_H_
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -19,6 +20,9 @@
 
 class cQuorvaneCommand {
  public:
+  // The most bytes of raw data that a packet can carry beside its other fields.
+  static constexpr std::size_t kMostRawData = 244;
+
   std::string Header;              // packet kind letter; "X" when built empty
   std::int32_t TransactionID = 0;  // 64 when built as 0
   std::string Command;             // command code; to be set before building
@@ -98,7 +102,7 @@ class cQuorvaneCommand {
 
   virtual void SetLevel(std::int32_t value);
 
-  // The data of a send-raw-data command "X", at most 244 bytes.
+  // The data of a send-raw-data command "X", at most kMostRawData bytes.
   virtual void SetRawData(std::string_view data);
 
   virtual void SetParam1(std::int32_t value);
@@ -108,7 +112,7 @@ class cQuorvaneCommand {
   virtual std::string GetErrorCodeDescription() const;
 
   // The value of an entry, empty when there is no such entry. This and the other readers of the dictionary
-  // throw platform::MissingObject on a message without one.
+  // throw MissingObject on a message without one.
   virtual std::string GetMulti(std::string_view key) const;
 
   // The four-byte keys of all entries, in the order in which they were first stored.

@@ -5,7 +5,7 @@ void Channel::Send(std::string_view bytes) {
 }
 
 platform::EventSource::Interest Channel::PrepareToWait() {
-  Interest interest = SendAndWait(output_);
+  Interest interest = SendBeforeWait(output_);
   interest.read = interest.read && !Paused;
   return interest;
 }

@@ -7,6 +7,7 @@
 #include <functional>
 
 // Runs the pump until the condition holds or the limit has passed; returns whether it holds.
-bool WaitFor(const std::function<bool()>& condition, std::chrono::milliseconds limit = std::chrono::seconds(30));
+[[nodiscard]] bool WaitFor(const std::function<bool()>& condition,
+                           std::chrono::milliseconds limit = std::chrono::seconds(30));
 
 #endif  // PEERS_WAITING_H_

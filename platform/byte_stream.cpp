@@ -65,7 +65,7 @@ EventSource::Interest ByteStream::InputInterest() const {
           .pending = error_due_ || (error_after_input_ != 0 && IsOpen())};
 }
 
-EventSource::Interest ByteStream::SendAndWait(OutputQueue& output) {
+EventSource::Interest ByteStream::SendBeforeWait(OutputQueue& output) {
   if (!TakesOutput()) output.Clear();
   if (const std::int32_t error = output.SendTo(DescriptorNumber()); error != 0) FailAfterInput(error);
   Interest interest = InputInterest();

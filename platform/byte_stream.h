@@ -64,7 +64,7 @@ class ByteStream : public EventSource {
   Interest InputInterest() const;
 
   // Makes one attempt to send the queue and says what to wait for next.
-  Interest SendAndWait(OutputQueue& output);
+  Interest SendBeforeWait(OutputQueue& output);
 
   // Receives once and raises the data event, or the error event that is due. May destroy the stream.
   void HandleInput();

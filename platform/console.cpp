@@ -7,14 +7,12 @@
 #include <string>
 
 namespace platform {
+namespace {
 
-void PrintLine(std::string_view text) {
+void Print(std::string_view rest) {
   constexpr int kPatienceMilliseconds = 1000;
-  std::string line(text);
-  line += kEndOfLine;
-  std::string_view rest = line;
   while (!rest.empty()) {
-    // A stuck terminal must not hold up the home: ask for room first, and give up after a while.
+    // A stuck terminal must not hold up the process: ask for room first, and give up after a while.
     pollfd console{STDOUT_FILENO, POLLOUT, 0};
     const int ready = poll(&console, 1, kPatienceMilliseconds);
     if (ready < 0 && errno == EINTR) continue;
@@ -23,6 +21,16 @@ void PrintLine(std::string_view text) {
     if (written < 0 && errno != EINTR && errno != EAGAIN) return;
     if (written > 0) rest.remove_prefix(static_cast<std::size_t>(written));
   }
+}
+
+}  // namespace
+
+void PrintLine(std::string_view text) {
+  Print(std::string(text) + '\n');
+}
+
+void PrintLineAndEmptyLine(std::string_view text) {
+  Print(std::string(text) + "\n\n");
 }
 
 }  // namespace platform

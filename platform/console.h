@@ -7,12 +7,12 @@
 
 namespace platform {
 
-// The console's line end, for texts that carry one of their own.
-inline constexpr std::string_view kEndOfLine = "\n";
-
 // Writes the text and a line end to standard output at once, unbuffered. A console that is closed, or that
 // takes nothing for a second, loses the line; nothing is reported.
 void PrintLine(std::string_view text);
+
+// As PrintLine, with an empty line after it.
+void PrintLineAndEmptyLine(std::string_view text);
 
 }  // namespace platform
 

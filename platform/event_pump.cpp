@@ -41,13 +41,13 @@ class EventPump::PassScope {
   explicit PassScope(EventPump& pump) : pump_(pump) {
     ++pump_.depth_;
     polled.swap(pump_.polled_);
-    waiting.swap(pump_.waiting_);
+    participants.swap(pump_.participants_);
     polled.clear();
-    waiting.clear();
+    participants.clear();
   }
   ~PassScope() {
     polled.swap(pump_.polled_);
-    waiting.swap(pump_.waiting_);
+    participants.swap(pump_.participants_);
     if (--pump_.depth_ == 0) std::erase(pump_.sources_, nullptr);
   }
   PassScope(const PassScope&) = delete;
@@ -61,12 +61,12 @@ class EventPump::PassScope {
     if (!waits && !interest.pending) return;
     const int events = (interest.read ? POLLIN : 0) | (interest.write ? POLLOUT : 0);
     polled.push_back({waits ? interest.descriptor : -1, static_cast<short>(events), 0});
-    waiting.push_back({slot, source.identity_, interest.pending});
+    participants.push_back({slot, source.identity_, interest.pending});
     any_pending = any_pending || interest.pending;
   }
 
   std::vector<pollfd> polled;
-  std::vector<Waiting> waiting;
+  std::vector<Participant> participants;
   bool any_pending = false;
 
  private:
@@ -102,13 +102,13 @@ void EventPump::Pass(std::chrono::nanoseconds limit, const EventSource* only) {
   for (std::size_t slot = 0; slot < sources_.size(); ++slot) {
     if (sources_[slot] != nullptr && (only == nullptr || sources_[slot] == only)) pass.Admit(slot);
   }
-  if (only != nullptr && pass.waiting.empty()) return;
+  if (only != nullptr && pass.participants.empty()) return;
   Wait(pass.polled, pass.any_pending ? std::chrono::nanoseconds::zero() : limit);
-  for (std::size_t i = 0; i < pass.waiting.size(); ++i) {
-    const Waiting& waiting = pass.waiting[i];
-    EventSource* const source = sources_[waiting.slot];
-    if (source == nullptr || source->identity_ != waiting.identity) continue;
-    if (waiting.pending || pass.polled[i].revents != 0) source->HandleReady();
+  for (std::size_t i = 0; i < pass.participants.size(); ++i) {
+    const Participant& participant = pass.participants[i];
+    EventSource* const source = sources_[participant.slot];
+    if (source == nullptr || source->identity_ != participant.identity) continue;
+    if (participant.pending || pass.polled[i].revents != 0) source->HandleReady();
   }
 }
 

@@ -38,7 +38,7 @@ class EventPump {
   friend class EventSource;
 
   // A source that takes part in a pass, by the identity that its descriptor had when the pass began.
-  struct Waiting {
+  struct Participant {
     std::size_t slot;
     std::uint64_t identity;
     bool pending;
@@ -52,7 +52,7 @@ class EventPump {
 
   std::vector<EventSource*> sources_;  // a source that died during a pass leaves null until the passes are over
   std::vector<pollfd> polled_;         // kept between passes for their memory alone
-  std::vector<Waiting> waiting_;
+  std::vector<Participant> participants_;
   int depth_ = 0;
 };
 

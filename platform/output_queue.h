@@ -21,7 +21,7 @@ class OutputQueue {
 
   // Makes one attempt to send what waits. Returns 0, or the errno value of a failure, on which the queue is
   // dropped; a descriptor that has no room now is no failure.
-  std::int32_t SendTo(int descriptor);
+  [[nodiscard]] std::int32_t SendTo(int descriptor);
 
  private:
   std::string bytes_;  // waiting from sent_ on

@@ -1,7 +1,7 @@
 // A serial line of this computer. Derive from it to receive its events.
 //
-// Find a port, make its settings, then Open. Writing blocks until the line has taken every byte, because a
-// device command is five bytes and the next must not overtake it. A line that takes no byte for kPatience is
+// Find a port, make its settings, then Open. Writing blocks until the line has taken every byte: what is written
+// is short, and its writer wants to know when it has left. A line that takes no byte for kPatience is
 // failed, so that the process can still end. After an error the port drops what is written to it until Close.
 
 #ifndef PLATFORM_SERIAL_PORT_H_
@@ -28,7 +28,7 @@ class SerialPort : public ByteStream {
 
   // Looks the port up: a name with a slash is a path, any other is a device under /dev; links are followed.
   // Returns whether it names a character device, and attaches this object to it.
-  bool Find(const std::string& name);
+  [[nodiscard]] bool Find(const std::string& name);
 
   // Settings of the next Open: 5 to 8 data bits, a standard speed in bits a second, the data-terminal-ready
   // line. One stop bit and no flow control are fixed.
@@ -38,8 +38,8 @@ class SerialPort : public ByteStream {
   void SetDtr(bool asserted) { dtr_ = asserted; }
 
   // Opens the port found, for this process alone, with the settings in place before any byte. False, with the
-  // last error code set, when it is no terminal, is in use by another driver or refuses the settings.
-  bool Open();
+  // last error code set, when it is no terminal, is in use by another process or refuses the settings.
+  [[nodiscard]] bool Open();
 
   // Closes the port. Output that has not left by then is discarded.
   void Close();

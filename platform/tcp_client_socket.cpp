@@ -71,7 +71,7 @@ EventSource::Interest TcpClientSocket::PrepareToWait() {
     case Phase::kConnected:
       break;
   }
-  return SendAndWait(output_);
+  return SendBeforeWait(output_);
 }
 
 void TcpClientSocket::HandleReady() {

@@ -4,6 +4,7 @@
 #include <array>
 #include <span>
 
+#include "message/quorvane_command.h"
 #include "platform/text.h"
 #include "simulator/fault.h"
 
@@ -12,7 +13,6 @@ namespace {
 using Kind = Step::Kind;
 
 constexpr std::string_view kBlanks = " \t\r";
-constexpr std::size_t kMostRawBytes = 244;  // what one packet can carry
 
 // Takes the first word off a line, and the blanks around it.
 std::string_view TakeWord(std::string_view& line) {
@@ -38,7 +38,7 @@ Step ReadRaw(std::string_view rest) {
     step.text += static_cast<char>(platform::ReadHexadecimal(word));
   }
   if (step.text.empty()) return NotUnderstood("raw takes bytes in hexadecimal: raw 01 02 03");
-  if (step.text.size() > kMostRawBytes) return NotUnderstood("one packet carries at most 244 bytes");
+  if (step.text.size() > cQuorvaneCommand::kMostRawData) return NotUnderstood("one packet carries at most 244 bytes");
   return step;
 }
 

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "app/app.h"
 #include "peers/waiting.h"
 #include "platform/event_pump.h"
 #include "simulator/fault.h"
@@ -10,7 +11,6 @@ namespace {
 
 using Way = Transcript::Way;
 
-constexpr std::string_view kReadyLine = "Torvy Serial Remote Control interface version 1 (build 001) ready.";
 constexpr const char* kConnectionID = "17";
 constexpr std::chrono::seconds kReadyLimit{30};
 constexpr std::chrono::seconds kStepLimit{30};
@@ -62,7 +62,7 @@ void Session::ListenToDevice(Channel& line) {
 }
 
 bool Session::WaitUntilReady() {
-  const bool decided = WaitFor([this] { return host_.HasLogged(kReadyLine) || driver_->Status(); }, kReadyLimit);
+  const bool decided = WaitFor([this] { return host_.HasLogged(App::kReadyLine) || driver_->Status(); }, kReadyLimit);
   logs_seen_ = host_.Log().size();
   if (decided && !driver_->Status()) return true;
   transcript_.Problem(decided ? "the driver ended before it was ready" : "the driver did not get ready");
@@ -160,10 +160,10 @@ void Session::Send(cQuorvaneCommand message, const std::string& in_words) {
   host_.Link()->Send(packet);
 }
 
-void Session::Queue(const std::string& packets, const std::string& in_words) {
+void Session::SendUntilTaken(const std::string& packets, const std::string& in_words) {
   transcript_.Event(Way::kHostToDriver, in_words);
   host_.Link()->Send(packets);
-  WaitFor([this] { return host_.Link()->Unsent() == 0 || driver_->Status(); }, kStepLimit);
+  Await([this] { return host_.Link()->Unsent() == 0 || driver_->Status(); }, "the driver to take it");
 }
 
 void Session::SendStream(int count) {
@@ -175,15 +175,14 @@ void Session::SendStream(int count) {
     packets += DeviceCommand(address, "ON", std::to_string(i)).GetRawCommand();
     stream_bytes_ += address + "U";
   }
-  Queue(packets, "a stream of " + std::to_string(count) + " commands");
+  SendUntilTaken(packets, "a stream of " + std::to_string(count) + " commands");
 }
 
 void Session::SendRawData(int count) {
-  constexpr std::size_t kMostBytes = 244;
-  const std::string packet = RawDataCommand(std::string(kMostBytes, '-')).GetRawCommand();
+  const std::string packet = RawDataCommand(std::string(cQuorvaneCommand::kMostRawData, '-')).GetRawCommand();
   std::string packets;
   for (int i = 0; i < count; ++i) packets += packet;
-  Queue(packets, "raw data in " + std::to_string(count) + " packets");
+  SendUntilTaken(packets, "raw data in " + std::to_string(count) + " packets");
 }
 
 bool Session::Flood() {

@@ -47,7 +47,7 @@ class Session {
   std::vector<std::string> DriverArguments(const Setup& setup);
   void ListenToDevice(Channel& line);
   void Send(cQuorvaneCommand message, const std::string& in_words);
-  void Queue(const std::string& packets, const std::string& in_words);
+  void SendUntilTaken(const std::string& packets, const std::string& in_words);
   void SendStream(int count);
   void SendRawData(int count);
   bool Flood();

@@ -7,6 +7,7 @@
 
 #include <fstream>
 
+#include "app/app.h"
 #include "app/process_state.h"
 #include "host/connection.h"
 #include "host/host_socket.h"
@@ -21,7 +22,7 @@ namespace {
 using testing::ElementsAre;
 using testing::MatchesRegex;
 
-constexpr const char* kReady = "2 Torvy Serial Remote Control interface version 1 (build 001) ready.";
+const std::string kReady = "2 " + std::string(App::kReadyLine);
 constexpr const char* kQuit = "2 The torvy plx has been asked to quit. (1)";
 
 class DriverProcess : public testing::Test {
@@ -39,7 +40,7 @@ class DriverProcess : public testing::Test {
     ASSERT_TRUE(WaitFor([this] { return host.Link() != nullptr && host.ConnectionID() == "17"; }));
   }
   bool WaitUntilReady() {
-    return WaitFor([this] { return host.HasLogged(kReady + 2); });
+    return WaitFor([this] { return host.HasLogged(App::kReadyLine); });
   }
   // Waits for the driver's end, and expects it with status 0 and nothing but this on the console.
   void ExpectEnd(const std::string& console = "") {

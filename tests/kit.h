@@ -3,6 +3,8 @@
 #ifndef TESTS_KIT_H_
 #define TESTS_KIT_H_
 
+#include <gtest/gtest.h>
+
 #include <string>
 #include <string_view>
 #include <vector>
@@ -46,21 +48,22 @@ class ConnectedSocket : public cQuorvaneDeviceSocket {
     Port = Host.Port();
     ConnectionID = "17";
     Connect();
-    WaitFor([this] { return IsConnected() && Host.ConnectionID() == "17"; });
+    EXPECT_TRUE(WaitFor([this] { return IsConnected() && Host.ConnectionID() == "17"; }));
   }
 
   // Sends bytes from the host and waits until data events have brought them all.
   void Deliver(std::string_view bytes) {
     const int events_before = data_events_;
     Host.Link()->Send(bytes);
-    WaitFor([&] { return data_events_ > events_before && Host.Link()->Unsent() == 0 && InputWaiting() == 0; });
+    EXPECT_TRUE(
+        WaitFor([&] { return data_events_ > events_before && Host.Link()->Unsent() == 0 && InputWaiting() == 0; }));
   }
 
   // The log lines that the host has got since the last call.
   std::vector<std::string> Logged() {
     const std::size_t before = lines_seen_;
     SendLog("end of the lines", 0);
-    WaitFor([&] { return Host.Log().size() > before && Host.Log().back().text == "end of the lines"; });
+    EXPECT_TRUE(WaitFor([&] { return Host.Log().size() > before && Host.Log().back().text == "end of the lines"; }));
     std::vector<std::string> lines = Host.Lines();
     lines_seen_ = lines.size();
     return {lines.begin() + static_cast<std::ptrdiff_t>(before), lines.end() - 1};

@@ -1,7 +1,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "platform/missing_object.h"
+#include "message/missing_object.h"
 #include "tests/kit.h"
 
 namespace {
@@ -67,10 +67,10 @@ TEST(Multipacket, ReducesKeysToFourBytesAndValuesToWhatALengthCanName) {
 
 TEST(Multipacket, NeedsADictionary) {
   cQuorvaneCommand message;
-  EXPECT_THROW(message.GetMulti("addr"), platform::MissingObject);
-  EXPECT_THROW(message.hasKey("addr"), platform::MissingObject);
-  EXPECT_THROW(message.GetKeys(), platform::MissingObject);
-  EXPECT_THROW(message.MakeAck(), platform::MissingObject);
+  EXPECT_THROW(message.GetMulti("addr"), MissingObject);
+  EXPECT_THROW(message.hasKey("addr"), MissingObject);
+  EXPECT_THROW(message.GetKeys(), MissingObject);
+  EXPECT_THROW(message.MakeAck(), MissingObject);
   message.SetCommand("2");
   EXPECT_EQ(message.GetRawMultipacket(), message.GetRawCommand());
   EXPECT_EQ(message.GetRawCommand()[0], 'X');

@@ -82,7 +82,7 @@ class TcpClientSocketTest : public testing::Test {
   }
   // Waits for so many events, and a little longer for more that there should not be.
   const std::vector<std::string>& Events(std::size_t count) {
-    WaitFor([&] { return client->events.size() >= count; });
+    EXPECT_TRUE(WaitFor([&] { return client->events.size() >= count; }));
     EventPump::Instance().Run(20);
     client->Poll();
     return client->events;

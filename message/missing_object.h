@@ -1,18 +1,14 @@
 // The failure of an operation that needs an object which is not there, such as the entries of a message
 // that has none. Thrown to the caller, who may catch it; uncaught, it ends the process like any failure.
 
-#ifndef PLATFORM_MISSING_OBJECT_H_
-#define PLATFORM_MISSING_OBJECT_H_
+#ifndef MESSAGE_MISSING_OBJECT_H_
+#define MESSAGE_MISSING_OBJECT_H_
 
 #include <stdexcept>
-
-namespace platform {
 
 class MissingObject : public std::logic_error {
  public:
   using std::logic_error::logic_error;
 };
 
-}  // namespace platform
-
-#endif  // PLATFORM_MISSING_OBJECT_H_
+#endif  // MESSAGE_MISSING_OBJECT_H_
