@@ -22,8 +22,8 @@ sockaddr* AsSocketAddress(sockaddr_storage& storage) {
 
 }  // namespace
 
-Listener::Listener(const std::string& address, int backlog) {
-  const auto list = platform::AddressLookup::Numeric(address, 0);
+Listener::Listener(const std::string& address, int backlog, std::int32_t port) {
+  const auto list = platform::AddressLookup::Numeric(address, port);
   errno = EADDRNOTAVAIL;
   Require(list && !list->addresses.empty(), "listening address");
   const platform::SocketAddress& where = list->addresses.front();

@@ -1,4 +1,4 @@
-// A listening TCP port of this computer's loopback, at a number that is free.
+// A listening TCP port of this computer's loopback.
 
 #ifndef PEERS_LISTENER_H_
 #define PEERS_LISTENER_H_
@@ -15,8 +15,8 @@
 class Listener : public platform::EventSource {
  public:
   // Listens at once on a numeric address of this computer, with room for so many connections that were not yet
-  // accepted; throws std::system_error when it cannot.
-  explicit Listener(const std::string& address = "127.0.0.1", int backlog = kUsualBacklog);
+  // accepted, at a port that is free or the one named; throws std::system_error when it cannot.
+  explicit Listener(const std::string& address = "127.0.0.1", int backlog = kUsualBacklog, std::int32_t port = 0);
 
   std::int32_t Port() const { return port_; }
   // The last connection that was accepted, null before the first.

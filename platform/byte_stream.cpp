@@ -3,6 +3,7 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <utility>
@@ -10,20 +11,22 @@
 namespace platform {
 
 void ByteStream::Poll() {
+  // Only sending is possible then, and what was just refused would be refused again.
+  if (in_data_event_ && output_refused_) return;
   EventPump::Instance().RunOnly(*this);
 }
 
 std::string ByteStream::ReadAll() {
-  std::string bytes = std::move(inbox_);
-  inbox_.clear();
-  if (in_data_event_) return bytes;
+  std::string bytes = std::exchange(inbox_, {});
+  if (!in_data_event_) bytes += ReadWaiting(InputWaiting());
+  return bytes;
+}
 
-  const std::size_t waiting = InputWaiting();
-  if (waiting == 0) return bytes;
-  const std::size_t before = bytes.size();
-  bytes.resize(before + waiting);
-  const ssize_t count = read(DescriptorNumber(), bytes.data() + before, waiting);
-  bytes.resize(before + static_cast<std::size_t>(count > 0 ? count : 0));
+std::string ByteStream::ReadWaiting(std::size_t most) {
+  std::string bytes(std::min(most, InputWaiting()), '\0');
+  if (bytes.empty()) return bytes;
+  const ssize_t count = read(DescriptorNumber(), bytes.data(), bytes.size());
+  bytes.resize(static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
   return bytes;
 }
 
@@ -44,6 +47,7 @@ void ByteStream::CloseStream() {
   error_after_input_ = 0;
   failed_ = false;
   error_due_ = false;
+  output_refused_ = false;
   DescriptorChanged();
 }
 
@@ -52,6 +56,7 @@ void ByteStream::FailLater(std::int32_t error) {
   failed_ = true;
   error_due_ = true;
   last_error_ = error;
+  OnFailure();
 }
 
 void ByteStream::FailAfterInput(std::int32_t error) {
@@ -67,18 +72,22 @@ EventSource::Interest ByteStream::InputInterest() const {
 
 EventSource::Interest ByteStream::SendBeforeWait(OutputQueue& output) {
   if (!TakesOutput()) output.Clear();
-  if (const std::int32_t error = output.SendTo(DescriptorNumber()); error != 0) FailAfterInput(error);
+  if (!output_refused_ || output.Empty()) {
+    if (const std::int32_t error = output.SendTo(DescriptorNumber()); error != 0) FailAfterInput(error);
+    output_refused_ = !output.Empty();
+  }
   Interest interest = InputInterest();
   interest.write = !output.Empty();
   return interest;
 }
 
 void ByteStream::HandleInput() {
+  output_refused_ = false;
   if (in_data_event_) return;
   if (IsOpen()) {
     // One buffer for all streams: its bytes are copied out before any handler runs.
     static std::array<char, kReceiveSize> received;
-    const ssize_t count = read(DescriptorNumber(), received.data(), received.size());
+    const ssize_t count = read(DescriptorNumber(), received.data(), receive_size_);
     if (count > 0) {
       RaiseData(received.data(), static_cast<std::size_t>(count));
       return;

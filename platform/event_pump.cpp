@@ -57,20 +57,41 @@ class EventPump::PassScope {
   void Admit(std::size_t slot) {
     EventSource& source = *pump_.sources_[slot];
     const EventSource::Interest interest = source.PrepareToWait();
-    const bool waits = interest.read || interest.write;
-    if (!waits && !interest.pending) return;
-    const int events = (interest.read ? POLLIN : 0) | (interest.write ? POLLOUT : 0);
-    polled.push_back({waits ? interest.descriptor : -1, static_cast<short>(events), 0});
-    participants.push_back({slot, source.identity_, interest.pending});
-    any_pending = any_pending || interest.pending;
+    const std::size_t first_polled = polled.size();
+    if (interest.read || interest.write) {
+      const int events = (interest.read ? POLLIN : 0) | (interest.write ? POLLOUT : 0);
+      polled.push_back({interest.descriptor, static_cast<short>(events), 0});
+    }
+    for (const Descriptor& descriptor : interest.connecting) polled.push_back({descriptor.Number(), POLLOUT, 0});
+    const std::size_t polled_count = polled.size() - first_polled;
+    if (polled_count == 0 && !interest.pending && interest.due == EventSource::kNever) return;
+    participants.push_back({slot, source.identity_, first_polled, polled_count, interest.pending, interest.due});
+    any_pending_ = any_pending_ || interest.pending;
+    first_due_ = std::min(first_due_, interest.due);
+  }
+
+  // How long to wait when there are `limit` left: until something is due at most.
+  std::chrono::nanoseconds WaitingTime(std::chrono::nanoseconds limit) const {
+    if (any_pending_) return std::chrono::nanoseconds::zero();
+    if (first_due_ == EventSource::kNever) return limit;
+    return std::clamp(first_due_ - MonotonicNow(), std::chrono::nanoseconds::zero(), limit);
+  }
+
+  bool IsReady(const Participant& participant) const {
+    const auto first = polled.begin() + static_cast<std::ptrdiff_t>(participant.first_polled);
+    return participant.pending ||
+           std::any_of(first, first + static_cast<std::ptrdiff_t>(participant.polled_count),
+                       [](const pollfd& entry) { return entry.revents != 0; }) ||
+           (participant.due != EventSource::kNever && participant.due <= MonotonicNow());
   }
 
   std::vector<pollfd> polled;
   std::vector<Participant> participants;
-  bool any_pending = false;
 
  private:
   EventPump& pump_;
+  bool any_pending_ = false;
+  std::chrono::nanoseconds first_due_ = EventSource::kNever;
 };
 
 EventPump& EventPump::Instance() {
@@ -103,12 +124,12 @@ void EventPump::Pass(std::chrono::nanoseconds limit, const EventSource* only) {
     if (sources_[slot] != nullptr && (only == nullptr || sources_[slot] == only)) pass.Admit(slot);
   }
   if (only != nullptr && pass.participants.empty()) return;
-  Wait(pass.polled, pass.any_pending ? std::chrono::nanoseconds::zero() : limit);
+  Wait(pass.polled, pass.WaitingTime(limit));
   for (std::size_t i = 0; i < pass.participants.size(); ++i) {
     const Participant& participant = pass.participants[i];
     EventSource* const source = sources_[participant.slot];
     if (source == nullptr || source->identity_ != participant.identity) continue;
-    if (participant.pending || pass.polled[i].revents != 0) source->HandleReady();
+    if (pass.IsReady(participant)) source->HandleReady();
   }
 }
 

@@ -12,7 +12,10 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <span>
 #include <vector>
+
+#include "platform/descriptor.h"
 
 struct pollfd;
 
@@ -41,7 +44,10 @@ class EventPump {
   struct Participant {
     std::size_t slot;
     std::uint64_t identity;
+    std::size_t first_polled;
+    std::size_t polled_count;
     bool pending;
+    std::chrono::nanoseconds due;
   };
   class PassScope;
 
@@ -67,12 +73,16 @@ class EventSource {
   virtual ~EventSource();
 
  protected:
-  // What a source wants of the next wait. A source that asks for neither reading nor writing is not waited for.
+  static constexpr std::chrono::nanoseconds kNever = std::chrono::nanoseconds::max();
+
+  // What a source wants of the next wait. One that asks for nothing is not waited for.
   struct Interest {
     int descriptor = -1;
     bool read = false;
     bool write = false;
-    bool pending = false;  // has an event to raise without any wait
+    bool pending = false;                      // has an event to raise without any wait
+    std::span<const Descriptor> connecting{};  // to be written to once their connections are there
+    std::chrono::nanoseconds due = kNever;     // when to be called whatever happens, on the clock of MonotonicNow
   };
 
   // Tells a function that calls a handler whether the source outlived it.
@@ -97,7 +107,8 @@ class EventSource {
   // Called at the start of a pass: sends what is queued and says what to wait for. Raises no events.
   virtual Interest PrepareToWait() = 0;
 
-  // Called when a wanted descriptor is ready, failed or hung up, or when an event was pending. May raise events.
+  // Called when a wanted descriptor is ready, failed or hung up, when an event was pending, or when the source is due.
+  // May raise events.
   virtual void HandleReady() = 0;
 
   // To be called whenever the source's descriptor is closed or replaced: what was ready on the old one is void.

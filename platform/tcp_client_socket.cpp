@@ -2,21 +2,22 @@
 
 #include <netinet/in.h>
 #include <netinet/tcp.h>
+#include <poll.h>
+#include <sys/ioctl.h>
 #include <sys/socket.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <cstring>
 #include <utility>
+
+#include "platform/ticks.h"
 
 namespace platform {
 namespace {
 
-Descriptor OpenSocket(int family) {
-  Descriptor socket(::socket(family, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
-  if (!socket.IsOpen()) return socket;
-  const int on = 1;
-  setsockopt(socket.Number(), IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
-  setsockopt(socket.Number(), SOL_SOCKET, SO_KEEPALIVE, &on, sizeof on);
-  return socket;
+void SetOption(const Descriptor& socket, int level, int name, int value) {
+  setsockopt(socket.Number(), level, name, &value, sizeof value);
 }
 
 bool StartConnecting(const Descriptor& socket, const SocketAddress& address) {
@@ -26,13 +27,55 @@ bool StartConnecting(const Descriptor& socket, const SocketAddress& address) {
   return errno == EINPROGRESS || errno == EINTR;
 }
 
+// Whether an attempt has come to an end, good or bad.
+bool IsDecided(const Descriptor& attempt) {
+  pollfd waiting{attempt.Number(), POLLOUT, 0};
+  return poll(&waiting, 1, 0) > 0;
+}
+
+// The kernel makes a connection to itself when nothing listens on a port from which it also takes callers' ports.
+bool IsOwnPeer(const Descriptor& connected) {
+  sockaddr_storage own{};
+  sockaddr_storage peer{};
+  socklen_t own_size = sizeof own;
+  socklen_t peer_size = sizeof peer;
+  return getsockname(connected.Number(), reinterpret_cast<sockaddr*>(&own), &own_size) == 0 &&
+         getpeername(connected.Number(), reinterpret_cast<sockaddr*>(&peer), &peer_size) == 0 &&
+         own_size == peer_size && std::memcmp(&own, &peer, own_size) == 0;
+}
+
+// 0 for a connection that can be used, else why there is none.
+std::int32_t Outcome(const Descriptor& attempt) {
+  int error = 0;
+  socklen_t size = sizeof error;
+  getsockopt(attempt.Number(), SOL_SOCKET, SO_ERROR, &error, &size);
+  // A peer that sent something and then broke the connection has connected: what it sent is still there to be read.
+  int waiting = 0;
+  if (error != 0 && ioctl(attempt.Number(), FIONREAD, &waiting) == 0 && waiting > 0) return 0;
+  if (error == 0 && IsOwnPeer(attempt)) return ECONNREFUSED;
+  return error;
+}
+
+// Puts the address families in turn, beginning with the one that the resolver prefers: where one family leads
+// nowhere, the other is not kept waiting.
+void Interleave(std::vector<SocketAddress>& addresses) {
+  for (std::size_t i = 1; i < addresses.size(); ++i) {
+    const auto place = addresses.begin() + static_cast<std::ptrdiff_t>(i);
+    const int family_before = addresses[i - 1].family;
+    const auto other = std::find_if(place, addresses.end(), [family_before](const SocketAddress& address) {
+      return address.family != family_before;
+    });
+    if (other == addresses.end()) return;
+    std::rotate(place, other, other + 1);
+  }
+}
+
 }  // namespace
 
 void TcpClientSocket::Connect() {
   Close();
   if (auto addresses = AddressLookup::Numeric(Address, Port)) {
-    untried_ = std::move(*addresses);
-    TryNextAddress();
+    StartAttempts(std::move(*addresses));
   } else {
     lookup_ = std::make_unique<AddressLookup>(Address, Port);
     phase_ = Phase::kResolving;
@@ -43,7 +86,7 @@ void TcpClientSocket::Close() {
   CloseStream();
   lookup_.reset();
   untried_ = {};
-  next_address_ = 0;
+  attempts_.clear();
   output_.Clear();
   phase_ = Phase::kIdle;
 }
@@ -52,10 +95,7 @@ void TcpClientSocket::Write(std::string_view bytes) {
   const bool connecting = phase_ == Phase::kResolving || phase_ == Phase::kConnecting;
   if (!connecting && !TakesOutput()) return;
   if (bytes.size() > kOutputLimit - output_.Size()) {
-    output_.Clear();
-    lookup_.reset();
-    phase_ = Phase::kIdle;
-    FailLater(ENOBUFS);
+    GiveUp(ENOBUFS);
     return;
   }
   output_.Append(bytes);
@@ -66,7 +106,7 @@ EventSource::Interest TcpClientSocket::PrepareToWait() {
     case Phase::kResolving:
       return {.descriptor = lookup_->DescriptorNumber(), .read = true, .pending = lookup_->DescriptorNumber() < 0};
     case Phase::kConnecting:
-      return {.descriptor = DescriptorNumber(), .write = true};
+      return {.connecting = attempts_, .due = next_address_ < untried_.addresses.size() ? next_attempt_due_ : kNever};
     case Phase::kIdle:
     case Phase::kConnected:
       break;
@@ -76,13 +116,14 @@ EventSource::Interest TcpClientSocket::PrepareToWait() {
 
 void TcpClientSocket::HandleReady() {
   switch (phase_) {
-    case Phase::kResolving:
-      untried_ = lookup_->Take();
+    case Phase::kResolving: {
+      AddressList addresses = lookup_->Take();
       lookup_.reset();
-      TryNextAddress();
+      StartAttempts(std::move(addresses));
       return;
+    }
     case Phase::kConnecting:
-      FinishConnecting();
+      AdvanceAttempts();
       return;
     case Phase::kIdle:
     case Phase::kConnected:
@@ -90,34 +131,77 @@ void TcpClientSocket::HandleReady() {
   }
 }
 
-void TcpClientSocket::TryNextAddress() {
+void TcpClientSocket::StartAttempts(AddressList addresses) {
   phase_ = Phase::kConnecting;
+  untried_ = std::move(addresses);
+  next_address_ = 0;
+  Interleave(untried_.addresses);
+  StartNextAttempt();
+}
+
+// Starts one more attempt if an address is left for it, and gives up when none is left and none is in flight.
+void TcpClientSocket::StartNextAttempt() {
   while (next_address_ < untried_.addresses.size()) {
     const SocketAddress& address = untried_.addresses[next_address_++];
     Descriptor socket = OpenSocket(address.family);
     if (socket.IsOpen() && StartConnecting(socket, address)) {
-      Use(std::move(socket));
+      attempts_.push_back(std::move(socket));
+      next_attempt_due_ = MonotonicNow() + kAttemptDelay;
       return;
     }
     untried_.error = errno;
   }
-  output_.Clear();
-  phase_ = Phase::kIdle;
-  FailLater(untried_.error);
+  if (attempts_.empty()) GiveUp(untried_.error);
 }
 
-void TcpClientSocket::FinishConnecting() {
-  int error = 0;
-  socklen_t size = sizeof error;
-  getsockopt(DescriptorNumber(), SOL_SOCKET, SO_ERROR, &error, &size);
-  if (error != 0) {
+Descriptor TcpClientSocket::OpenSocket(int family) const {
+  Descriptor socket(::socket(family, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
+  if (!socket.IsOpen()) return socket;
+  SetOption(socket, IPPROTO_TCP, TCP_NODELAY, 1);
+  SetOption(socket, SOL_SOCKET, SO_KEEPALIVE, 1);
+#ifdef TCP_KEEPIDLE
+  if (keep_alive_) {
+    SetOption(socket, IPPROTO_TCP, TCP_KEEPIDLE, static_cast<int>(keep_alive_->idle.count()));
+    SetOption(socket, IPPROTO_TCP, TCP_KEEPINTVL, static_cast<int>(keep_alive_->interval.count()));
+    SetOption(socket, IPPROTO_TCP, TCP_KEEPCNT, keep_alive_->probes);
+  }
+#endif
+  return socket;
+}
+
+// Takes an attempt that has come to an end out of those in flight. Returns whether there was one.
+bool TcpClientSocket::FinishOneAttempt() {
+  const auto decided = std::find_if(attempts_.begin(), attempts_.end(), IsDecided);
+  if (decided == attempts_.end()) return false;
+  Descriptor attempt = std::move(*decided);
+  attempts_.erase(decided);
+  if (const std::int32_t error = Outcome(attempt); error != 0) {
     untried_.error = error;
-    TryNextAddress();
-    return;
+    return true;
   }
   phase_ = Phase::kConnected;
   untried_ = {};
-  Event_Connected();
+  attempts_.clear();
+  Use(std::move(attempt));
+  return true;
+}
+
+void TcpClientSocket::AdvanceAttempts() {
+  bool one_failed = false;
+  while (phase_ == Phase::kConnecting && FinishOneAttempt()) one_failed = true;
+  if (phase_ == Phase::kConnected) {
+    Event_Connected();
+  } else if (one_failed || MonotonicNow() >= next_attempt_due_) {
+    StartNextAttempt();
+  }
+}
+
+void TcpClientSocket::GiveUp(std::int32_t error) {
+  lookup_.reset();
+  attempts_.clear();
+  output_.Clear();
+  phase_ = Phase::kIdle;
+  FailLater(error);
 }
 
 }  // namespace platform
