@@ -19,13 +19,17 @@ Frame FrontFrame(std::string_view bytes) {
   if (starts_multi && bytes.size() > kMultiHeadSize) {
     const std::size_t length = ByteAt(bytes, 1) + 256 * ByteAt(bytes, 2);
     if (length == 0) return {Kind::kZeroLength, kMultiHeadSize};
-    return {length > bytes.size() ? Kind::kMultiIncomplete : Kind::kMulti, length};
+    if (length > bytes.size()) return {Kind::kMultiIncomplete, length, length - bytes.size()};
+    return {Kind::kMulti, length};
   }
-  if (bytes.size() < kPlainHeadSize) return {Kind::kPlainIncomplete, kPlainHeadSize};
+  // So few bytes are a plain packet, unless the next one comes with them.
+  const std::size_t missing = starts_multi ? kMultiHeadSize + 1 - bytes.size() : 0;
+  if (bytes.size() < kPlainHeadSize) return {Kind::kPlainIncomplete, kPlainHeadSize, missing};
   const std::size_t length = ByteAt(bytes, 1);
   if (length == 0) {
     // With more to come it may be a multipacket whose length is a multiple of 256.
-    return starts_multi ? Frame{Kind::kPlainIncomplete, kMultiHeadSize} : Frame{Kind::kZeroLength, kPlainHeadSize};
+    return starts_multi ? Frame{Kind::kPlainIncomplete, kMultiHeadSize, missing}
+                        : Frame{Kind::kZeroLength, kPlainHeadSize};
   }
-  return {length > bytes.size() ? Kind::kPlainIncomplete : Kind::kPlain, length};
+  return {length > bytes.size() ? Kind::kPlainIncomplete : Kind::kPlain, length, missing};
 }

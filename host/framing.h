@@ -15,7 +15,8 @@ struct Frame {
     kZeroLength,       // a head that names no byte; to be dropped with one complaint for a run of them
   };
   Kind kind;
-  std::size_t length;  // bytes of the packet, as its head says; of a zero length's head alone
+  std::size_t length;       // bytes of the packet, as its head says; of a zero length's head alone
+  std::size_t missing = 0;  // bytes that would settle what a multipacket is; 0 for every other kind
 };
 
 // What `bytes` begin with; there must be at least one. Bytes past the frame's length belong to what follows.

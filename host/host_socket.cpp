@@ -1,6 +1,7 @@
 #include "host/host_socket.h"
 
-#include <memory>
+#include <chrono>
+#include <utility>
 
 #include "app/process_state.h"
 #include "host/framing.h"
@@ -16,6 +17,12 @@ constexpr std::string_view kMalformed = "torvy: Received malformed packet from h
 constexpr std::string_view kUnparsable = "unable to parse multipacket";
 
 }  // namespace
+
+// A host that lost its power must not keep the device's line locked.
+cQuorvaneDeviceSocket::cQuorvaneDeviceSocket(MessageHandler handler)
+    : TcpClientSocket(kHostReceiveSize,
+                      KeepAlive{.idle = std::chrono::seconds(60), .interval = std::chrono::seconds(15), .probes = 4}),
+      handler_(std::move(handler)) {}
 
 void cQuorvaneDeviceSocket::Event_Connected() {
   Write("TORVY:" + ConnectionID + '\r');
@@ -36,6 +43,12 @@ void cQuorvaneDeviceSocket::Event_DataAvailable() {
   while (front < Buffer.size()) {
     const std::string_view bytes = std::string_view(Buffer).substr(front);
     const Frame frame = FrontFrame(bytes);
+    if (frame.missing != 0) {
+      // Where our own receive cut a multipacket, the rest of it is here already: the host did not send it in pieces.
+      const std::string more = ReadWaiting(frame.missing);
+      Buffer += more;
+      if (!more.empty()) continue;
+    }
     if (frame.kind == Kind::kPlainIncomplete) break;
     if (frame.kind == Kind::kMultiIncomplete) {
       SendLog("bufflength is " + std::to_string(bytes.size()) + " packet length is: " + std::to_string(frame.length),

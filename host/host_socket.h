@@ -7,11 +7,11 @@
 #ifndef HOST_HOST_SOCKET_H_
 #define HOST_HOST_SOCKET_H_
 
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <string>
 #include <string_view>
-#include <utility>
 
 #include "message/quorvane_command.h"
 #include "platform/tcp_client_socket.h"
@@ -20,7 +20,11 @@ class cQuorvaneDeviceSocket : public platform::TcpClientSocket {
  public:
   using MessageHandler = std::function<void(cQuorvaneCommand&)>;
 
-  explicit cQuorvaneDeviceSocket(MessageHandler handler) : handler_(std::move(handler)) {}
+  // The most bytes that one data event brings. On a serial line of 960 bytes a second what they ask for takes some
+  // four seconds, in which nothing else of the host is heard.
+  static constexpr std::size_t kHostReceiveSize = 4096;
+
+  explicit cQuorvaneDeviceSocket(MessageHandler handler);
 
   std::string ConnectionID;  // the handshake names it; to be set before connecting
   std::string Buffer;        // bytes received and not yet cut into packets

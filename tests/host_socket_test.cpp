@@ -2,6 +2,9 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <sys/socket.h>
 
 #include <filesystem>
 #include <fstream>
@@ -55,7 +58,7 @@ TEST_F(Framing, CutsPacketsInOrderAndGoesOnAfterBadOnes) {
       {"X\x01\x02" + Plain('D'), "X , X D, ", 1},  // a length below the head leaves the rest to the next packet
       {Bytes("4A 0B 00 80 61 64 64 72 09 00 31") + "L\x05\x02hi", "J 1 , L , ", 0},
       {Bytes("4A 04 00 80"), "", 1},  // four bytes are no multipacket yet
-      {std::string(5000, '\0'), "", 1},
+      {std::string(cQuorvaneDeviceSocket::kHostReceiveSize, '\0'), "", 1},
       {std::string("X\0Y\0", 4) + Plain('D') + std::string(8, '\0') + Plain('D'), "X D, X D, ", 2},
       {std::string("J\0\0\x80j\0\0\0", 8) + Plain('D'), "X D, ", 1},
       {std::string("X\0J\0\0\0", 6), "", 1, 4}};  // may yet become a multipacket of 256 bytes
@@ -100,6 +103,23 @@ TEST_F(Framing, TellsHowMuchOfAMultipacketIsThere) {
   EXPECT_EQ(socket.Buffer, "J\x04");
 }
 
+// Packets of these sizes put every part of a multipacket's head at the end of a receive.
+TEST(HostSocket, TakesTheRestOfAPacketThatItsReceiveCut) {
+  constexpr std::size_t kStream = std::size_t{1} << 20;
+  for (const std::size_t size : {257U, 258U, 259U, 260U, 516U, 1028U, 65535U}) {
+    std::size_t whole = 0;
+    ConnectedSocket socket([&](cQuorvaneCommand& message) { whole += message.GetMulti("fill").size() + 10 == size; });
+    cQuorvaneCommand message;
+    message.SetMulti("fill", std::string(size - 10, 'f'));
+    const std::string packet = message.GetRawCommand();
+    ASSERT_EQ(packet.size(), size);
+    const std::size_t packets = kStream / size;
+    for (std::size_t i = 0; i < packets; ++i) socket.Host.Link()->Send(packet);
+    EXPECT_TRUE(WaitFor([&] { return whole == packets; })) << size;
+    for (const std::string& line : socket.Logged()) EXPECT_THAT(line, testing::StartsWith("2 bufflength is ")) << size;
+  }
+}
+
 TEST(HostSocket, WritesLogPackets) {
   ConnectedSocket socket(nullptr);
   socket.Host.Link()->OnChange = nullptr;  // leaves the bytes as they come
@@ -117,6 +137,20 @@ TEST(HostSocket, WritesLogPackets) {
                                command.GetRawCommand();
   EXPECT_TRUE(WaitFor([&] { return socket.Host.Link()->Received.size() >= expected.size(); }));
   EXPECT_EQ(socket.Host.Link()->Received, expected);
+}
+
+TEST(HostSocket, AsksASilentHostWhetherItIsStillThere) {
+  const ConnectedSocket socket(nullptr);
+  const auto option = [&socket](int level, int name) {
+    int value = -1;
+    socklen_t size = sizeof value;
+    getsockopt(socket.DescriptorNumber(), level, name, &value, &size);
+    return value;
+  };
+  EXPECT_EQ(option(SOL_SOCKET, SO_KEEPALIVE), 1);
+  EXPECT_EQ(option(IPPROTO_TCP, TCP_KEEPIDLE), 60);
+  EXPECT_EQ(option(IPPROTO_TCP, TCP_KEEPINTVL), 15);
+  EXPECT_EQ(option(IPPROTO_TCP, TCP_KEEPCNT), 4);
 }
 
 TEST(HostSocket, MayBeReleasedByItsMessageHandler) {

@@ -41,6 +41,8 @@ class Probe : public cQuorvaneCommand {
 // A host socket connected to a simulated host.
 class ConnectedSocket : public cQuorvaneDeviceSocket {
  public:
+  using cQuorvaneDeviceSocket::DescriptorNumber;
+
   SimulatedHost Host;
 
   explicit ConnectedSocket(MessageHandler handler) : cQuorvaneDeviceSocket(std::move(handler)) {
