@@ -18,11 +18,6 @@ std::uint64_t NextIdentity() {
   return ++last;
 }
 
-timespec ToTimespec(std::chrono::nanoseconds time) {
-  const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(time);
-  return {static_cast<time_t>(seconds.count()), static_cast<long>((time - seconds).count())};
-}
-
 void Wait(std::vector<pollfd>& polled, std::chrono::nanoseconds limit) {
   const timespec time = ToTimespec(limit);
   if (ppoll(polled.data(), polled.size(), &time, nullptr) >= 0) return;

@@ -8,10 +8,12 @@
 #include <termios.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <utility>
 
+#include "platform/call_limit.h"
 #include "platform/ticks.h"
 
 namespace platform {
@@ -48,7 +50,7 @@ void WaitForRoom(int line, milliseconds limit) {
 }  // namespace
 
 SerialPort::~SerialPort() {
-  DiscardOutput();
+  Close();
 }
 
 bool SerialPort::Find(const std::string& name) {
@@ -60,6 +62,8 @@ bool SerialPort::Find(const std::string& name) {
 
 bool SerialPort::Open() {
   Close();
+  deadline_ = kNever;
+  const CallLimit limit(kPatience);
   // Non-blocking, or the call would wait for a modem's carrier.
   Descriptor line(open(path_.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC));
   const bool usable = line.IsOpen() && isatty(line.Number()) == 1 && flock(line.Number(), LOCK_EX | LOCK_NB) == 0 &&
@@ -107,20 +111,28 @@ bool SerialPort::ApplySettings(const Descriptor& line) const {
 }
 
 void SerialPort::Close() {
-  DiscardOutput();
+  CloseLine();
   CloseStream();
 }
 
+void SerialPort::CloseLine() {
+  if (DescriptorNumber() < 0) return;
+  DiscardOutput();
+  // An adapter that takes nothing holds a close up for half a minute, whatever was discarded before.
+  const CallLimit limit(kClosingPatience);
+  CloseDescriptor();
+}
+
 void SerialPort::Write(std::string_view bytes) {
-  auto deadline = MonotonicNow() + kPatience;
+  auto last_progress = MonotonicNow();
   while (!bytes.empty() && TakesOutput()) {
     const ssize_t count = write(DescriptorNumber(), bytes.data(), bytes.size());
     if (count > 0) {
       bytes.remove_prefix(static_cast<std::size_t>(count));
-      deadline = MonotonicNow() + kPatience;
+      last_progress = MonotonicNow();
     } else if (count < 0 && errno != EAGAIN && errno != EINTR) {
       FailAfterInput(errno);
-    } else if (const auto left = deadline - MonotonicNow(); left.count() <= 0) {
+    } else if (const auto left = TimeLeft(last_progress); left.count() <= 0) {
       FailLater(ETIMEDOUT);
     } else {
       WaitForRoom(DescriptorNumber(), std::chrono::ceil<milliseconds>(left));
@@ -129,20 +141,32 @@ void SerialPort::Write(std::string_view bytes) {
 }
 
 void SerialPort::WaitTransmitted() {
-  // A plain drain blocks for ever on some USB adapters, so first watch the queue run empty.
+  // The queue is watched before the drain, whose progress cannot be seen.
   constexpr timespec kByteTime{0, 1'000'000};  // about one byte at 9600 bits a second
-  std::size_t waiting = OutputWaiting();
-  auto deadline = MonotonicNow() + kPatience;
-  while (waiting > 0 && TakesOutput()) {
+  auto last_progress = MonotonicNow();
+  for (std::size_t waiting = OutputWaiting(); waiting > 0 && TakesOutput();) {
     nanosleep(&kByteTime, nullptr);
     const std::size_t now_waiting = OutputWaiting();
-    if (now_waiting < waiting) deadline = MonotonicNow() + kPatience;
+    if (now_waiting < waiting) last_progress = MonotonicNow();
     waiting = now_waiting;
-    if (waiting > 0 && MonotonicNow() >= deadline) FailLater(ETIMEDOUT);
+    if (waiting > 0 && TimeLeft(last_progress).count() <= 0) FailLater(ETIMEDOUT);
   }
   if (!TakesOutput()) return;
+  // An adapter that keeps reporting a busy transmitter would hold the drain up for ever.
+  const CallLimit limit(TimeLeft(last_progress));
   while (tcdrain(DescriptorNumber()) != 0 && errno == EINTR) {
+    if (TimeLeft(last_progress).count() > 0) continue;
+    FailLater(ETIMEDOUT);
+    return;
   }
+}
+
+void SerialPort::Hurry(std::chrono::nanoseconds time) {
+  if (deadline_ == kNever) deadline_ = MonotonicNow() + time;
+}
+
+std::chrono::nanoseconds SerialPort::TimeLeft(std::chrono::nanoseconds last_progress) const {
+  return std::min<std::chrono::nanoseconds>(last_progress + kPatience, deadline_) - MonotonicNow();
 }
 
 std::size_t SerialPort::Flush() {

@@ -1,8 +1,9 @@
 // A serial line of this computer. Derive from it to receive its events.
 //
 // Find a port, make its settings, then Open. Writing blocks until the line has taken every byte: what is written
-// is short, and its writer wants to know when it has left. A line that takes no byte for kPatience is
-// failed, so that the process can still end. After an error the port drops what is written to it until Close.
+// is short, and its writer wants to know when it has left. Nothing blocks without a limit, whatever the line does: one
+// that takes no byte for kPatience is failed. A line that failed is closed at once, so that its name is free
+// for the adapter that is plugged in again, and drops what is written to it.
 
 #ifndef PLATFORM_SERIAL_PORT_H_
 #define PLATFORM_SERIAL_PORT_H_
@@ -21,8 +22,11 @@ class SerialPort : public ByteStream {
  public:
   enum class ParityKind { kNone, kOdd, kEven };
 
-  // How long a line may take no byte before a write or a transmit wait fails it with ETIMEDOUT.
+  // How long a line may take no byte before a write or a transmit wait fails it with ETIMEDOUT; and how long opening
+  // may take.
   static constexpr std::chrono::seconds kPatience{5};
+  // How long closing may take.
+  static constexpr std::chrono::milliseconds kClosingPatience{500};
 
   ~SerialPort() override;
 
@@ -50,13 +54,20 @@ class SerialPort : public ByteStream {
   // Returns when every byte written has left the line, or the line has failed.
   void WaitTransmitted();
 
+  // Gives all writes and transmit waits from now on so much time together; a line that needs more is failed. The first
+  // call counts.
+  void Hurry(std::chrono::nanoseconds time);
+
   // Discards all input and output that waits in the port; returns the number of input bytes among it.
   std::size_t Flush();
 
  protected:
   Interest PrepareToWait() override { return InputInterest(); }
+  void OnFailure() override { CloseLine(); }
 
  private:
+  void CloseLine();
+  std::chrono::nanoseconds TimeLeft(std::chrono::nanoseconds last_progress) const;
   bool ApplySettings(const Descriptor& line) const;
   std::size_t OutputWaiting() const;
   void DiscardOutput() const;
@@ -66,6 +77,7 @@ class SerialPort : public ByteStream {
   std::int32_t speed_ = 9600;
   ParityKind parity_ = ParityKind::kNone;
   bool dtr_ = true;
+  std::chrono::nanoseconds deadline_ = kNever;  // of all output, once there is hurry
 };
 
 }  // namespace platform

@@ -10,6 +10,11 @@ std::chrono::nanoseconds MonotonicNow() {
   return std::chrono::steady_clock::now().time_since_epoch();
 }
 
+std::timespec ToTimespec(std::chrono::nanoseconds time) {
+  const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(time);
+  return {static_cast<std::time_t>(seconds.count()), static_cast<long>((time - seconds).count())};
+}
+
 std::int64_t Ticks() {
   constexpr std::int64_t kNanosecondsPerSecond = 1'000'000'000;
   const std::int64_t now = MonotonicNow().count();

@@ -5,6 +5,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <ctime>
 
 namespace platform {
 
@@ -12,6 +13,9 @@ inline constexpr std::int64_t kTicksPerSecond = 60;
 
 // Now on the monotonic clock that every wait and time-out of the platform uses.
 std::chrono::nanoseconds MonotonicNow();
+
+// A span of time as system calls take it.
+std::timespec ToTimespec(std::chrono::nanoseconds time);
 
 // The tick counter: whole sixtieths of a second since the machine started. Only differences mean something.
 std::int64_t Ticks();

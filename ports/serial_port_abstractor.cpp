@@ -1,5 +1,6 @@
 #include "ports/serial_port_abstractor.h"
 
+#include <chrono>
 #include <utility>
 
 #include "app/process_state.h"
@@ -9,6 +10,7 @@ namespace {
 
 constexpr std::int32_t kDataBits = 8;
 constexpr std::int32_t kBitsPerSecond = 9600;
+constexpr std::chrono::seconds kLastOutput{7};
 
 void FailToOpen(const std::string& log_line) {
   QueueLogToHost(log_line, kLogLevelDetail);
@@ -47,6 +49,8 @@ void cSerialPortAbstractor::PortSetParent(std::shared_ptr<iAbstractPortReceiver>
 }
 
 void cSerialPortAbstractor::PortSendData(const std::string& data) {
+  // What the host sent with its quit still goes out, but a slow line must not put the end off for long.
+  if (State().QuitRequested) Hurry(kLastOutput);
   Write(data);
   WaitTransmitted();
 }

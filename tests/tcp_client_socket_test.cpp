@@ -4,10 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <netdb.h>
-#include <poll.h>
 #include <sys/socket.h>
-#include <sys/syscall.h>
-#include <unistd.h>
 
 #include <atomic>
 #include <functional>
@@ -17,14 +14,12 @@
 
 #include "peers/listener.h"
 #include "peers/waiting.h"
+#include "tests/system_calls.h"
 
 namespace {
 
 std::atomic<std::thread::id> resolver_thread;
 std::atomic<bool> resolver_may_answer = false;
-bool connect_to_itself = false;  // every connection gets the port it leads to as its own
-int connect_calls = 0;
-std::atomic<int> output_calls = 0;  // attempts to send, and waits
 
 // What the names of these tests stand for. Who is asked for another one finds nothing.
 const std::map<std::string, std::vector<const char*>, std::less<>> kNames{
@@ -50,23 +45,6 @@ extern "C" int getaddrinfo(const char* name, const char* service, const addrinfo
     found = &(*found)->ai_next;
   }
   return 0;
-}
-
-extern "C" int connect(int socket, const sockaddr* address, socklen_t size) {
-  ++connect_calls;
-  if (connect_to_itself) bind(socket, address, size);
-  return static_cast<int>(syscall(SYS_connect, socket, address, size));
-}
-
-extern "C" int ppoll(pollfd* polled, nfds_t count, const timespec* limit, const sigset_t* mask) {
-  static const auto system_call = reinterpret_cast<decltype(&ppoll)>(dlsym(RTLD_NEXT, "ppoll"));
-  ++output_calls;
-  return system_call(polled, count, limit, mask);
-}
-
-extern "C" ssize_t write(int descriptor, const void* bytes, std::size_t count) {
-  ++output_calls;
-  return syscall(SYS_write, descriptor, bytes, count);
 }
 
 namespace platform {
@@ -106,6 +84,8 @@ class TcpClientSocketTest : public testing::Test {
  protected:
   Listener listener;
   std::unique_ptr<Client> client = std::make_unique<Client>("127.0.0.1", listener.Port());
+
+  void TearDown() override { Calls() = {}; }
 
   Channel& Connected() {
     client->Connect();
@@ -201,10 +181,11 @@ TEST_F(TcpClientSocketTest, AnEarlierAttemptMayStillWin) {
   SilentListener slow("127.0.0.3", listener.Port());
   const SilentListener silent("127.0.0.4", listener.Port());
   client->Address = "silent-second.test";
-  const int calls_before = connect_calls;
+  int attempts = 0;
+  Calls().before_connect = [&attempts](int, const sockaddr*, socklen_t) { ++attempts; };
   client->Connect();
   client->Write("hello");
-  EXPECT_TRUE(WaitFor([&] { return connect_calls == calls_before + 2; }));
+  EXPECT_TRUE(WaitFor([&attempts] { return attempts == 2; }));
   slow.Paused = false;  // answers when the kernel asks again, a second later
   EXPECT_TRUE(WaitFor([&slow] { return slow.Peer() != nullptr && slow.Peer()->Received == "hello"; }));
   EXPECT_THAT(Events(1), ElementsAre("connected"));
@@ -212,9 +193,8 @@ TEST_F(TcpClientSocketTest, AnEarlierAttemptMayStillWin) {
 
 TEST_F(TcpClientSocketTest, ConnectionToItselfCountsAsRefused) {
   client->Port = Listener().Port();
-  connect_to_itself = true;
+  Calls().before_connect = [](int socket, const sockaddr* address, socklen_t size) { bind(socket, address, size); };
   client->Connect();
-  connect_to_itself = false;
   client->Write("not to ourselves");
   EXPECT_THAT(Events(1), ElementsAre(Error(ECONNREFUSED)));
 }
@@ -286,22 +266,26 @@ TEST_F(TcpClientSocketTest, RefusedOutputIsNotTriedAgainInTheSameDataEvent) {
   peer.Paused = true;
   std::string sent(std::size_t{7} << 20, 'x');
   int calls = 0;
+  Calls().before_ppoll = [&calls] { ++calls; };
+  Calls().on_write = [&calls](int, std::size_t) {
+    ++calls;
+    return std::nullopt;
+  };
   client->then = [&](const std::string& event) {
     if (event != "data go") return;
     client->Write(sent);
     client->Poll();
     client->Poll();  // the kernel's room grows with the first attempt
-    const int calls_before = output_calls;
+    calls = 0;
     for (int line = 0; line < 100; ++line) {
       client->Write("line");
       sent += "line";
       for (int i = 0; i < 3; ++i) client->Poll();
     }
-    calls = output_calls - calls_before;
+    EXPECT_EQ(calls, 0);
   };
   peer.Send("go");
   EXPECT_THAT(Events(2), ElementsAre("connected", "data go"));
-  EXPECT_EQ(calls, 0);
   peer.Paused = false;
   EXPECT_TRUE(WaitFor([&] { return peer.Received.size() == sent.size(); }));
   EXPECT_TRUE(peer.Received == sent);

@@ -1,0 +1,115 @@
+#include "tests/system_calls.h"
+
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/ioctl.h>
+#include <sys/socket.h>
+#include <sys/syscall.h>
+#include <termios.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <cstdarg>
+
+namespace {
+
+// The call as the system provides it.
+template <typename Call>
+Call* System(Call* /*own*/, const char* name) {
+  return reinterpret_cast<Call*>(dlsym(RTLD_NEXT, name));
+}
+
+}  // namespace
+
+SystemCalls& Calls() {
+  static SystemCalls calls;
+  return calls;
+}
+
+extern "C" {
+
+int connect(int socket, const sockaddr* address, socklen_t size) {
+  if (const auto& hook = Calls().before_connect) hook(socket, address, size);
+  return static_cast<int>(syscall(SYS_connect, socket, address, size));
+}
+
+int ppoll(pollfd* polled, nfds_t count, const timespec* limit, const sigset_t* mask) {
+  static const auto system = System(&ppoll, "ppoll");
+  if (const auto& hook = Calls().before_ppoll) hook();
+  return system(polled, count, limit, mask);
+}
+
+ssize_t write(int descriptor, const void* bytes, std::size_t count) {
+  const auto& hook = Calls().on_write;
+  if (const auto answer = hook ? hook(descriptor, count) : std::nullopt) return *answer;
+  return syscall(SYS_write, descriptor, bytes, count);
+}
+
+int poll(pollfd* polled, nfds_t count, int milliseconds) {
+  static const auto system = System(&poll, "poll");
+  const auto& hook = Calls().on_poll;
+  if (const auto answer = hook ? hook(milliseconds) : std::nullopt) return *answer;
+  return system(polled, count, milliseconds);
+}
+
+int ioctl(int descriptor, unsigned long request, ...) {
+  va_list arguments;
+  va_start(arguments, request);
+  void* const argument = va_arg(arguments, void*);
+  va_end(arguments);
+  const auto& hook = Calls().on_ioctl;
+  if (const auto answer = hook ? hook(descriptor, request, argument) : std::nullopt) return *answer;
+  return static_cast<int>(syscall(SYS_ioctl, descriptor, request, argument));
+}
+
+int tcdrain(int descriptor) {
+  static const auto system = System(&tcdrain, "tcdrain");
+  const auto& hook = Calls().on_tcdrain;
+  if (const auto answer = hook ? hook(descriptor) : std::nullopt) return *answer;
+  return system(descriptor);
+}
+
+int tcflush(int descriptor, int queue) {
+  static const auto system = System(&tcflush, "tcflush");
+  if (const auto& hook = Calls().before_tcflush) hook(descriptor);
+  return system(descriptor, queue);
+}
+
+int close(int descriptor) {
+  if (const auto& hook = Calls().before_close) hook(descriptor);
+  return static_cast<int>(syscall(SYS_close, descriptor));
+}
+
+int open(const char* path, int flags, ...) {
+  va_list arguments;
+  va_start(arguments, flags);
+  const auto mode = (flags & O_CREAT) != 0 ? va_arg(arguments, mode_t) : 0;
+  va_end(arguments);
+  if (const auto& hook = Calls().before_open) hook(path);
+  return static_cast<int>(syscall(SYS_openat, AT_FDCWD, path, flags, mode));
+}
+
+int clock_gettime(clockid_t clock, timespec* time) noexcept {
+  static const auto system = System(&clock_gettime, "clock_gettime");
+  const int result = system(clock, time);
+  if (result != 0 || clock != CLOCK_MONOTONIC) return result;
+  const auto now = std::chrono::seconds(time->tv_sec) + std::chrono::nanoseconds(time->tv_nsec) + Calls().time_passed;
+  const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(now);
+  *time = {static_cast<time_t>(seconds.count()), static_cast<long>((now - seconds).count())};
+  return 0;
+}
+
+int timer_settime(timer_t timer, int flags, const itimerspec* times, itimerspec* before) noexcept {
+  static const auto system = System(&timer_settime, "timer_settime");
+  Calls().alarm = std::chrono::seconds(times->it_value.tv_sec) + std::chrono::nanoseconds(times->it_value.tv_nsec);
+  return system(timer, flags, times, before);
+}
+
+int timer_delete(timer_t timer) noexcept {
+  static const auto system = System(&timer_delete, "timer_delete");
+  Calls().alarm.reset();
+  return system(timer);
+}
+
+}  // extern "C"
