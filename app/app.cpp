@@ -110,3 +110,7 @@ bool App::Event_UnhandledException(const platform::Failure& failure) {
   LogStackTrace(failure);
   return false;
 }
+
+App::~App() {
+  State().Release();
+}

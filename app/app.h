@@ -24,6 +24,8 @@ class App : public platform::ConsoleApplication {
   bool Event_UnhandledException(const platform::Failure& failure) override;
 
   App() = default;
+  // Releases the process state, which nothing uses once Event_Run has returned.
+  ~App() override;
 };
 
 #endif  // APP_APP_H_

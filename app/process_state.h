@@ -9,16 +9,18 @@ class cQuorvaneDeviceSocket;
 class cTorvy;
 class iAbstractPort;
 
-// Members leave in reverse order: the port, then the driver, then the host socket, which can log until the end.
 struct ProcessState {
   std::shared_ptr<cQuorvaneDeviceSocket> HostSocket;  // null until ConnectToHost
   std::shared_ptr<cTorvy> Driver;                     // null until the port has been opened
   std::shared_ptr<iAbstractPort> DevicePort;          // null until its constructor has returned
   bool DebugMode = false;                             // the host wants detail lines; toggled by its "D" command
   bool QuitRequested = false;                         // the service loop is to end; never cleared
+
+  // Releases the port, then the driver, then the host socket, which can log until the end.
+  void Release();
 };
 
-// The one instance, which lives until the process ends.
+// The one instance. The application releases what it holds when it goes.
 ProcessState& State();
 
 #endif  // APP_PROCESS_STATE_H_

@@ -1,6 +1,5 @@
 #include "app/stack_trace.h"
 
-#include <exception>
 #include <string>
 
 #include "platform/console.h"
@@ -13,7 +12,7 @@ void LogStackTrace(const platform::Failure& failure) {
       platform::PrintLineAndEmptyLine(entry);
       platform::YieldToBackground();
     }
-  } catch (const std::exception&) {
+  } catch (...) {
     platform::PrintLineAndEmptyLine("there was an error while logging the stack trace");
   }
   platform::PrintLineAndEmptyLine("done logging the stack");

@@ -7,8 +7,9 @@
 
 namespace platform {
 
-// Writes the text and a line end to standard output at once, unbuffered. A console that is closed, or that
-// takes nothing for a second, loses the line; nothing is reported.
+// Writes the text and a line end to standard output at once, unbuffered and without allocating. A console that is
+// closed loses the line. One that takes nothing is waited for, for one second in the whole life of the process, and
+// then loses what it does not take. Nothing is reported.
 void PrintLine(std::string_view text);
 
 // As PrintLine, with an empty line after it.

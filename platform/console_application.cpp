@@ -1,6 +1,7 @@
 #include "platform/console_application.h"
 
 #include <fcntl.h>
+#include <signal.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -30,16 +31,29 @@ void OpenStandardDescriptors() {
   }
 }
 
+// The alarm that ends system calls must come through, whatever signals we were started with.
+void UnblockAlarm() {
+  sigset_t alarm;
+  sigemptyset(&alarm);
+  sigaddset(&alarm, SIGALRM);
+  pthread_sigmask(SIG_UNBLOCK, &alarm, nullptr);
+}
+
 }  // namespace
+
+ConsoleApplication::~ConsoleApplication() {
+  if (running_application != this) return;
+  running_application = nullptr;
+  std::set_terminate(default_handler);
+}
 
 std::int32_t RunApplication(ConsoleApplication& application, int argument_count, char** arguments) {
   OpenStandardDescriptors();
+  UnblockAlarm();
   EventPump::Instance();
   running_application = &application;
   default_handler = std::set_terminate(OnTerminate);
-  const std::int32_t status = application.Event_Run({arguments, arguments + argument_count});
-  std::set_terminate(default_handler);
-  return status;
+  return application.Event_Run({arguments, arguments + argument_count});
 }
 
 }  // namespace platform

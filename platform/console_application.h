@@ -16,7 +16,8 @@ class ConsoleApplication {
   ConsoleApplication() = default;
   ConsoleApplication(const ConsoleApplication&) = delete;
   ConsoleApplication& operator=(const ConsoleApplication&) = delete;
-  virtual ~ConsoleApplication() = default;
+  // Failures are handed over until the object goes, those of its own release among them.
+  virtual ~ConsoleApplication();
 
   // The program: takes its arguments, its own path first, and returns its exit status.
   virtual std::int32_t Event_Run(const std::vector<std::string>& arguments) = 0;

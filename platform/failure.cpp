@@ -14,18 +14,14 @@
 namespace platform {
 namespace {
 
-struct Frames {
-  std::array<std::uintptr_t, 256> addresses{};
-  std::size_t count = 0;
-};
-
-_Unwind_Reason_Code AddFrame(_Unwind_Context* context, void* frames_pointer) {
-  auto& frames = *static_cast<Frames*>(frames_pointer);
+_Unwind_Reason_Code AddFrame(_Unwind_Context* context, void* stack_pointer) {
+  auto& stack = *static_cast<StackAddresses*>(stack_pointer);
   int before_instruction = 0;
   const std::uintptr_t address = _Unwind_GetIPInfo(context, &before_instruction);
+  if (address == 0) return _URC_END_OF_STACK;  // the outermost caller's caller, of which there is none
   // A return address can lie past the end of a caller that never returns; step back into the call.
-  frames.addresses.at(frames.count++) = before_instruction != 0 ? address : address - 1;
-  return frames.count < frames.addresses.size() ? _URC_NO_REASON : _URC_END_OF_STACK;
+  stack.addresses.at(stack.count++) = before_instruction != 0 ? address : address - 1;
+  return stack.count < stack.addresses.size() ? _URC_NO_REASON : _URC_END_OF_STACK;
 }
 
 const void* AsPointer(std::uintptr_t address) {
@@ -60,11 +56,15 @@ std::size_t FirstOwnFrame(const std::vector<std::string>& names) {
 
 }  // namespace
 
-std::vector<std::string> CurrentStack() {
-  Frames frames;
-  _Unwind_Backtrace(AddFrame, &frames);
+StackAddresses CurrentStack() {
+  StackAddresses stack;
+  _Unwind_Backtrace(AddFrame, &stack);
+  return stack;
+}
+
+std::vector<std::string> Failure::Stack() const {
   std::vector<std::string> names;
-  for (std::size_t i = 0; i < frames.count; ++i) names.push_back(FunctionName(frames.addresses.at(i)));
+  for (std::size_t i = 0; i < stack_.count; ++i) names.push_back(FunctionName(stack_.addresses.at(i)));
   names.erase(names.begin(), names.begin() + static_cast<std::ptrdiff_t>(FirstOwnFrame(names)));
   return names;
 }

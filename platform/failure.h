@@ -3,28 +3,37 @@
 #ifndef PLATFORM_FAILURE_H_
 #define PLATFORM_FAILURE_H_
 
+#include <array>
+#include <cstddef>
+#include <cstdint>
 #include <string>
-#include <utility>
 #include <vector>
 
 namespace platform {
 
+// Where the functions that were active at some moment stood, innermost first; as many as fit.
+struct StackAddresses {
+  std::array<std::uintptr_t, 256> addresses{};
+  std::size_t count = 0;
+};
+
+// Those of the caller. Needs no memory beyond the result.
+StackAddresses CurrentStack();
+
 class Failure {
  public:
-  explicit Failure(std::vector<std::string> stack) : stack_(std::move(stack)) {}
+  explicit Failure(const StackAddresses& stack) : stack_(stack) {}
   Failure(const Failure&) = delete;
   Failure& operator=(const Failure&) = delete;
   virtual ~Failure() = default;
 
-  // The functions that were active where the failure was thrown, innermost first. May throw when it cannot be read.
-  virtual std::vector<std::string> Stack() const { return stack_; }
+  // The names of the functions that were active where the failure was thrown, innermost first, without the machinery of
+  // throwing. Throws when it cannot be read, as with no memory left.
+  virtual std::vector<std::string> Stack() const;
 
  private:
-  std::vector<std::string> stack_;
+  StackAddresses stack_;
 };
-
-// The stack of the caller, as Failure::Stack lists it, without the machinery of throwing.
-std::vector<std::string> CurrentStack();
 
 }  // namespace platform
 

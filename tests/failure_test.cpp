@@ -1,5 +1,7 @@
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <csignal>
 
@@ -15,19 +17,48 @@ std::string Fail(const std::string& how) {
   return child.Output().Received + std::to_string(child.Status().value_or(-1));
 }
 
+const std::string kAborted = std::to_string(128 + SIGABRT);
+
 TEST(Failure, PrintsTheStackOfThePlaceThatThrewAndAborts) {
-  const std::string end = "\n\nmain\n\n.*done logging the stack\n\n" + std::to_string(128 + SIGABRT);
+  const std::string end = "\n\nmain\n\n.*done logging the stack\n\n" + kAborted;
   const std::string start =
       "stack trace begin\n\nThirdDeep\\(bool\\)\n\nSecondDeep\\(bool\\)\n\nFirstDeep\\(bool\\)\n\n.*";
-  EXPECT_THAT(Fail("class"), testing::MatchesRegex(start + end));
-  EXPECT_THAT(Fail("number"), testing::MatchesRegex(start + end));
-  EXPECT_THAT(Fail("pump"), testing::MatchesRegex(start + "platform::EventPump::Run\\(int\\).*" + end));
+  const std::pair<const char*, std::string> cases[] = {{"class", ""},
+                                                       {"number", ""},
+                                                       {"pump", "platform::EventPump::Run\\(int\\).*"},
+                                                       {"release", "ProcessState::Release\\(\\).*App::~App\\(\\).*"}};
+  for (const auto& [how, between] : cases) {
+    const std::string console = Fail(how);
+    EXPECT_THAT(console, testing::MatchesRegex(start + between + end)) << how;
+    EXPECT_THAT(console, testing::Not(testing::HasSubstr("0xFFFF"))) << "a frame that does not exist";
+  }
 }
 
-TEST(Failure, StackThatIsEmptyOrCannotBeRead) {
+constexpr const char* kNoStack =
+    "stack trace begin\n\nthere was an error while logging the stack trace\n\ndone logging the stack\n\n";
+
+TEST(Failure, StackThatIsEmptyOrCannotBeReadIsSaidToBe) {
   EXPECT_EQ(Fail("empty"), "stack trace begin\n\ndone logging the stack\n\n0");
-  EXPECT_EQ(Fail("unreadable"),
-            "stack trace begin\n\nthere was an error while logging the stack trace\n\ndone logging the stack\n\n0");
+  EXPECT_EQ(Fail("unreadable"), std::string(kNoStack) + "0");
+}
+
+TEST(Failure, IsReportedWithNoMemoryLeft) {
+  EXPECT_EQ(Fail("memory"), kNoStack + kAborted);
+}
+
+// A hundred frames on a console that takes nothing: with a second for each the limit of the wait would pass.
+TEST(Failure, ReportDoesNotWaitForAStuckConsole) {
+  ChildProcess child(TORVY_THROWER, {"deep"}, [] {
+    static int ends[2];
+    if (pipe(ends) != 0) return;
+    fcntl(ends[1], F_SETFL, O_NONBLOCK);
+    while (write(ends[1], ends, sizeof ends) > 0) {
+    }
+    fcntl(ends[1], F_SETFL, 0);
+    dup2(ends[1], STDOUT_FILENO);
+  });
+  EXPECT_TRUE(WaitFor([&child] { return child.Status().has_value(); }));
+  EXPECT_EQ(child.Status(), 128 + SIGABRT);
 }
 
 }  // namespace

@@ -1,10 +1,14 @@
 // Fails in the way that its argument names, and catches nothing: what the application's handler prints is the test.
 
 #include <cstdio>
+#include <cstdlib>
+#include <new>
 #include <stdexcept>
 
 #include "app/app.h"
+#include "app/process_state.h"
 #include "app/stack_trace.h"
+#include "peers/detached_port.h"
 #include "peers/pseudo_terminal.h"
 #include "platform/event_pump.h"
 
@@ -14,6 +18,7 @@
 volatile int calls_returned = 0;
 
 OWN_FRAME void ThirdDeep(bool no_exception_class) {
+  if (calls_returned != 0) return;
   if (no_exception_class) throw 42;
   throw std::runtime_error("not caught");
 }
@@ -36,6 +41,26 @@ OWN_FRAME void ThrowInsideThePump() {
   platform::EventPump::Instance().Run(5000);
 }
 
+OWN_FRAME void FirstOfMany(int deeper) {
+  if (deeper > 0) {
+    FirstOfMany(deeper - 1);
+  } else {
+    ThirdDeep(false);
+  }
+  calls_returned = calls_returned + 1;
+}
+
+bool no_memory_left = false;
+
+// A port whose release fails.
+class FailingPort : public DetachedPort {
+ public:
+  FailingPort() : DetachedPort(nullptr) {}
+  FailingPort(const FailingPort&) = delete;
+  FailingPort& operator=(const FailingPort&) = delete;
+  OWN_FRAME ~FailingPort() override { FirstDeep(false); }
+};
+
 class UnreadableFailure : public platform::Failure {
  public:
   using platform::Failure::Failure;
@@ -49,11 +74,30 @@ class Thrower : public App {
     if (how == "class") FirstDeep(false);
     if (how == "number") FirstDeep(true);
     if (how == "pump") ThrowInsideThePump();
-    if (how == "unreadable") LogStackTrace(UnreadableFailure(std::vector<std::string>{}));
-    if (how == "empty") LogStackTrace(platform::Failure(std::vector<std::string>{}));
+    if (how == "deep") FirstOfMany(100);
+    if (how == "release") State().DevicePort = std::make_shared<FailingPort>();
+    if (how == "memory") {
+      no_memory_left = true;
+      FirstDeep(false);
+    }
+    if (how == "unreadable") LogStackTrace(UnreadableFailure(platform::StackAddresses{}));
+    if (how == "empty") LogStackTrace(platform::Failure(platform::StackAddresses{}));
     return 0;
   }
 };
+
+// Every allocation of this program comes here.
+void* operator new(std::size_t size) {
+  void* const memory = no_memory_left ? nullptr : std::malloc(size);
+  if (memory == nullptr) throw std::bad_alloc();
+  return memory;
+}
+void operator delete(void* memory) noexcept {
+  std::free(memory);
+}
+void operator delete(void* memory, std::size_t /*size*/) noexcept {
+  std::free(memory);
+}
 
 int main(int argument_count, char** arguments) {
   Thrower thrower;
