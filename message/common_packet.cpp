@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <bit>
-#include <chrono>
 #include <limits>
 #include <utility>
 
@@ -62,7 +61,7 @@ std::string LittleEndianBytes(double number) {
 
 }  // namespace
 
-cQuorvaneCommand::cQuorvaneCommand() : TimeStamp(std::chrono::system_clock::now()) {}
+cQuorvaneCommand::cQuorvaneCommand() : TimeStamp(platform::Now()) {}
 
 bool cQuorvaneCommand::InitFromCommonMessage(std::string packet_bytes) {
   RawCommonCommand = std::move(packet_bytes);
@@ -107,8 +106,8 @@ bool cQuorvaneCommand::InitFromCommonMessage(std::string packet_bytes) {
   if (level == kLevelReadAsZero) level = 0;
   param1 = ValueAt(packet, layout::kParam1);
   param2 = ValueAt(packet, layout::kParam2);
-  if (kind == 'm' && packet.size() > layout::kParam1) {
-    const std::string_view digits = packet.substr(layout::kParam1, kRawAnalogDigits);
+  if (kind == 'm') {
+    const std::string_view digits = packet.substr(std::min(layout::kParam1, packet.size()), kRawAnalogDigits);
     rawAnalog16 = static_cast<std::int32_t>(platform::ReadHexadecimal(digits));
   }
   return true;
@@ -148,6 +147,7 @@ std::string cQuorvaneCommand::BuildPlainPacket() {
   // A measurement's body is long enough by itself.
   if (body.size() < kSmallestBody) body.resize(kSmallestBody, ' ');
 
-  PacketLength = static_cast<std::int32_t>(body.size() + kAroundBody);
-  return Header + LowByte(PacketLength) + body + '\r';
+  const std::string packet = Header + LowByte(static_cast<std::int32_t>(body.size() + kAroundBody)) + body + '\r';
+  PacketLength = static_cast<std::int32_t>(packet.size());
+  return packet;
 }

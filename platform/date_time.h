@@ -11,6 +11,9 @@ namespace platform {
 
 using DateTime = std::chrono::system_clock::time_point;
 
+// Now on the wall clock, to a tick of the system's timer.
+DateTime Now();
+
 // The time of day with hours, minutes and seconds.
 std::string LongTime(DateTime moment);
 

@@ -63,6 +63,23 @@ TEST(CommonPacket, AcceptsKindsInEitherCase) {
   EXPECT_FALSE(cQuorvaneCommand().InitFromCommonMessage(""));
 }
 
+TEST(CommonPacket, KeepsNothingOfThePacketBefore) {
+  cQuorvaneCommand message;
+  ASSERT_TRUE(message.InitFromCommonMessage(Bytes("4D 10 61 C8 4C 58 00 30 32 41 42 09 30 33 46 46")));
+  EXPECT_EQ(message.param1 * 256 + message.param2, 0x3033);
+  ASSERT_TRUE(message.InitFromCommonMessage("M\x02"));
+  EXPECT_EQ(message.rawAnalog16 + message.param1 + message.param2 + message.level + message.TransactionID, 0);
+  EXPECT_EQ(message.Command + message.Address1 + message.Address2 + message.InterfaceType, "");
+}
+
+TEST(CommonPacket, PacketLengthIsThatOfTheBuiltPacket) {
+  Probe message;
+  message.SetCommand("2");
+  message.Header = "XY";
+  EXPECT_EQ(message.GetRawCommand().size(), 17U);
+  EXPECT_EQ(message.PacketLength, 17);
+}
+
 TEST(CommonPacket, ReadsNothingPastTheEnd) {
   const std::string packet = Bytes("6D 02 61 C8 4C 58 C0 30 32 41 42 4C 30 33 46 46");
   for (std::size_t length = 1; length <= packet.size(); ++length) {
