@@ -1,62 +1,129 @@
 #include "message/multi_dictionary.h"
 
 #include <algorithm>
-
-#include "platform/text.h"
+#include <cstring>
 
 namespace {
 
+using Lengths = MultiDictionary::Lengths;
 using Key = std::array<char, MultiDictionary::kKeySize>;
 
-// A device command has three or four entries, for which a scan beats any index.
-constexpr std::size_t kMostScanned = 16;
+constexpr std::size_t kHeadSize = 4;  // of the packet, before its first entry
+constexpr std::size_t kEntryHeadSize = MultiDictionary::kKeySize + 2;
 
 Key FourByteForm(std::string_view key) {
-  Key form;
-  form.fill(' ');
+  Key form{' ', ' ', ' ', ' '};
   const std::string_view end = key.substr(key.size() - std::min(key.size(), form.size()));
   std::copy(end.rbegin(), end.rend(), form.rbegin());
   return form;
 }
 
-std::uint32_t Fold(const Key& key) {
-  std::uint32_t folded = 0;
-  for (const char c : key) folded = folded << 8 | static_cast<unsigned char>(platform::ToLower(c));
-  return folded;
+// The key's four bytes as one number that is the same for either case of a letter.
+std::uint32_t Fold(const char* key) {
+  constexpr std::uint32_t kEachByte = 0x01010101;
+  std::uint32_t bytes = 0;
+  std::memcpy(&bytes, key, sizeof bytes);
+  // In each byte the top bit of a sum tells whether its low seven bits reach "A", or are past "Z".
+  const std::uint32_t low_bits = bytes & 0x7F * kEachByte;
+  const std::uint32_t reach_a = low_bits + (0x80 - 'A') * kEachByte;
+  const std::uint32_t past_z = low_bits + (0x7F - 'Z') * kEachByte;
+  const std::uint32_t capitals = (reach_a ^ past_z) & ~bytes & 0x80 * kEachByte;
+  return bytes | capitals >> 2;
+}
+
+std::uint32_t FoldedForm(std::string_view key) {
+  return key.size() == MultiDictionary::kKeySize ? Fold(key.data()) : Fold(FourByteForm(key).data());
+}
+
+// Takes the next entry off the front of the bytes; false when there is no whole head left. Of a value that the end cuts
+// short, the bytes that are there are kept.
+bool TakeEntry(std::string_view& bytes, Lengths lengths, std::string_view& entry) {
+  if (bytes.size() < kEntryHeadSize) return false;
+  const std::size_t first = static_cast<unsigned char>(bytes[MultiDictionary::kKeySize]);
+  const std::size_t second = static_cast<unsigned char>(bytes[MultiDictionary::kKeySize + 1]);
+  const std::size_t length = lengths == Lengths::kLeastSignificantFirst ? first + 256 * second : 256 * first + second;
+  entry = bytes.substr(0, kEntryHeadSize + length);
+  bytes.remove_prefix(entry.size());
+  return true;
+}
+
+std::string_view EntriesOf(std::string_view packet) {
+  return packet.substr(std::min(kHeadSize, packet.size()));
+}
+
+// Of entries with the same key the first keeps its place and its letters, and gets the value of the last. Sorting takes
+// as long for chosen keys as for any.
+void MergeSameKeys(std::vector<MultiDictionary::Entry>& entries) {
+  struct Place {
+    std::uint32_t folded;
+    std::size_t index;
+  };
+  std::vector<Place> places;
+  places.reserve(entries.size());
+  for (const auto& entry : entries) places.push_back({Fold(entry.key.data()), places.size()});
+  std::stable_sort(places.begin(), places.end(), [](const Place& a, const Place& b) { return a.folded < b.folded; });
+  std::vector<bool> later(entries.size());
+  std::size_t first = 0;
+  for (std::size_t i = 1; i < places.size(); ++i) {
+    if (places[i].folded != places[first].folded) {
+      first = i;
+      continue;
+    }
+    later[places[i].index] = true;
+    entries[places[first].index].value = entries[places[i].index].value;
+  }
+  std::size_t index = 0;
+  std::erase_if(entries, [&](const auto& /*entry*/) { return later[index++]; });
 }
 
 }  // namespace
 
-void MultiDictionary::Set(std::string_view key, std::string_view value) {
+void MultiDictionary::Set(std::string_view key, std::string_view value, std::string_view packet) {
+  TakeApart(packet);
   const Key form = FourByteForm(key);
-  const FoldedKey folded = Fold(form);
-  if (const Entry* found = FindFolded(folded)) {
-    entries_[static_cast<std::size_t>(found - entries_.data())].value = value;
-    return;
+  const std::uint32_t folded = Fold(form.data());
+  const auto place = std::find_if(own_.begin(), own_.end(),
+                                  [folded](const OwnEntry& entry) { return Fold(entry.key.data()) == folded; });
+  if (place == own_.end()) {
+    own_.push_back({form, std::string(value)});
+  } else {
+    place->value = value;
   }
-  if (entries_.empty()) {
-    constexpr std::size_t kUsualEntries = 4;
-    entries_.reserve(kUsualEntries);
-  }
-  entries_.push_back({form, std::string(value)});
-  if (entries_.size() <= kMostScanned) return;
-  if (positions_.empty()) {
-    for (std::size_t i = 0; i < kMostScanned; ++i) positions_[Fold(entries_[i].key)] = i;
-  }
-  positions_[folded] = entries_.size() - 1;
 }
 
-const std::string* MultiDictionary::Find(std::string_view key) const {
-  const Entry* found = FindFolded(Fold(FourByteForm(key)));
-  return found == nullptr ? nullptr : &found->value;
+std::optional<std::string_view> MultiDictionary::Find(std::string_view key, std::string_view packet) const {
+  const std::uint32_t folded = FoldedForm(key);
+  std::optional<std::string_view> value;
+  if (lengths_) {
+    std::string_view rest = EntriesOf(packet);
+    for (std::string_view entry; TakeEntry(rest, *lengths_, entry);) {
+      if (Fold(entry.data()) == folded) value = entry.substr(kEntryHeadSize);
+    }
+    return value;
+  }
+  for (const OwnEntry& entry : own_) {
+    if (Fold(entry.key.data()) == folded) value = entry.value;
+  }
+  return value;
 }
 
-const MultiDictionary::Entry* MultiDictionary::FindFolded(FoldedKey folded) const {
-  if (positions_.empty()) {
-    const auto place = std::find_if(entries_.begin(), entries_.end(),
-                                    [folded](const Entry& entry) { return Fold(entry.key) == folded; });
-    return place == entries_.end() ? nullptr : &*place;
+std::vector<MultiDictionary::Entry> MultiDictionary::Entries(std::string_view packet) const {
+  std::vector<Entry> entries;
+  if (lengths_) {
+    std::string_view rest = EntriesOf(packet);
+    for (std::string_view bytes; TakeEntry(rest, *lengths_, bytes);) {
+      entries.push_back({FourByteForm(bytes.substr(0, kKeySize)), bytes.substr(kEntryHeadSize)});
+    }
+    MergeSameKeys(entries);
+    return entries;
   }
-  const auto place = positions_.find(folded);
-  return place == positions_.end() ? nullptr : &entries_[place->second];
+  entries.reserve(own_.size());
+  for (const OwnEntry& entry : own_) entries.push_back({entry.key, entry.value});
+  return entries;
+}
+
+void MultiDictionary::TakeApart(std::string_view packet) {
+  if (!lengths_) return;
+  for (const Entry& entry : Entries(packet)) own_.push_back({entry.key, std::string(entry.value)});
+  lengths_.reset();
 }

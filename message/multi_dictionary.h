@@ -1,4 +1,7 @@
 // The named entries of a multipacket: four-byte keys, whose letters match in either case, with byte-string values.
+//
+// The entries of a received packet stay where they lie in it, and are taken apart when one is set for the first time.
+// So every operation is given the packet as it was received; a dictionary that was built here makes no use of it.
 
 #ifndef MESSAGE_MULTI_DICTIONARY_H_
 #define MESSAGE_MULTI_DICTIONARY_H_
@@ -6,9 +9,9 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <vector>
 
 class MultiDictionary {
@@ -17,25 +20,36 @@ class MultiDictionary {
 
   struct Entry {
     std::array<char, kKeySize> key;  // in the letters it was first stored with
+    std::string_view value;          // valid as long as the dictionary and its packet stay as they are
+  };
+
+  enum class Lengths { kMostSignificantFirst, kLeastSignificantFirst };
+
+  // An empty dictionary.
+  MultiDictionary() = default;
+  // That of a received packet, with the lengths of its values in this byte order.
+  explicit MultiDictionary(Lengths lengths) : lengths_(lengths) {}
+
+  // A key of any length is reduced to its last four bytes, blanks in front when it has fewer.
+  void Set(std::string_view key, std::string_view value, std::string_view packet);
+
+  // The value, of a key that the packet has twice the later one; nothing when there is no such entry.
+  std::optional<std::string_view> Find(std::string_view key, std::string_view packet) const;
+
+  // In the order in which the keys were first stored.
+  std::vector<Entry> Entries(std::string_view packet) const;
+
+  // From here on the packet is not needed any more.
+  void TakeApart(std::string_view packet);
+
+ private:
+  struct OwnEntry {
+    std::array<char, kKeySize> key;
     std::string value;
   };
 
-  // A key of any length is reduced to its last four bytes, blanks in front when it has fewer.
-  void Set(std::string_view key, std::string_view value);
-
-  // The value, or null when there is no such entry. Valid until the next Set.
-  const std::string* Find(std::string_view key) const;
-
-  // In the order in which the keys were first stored.
-  const std::vector<Entry>& Entries() const { return entries_; }
-
- private:
-  using FoldedKey = std::uint32_t;
-
-  const Entry* FindFolded(FoldedKey folded) const;
-
-  std::vector<Entry> entries_;
-  std::unordered_map<FoldedKey, std::size_t> positions_;  // filled once a scan would be slow
+  std::optional<Lengths> lengths_;  // while the entries lie in the packet
+  std::vector<OwnEntry> own_;
 };
 
 #endif  // MESSAGE_MULTI_DICTIONARY_H_

@@ -1,6 +1,5 @@
 // Multipackets: the dictionary form of a message, and the acknowledgement of one.
 
-#include <algorithm>
 #include <limits>
 #include <utility>
 
@@ -10,17 +9,8 @@
 namespace {
 
 constexpr std::size_t kFlagOffset = 3;
-constexpr std::size_t kEntriesOffset = 4;
-constexpr std::size_t kKeySize = MultiDictionary::kKeySize;
-constexpr std::size_t kEntryHeadSize = kKeySize + 2;
 constexpr std::int32_t kLittleEndianFlag = 0x80;
 constexpr std::size_t kLargestLength = std::numeric_limits<std::uint16_t>::max();
-
-std::size_t ReadLength(std::string_view bytes, bool little_endian) {
-  const std::size_t first = static_cast<unsigned char>(bytes[0]);
-  const std::size_t second = static_cast<unsigned char>(bytes[1]);
-  return little_endian ? first + 256 * second : 256 * first + second;
-}
 
 std::string LengthBytes(std::size_t length) {
   return {static_cast<char>(length & 0xFF), static_cast<char>(length >> 8 & 0xFF)};
@@ -31,28 +21,20 @@ std::string LengthBytes(std::size_t length) {
 bool cQuorvaneCommand::initFromMultiPacket(std::string packet_bytes) {
   isMultiPacket = true;
   RawCommonCommand = std::move(packet_bytes);
-  std::string_view rest = RawCommonCommand;
-  MultiFlags = rest.size() > kFlagOffset ? static_cast<unsigned char>(rest[kFlagOffset]) : 0;
+  const std::size_t size = RawCommonCommand.size();
+  MultiFlags = size > kFlagOffset ? static_cast<unsigned char>(RawCommonCommand[kFlagOffset]) : 0;
   LittleEndian = (MultiFlags & kLittleEndianFlag) != 0;
-  MultiDict.emplace();
-  rest.remove_prefix(std::min(kEntriesOffset, rest.size()));
-  while (rest.size() >= kEntryHeadSize) {
-    const std::string_view key = rest.substr(0, kKeySize);
-    const std::size_t length = ReadLength(rest.substr(kKeySize), LittleEndian);
-    rest.remove_prefix(kEntryHeadSize);
-    const std::string_view value = rest.substr(0, length);
-    rest.remove_prefix(value.size());
-    MultiDict->Set(key, value);
-  }
+  using Lengths = MultiDictionary::Lengths;
+  MultiDict.emplace(LittleEndian ? Lengths::kLeastSignificantFirst : Lengths::kMostSignificantFirst);
   return true;
 }
 
 std::string cQuorvaneCommand::GetRawMultipacket() {
   if (!MultiDict) return BuildPlainPacket();
-  constexpr std::string_view kHead("J\0\0\x80", kEntriesOffset);
+  constexpr std::string_view kHead("J\0\0\x80", 4);
   std::string packet(kHead);
-  for (const MultiDictionary::Entry& entry : MultiDict->Entries()) {
-    const std::string_view value = std::string_view(entry.value).substr(0, kLargestLength);
+  for (const MultiDictionary::Entry& entry : MultiDict->Entries(RawCommonCommand)) {
+    const std::string_view value = entry.value.substr(0, kLargestLength);
     packet.append(entry.key.data(), entry.key.size());
     packet += LengthBytes(value.size());
     packet += value;
@@ -62,23 +44,22 @@ std::string cQuorvaneCommand::GetRawMultipacket() {
 }
 
 std::string cQuorvaneCommand::GetMulti(std::string_view key) const {
-  const std::string* value = RequireDictionary().Find(key);
-  return value == nullptr ? std::string() : *value;
+  return std::string(RequireDictionary().Find(key, RawCommonCommand).value_or(std::string_view()));
 }
 
 bool cQuorvaneCommand::hasKey(std::string_view key) const {
-  return RequireDictionary().Find(key) != nullptr;
+  return RequireDictionary().Find(key, RawCommonCommand).has_value();
 }
 
 void cQuorvaneCommand::SetMulti(std::string_view key, std::string_view value) {
   isMultiPacket = true;
   if (!MultiDict) MultiDict.emplace();
-  MultiDict->Set(key, value);
+  MultiDict->Set(key, value, RawCommonCommand);
 }
 
 std::vector<std::string> cQuorvaneCommand::GetKeys() const {
   std::vector<std::string> keys;
-  for (const MultiDictionary::Entry& entry : RequireDictionary().Entries()) {
+  for (const MultiDictionary::Entry& entry : RequireDictionary().Entries(RawCommonCommand)) {
     keys.emplace_back(entry.key.data(), entry.key.size());
   }
   return keys;

@@ -65,6 +65,32 @@ TEST(Multipacket, ReducesKeysToFourBytesAndValuesToWhatALengthCanName) {
   EXPECT_EQ(message.GetRawCommand().size(), 4U + 7U + 6U + 65535U + 7U);
 }
 
+// The entries of a received packet lie in it: whatever becomes of the message, they stay.
+TEST(Multipacket, EntriesOutliveTheirPacket) {
+  const std::string packet = Bytes("4A 16 00 80 50 6B 49 44 02 00 31 37 70 4B 69 64 04 00 61 62 63 64");
+  cQuorvaneCommand received;
+  ASSERT_TRUE(received.initFromMultiPacket(packet));
+  cQuorvaneCommand copy = received;
+  ASSERT_TRUE(received.InitFromCommonMessage("X\x02"));  // no operation takes entries away
+  cQuorvaneCommand changed = copy;
+  changed.SetMulti("addr", "0102");
+  changed.SetMulti("PKID", "5");
+  const cQuorvaneCommand moved = std::move(copy);
+  for (const cQuorvaneCommand* message : std::initializer_list<const cQuorvaneCommand*>{&received, &moved}) {
+    EXPECT_EQ(message->GetMulti("pkid"), "abcd");
+    EXPECT_THAT(message->GetKeys(), ElementsAre("PkID"));
+  }
+  EXPECT_THAT(changed.GetKeys(), ElementsAre("PkID", "addr"));
+  EXPECT_EQ(changed.GetMulti("addr") + changed.GetMulti("PkID"), "01025");
+}
+
+TEST(Multipacket, TellsLettersFromOtherBytes) {
+  cQuorvaneCommand message;
+  for (int byte = 0; byte < 256; ++byte) message.SetMulti(std::string("key") + static_cast<char>(byte), "");
+  EXPECT_EQ(message.GetKeys().size(), 256U - 26U);  // "K" to "Z" after "k" to "z"; all other bytes differ
+  EXPECT_TRUE(message.hasKey("KEYz") && message.hasKey("keyZ"));
+}
+
 TEST(Multipacket, NeedsADictionary) {
   cQuorvaneCommand message;
   EXPECT_THROW(message.GetMulti("addr"), MissingObject);
