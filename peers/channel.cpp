@@ -7,7 +7,12 @@ void Channel::Send(std::string_view bytes) {
 platform::EventSource::Interest Channel::PrepareToWait() {
   Interest interest = SendBeforeWait(output_);
   interest.read = interest.read && !Paused;
+  interest.pending = interest.pending && !Paused;
   return interest;
+}
+
+void Channel::HandleReady() {
+  if (!Paused) ByteStream::HandleReady();
 }
 
 void Channel::Event_DataAvailable() {

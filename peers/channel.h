@@ -18,7 +18,7 @@ class Channel : public platform::ByteStream {
 
   std::string Received;            // everything that has come and was not taken
   bool Ended = false;              // the other side closed or failed
-  bool Paused = false;             // takes nothing in: what comes stays with the sender
+  bool Paused = false;             // takes nothing in, not even an end: what comes stays with the sender
   std::function<void()> OnChange;  // called after either of the two changed
 
   // Queues bytes; they leave when the event pump runs.
@@ -32,6 +32,7 @@ class Channel : public platform::ByteStream {
 
  protected:
   Interest PrepareToWait() override;
+  void HandleReady() override;
   void Event_DataAvailable() override;
   void Event_Error() override;
 
