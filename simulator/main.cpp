@@ -32,6 +32,7 @@ constexpr const char* kHelp =
     "\n"
     "  --ip                     reach the device over TCP instead of a serial line\n"
     "  --port PATH              use a real device on this serial port\n"
+    "  --other-end PATH         with --port: the port at the other end of the line, to see what arrives\n"
     "  --device ADDRESS:PORT    use a real device in the network\n"
     "  --interactive            read steps from the terminal or standard input\n"
     "  --script FILE            read steps from a file, and check what it expects\n"
@@ -100,6 +101,8 @@ bool SetSwitch(const std::string& name, Options& options) {
 std::optional<std::string> SetValue(const std::string& name, const std::string& value, Options& options) {
   if (name == "--port") {
     options.setup.port = value;
+  } else if (name == "--other-end") {
+    options.setup.other_end = value;
   } else if (name == "--script") {
     options.script_path = value;
   } else if (name == "--driver") {
@@ -123,6 +126,7 @@ std::optional<std::string> ReadOptions(const std::vector<std::string>& arguments
     ++i;
   }
   if (options.setup.over_ip && !options.setup.port.empty()) return "--port does not go with --ip or --device";
+  if (!options.setup.other_end.empty() && options.setup.port.empty()) return "--other-end needs --port";
   if (options.interactive && !options.script_path.empty()) return "--interactive does not go with --script";
   return std::nullopt;
 }

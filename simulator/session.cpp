@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "app/app.h"
+#include "peers/serial_line.h"
 #include "peers/waiting.h"
 #include "platform/event_pump.h"
 #include "simulator/fault.h"
@@ -39,6 +40,9 @@ std::vector<std::string> Session::DriverArguments(const Setup& setup) {
       terminal_ = std::make_unique<PseudoTerminal>();
       ListenToDevice(terminal_->Line());
       arguments[0] = terminal_->Path();
+    } else if (!setup.other_end.empty()) {
+      other_end_ = std::make_unique<Channel>(OpenSerialLine(setup.other_end));
+      ListenToDevice(*other_end_);
     }
     return arguments;
   }
@@ -201,7 +205,7 @@ bool Session::Flood() {
 }
 
 bool Session::BringAbout(const std::string& fault) {
-  Channel* const device = terminal_ ? &terminal_->Line() : network_device_ ? network_device_->Peer() : nullptr;
+  Channel* const device = terminal_ ? &terminal_->Line() : network_device_ ? network_device_->Peer() : other_end_.get();
   if (device == nullptr) {
     transcript_.Problem("a fault needs a simulated device");
     return false;

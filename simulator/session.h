@@ -23,6 +23,7 @@ class Session {
     std::string driver;          // path of the driver's executable
     bool over_ip = false;        // the device is reached over TCP
     std::string port;            // a real serial port; empty for a pseudo-terminal
+    std::string other_end;       // the port at the other end of that one's line; empty when it cannot be seen
     std::string device_address;  // a real device in the network; empty for one on the loopback
     std::int32_t device_port = 0;
   };
@@ -62,6 +63,7 @@ class Session {
   Transcript& transcript_;
   SimulatedHost host_;
   std::unique_ptr<PseudoTerminal> terminal_;
+  std::unique_ptr<Channel> other_end_;
   std::unique_ptr<Listener> network_device_;
   std::unique_ptr<ChildProcess> driver_;
   std::string device_bytes_;  // what reached the device and was not yet expected

@@ -1,0 +1,27 @@
+#include "peers/serial_line.h"
+
+#include <fcntl.h>
+#include <termios.h>
+
+#include <cerrno>
+#include <system_error>
+
+platform::Descriptor OpenSerialLine(const std::string& path) {
+  // Non-blocking, or the call would wait for a modem's carrier.
+  platform::Descriptor line(open(path.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC));
+  termios settings{};
+  bool usable = line.IsOpen() && tcgetattr(line.Number(), &settings) == 0;
+  if (usable) {
+    settings.c_iflag = 0;
+    settings.c_oflag = 0;
+    settings.c_lflag = 0;
+    settings.c_cflag = CS8 | CREAD | CLOCAL;
+    settings.c_cc[VMIN] = 1;
+    settings.c_cc[VTIME] = 0;
+    cfsetispeed(&settings, B9600);
+    cfsetospeed(&settings, B9600);
+    usable = tcsetattr(line.Number(), TCSANOW, &settings) == 0 && tcflush(line.Number(), TCIFLUSH) == 0;
+  }
+  if (!usable) throw std::system_error(errno, std::generic_category(), path);
+  return line;
+}
