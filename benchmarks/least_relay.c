@@ -1,0 +1,38 @@
+/* The least that a driver can do: waits for a packet of the host, receives it and sends five bytes to the device. */
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <poll.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <sys/socket.h>
+
+static int ConnectTo(const char* port) {
+  const int on = 1;
+  struct sockaddr_in address = {.sin_family = AF_INET, .sin_port = htons((unsigned short)atoi(port))};
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  const int link = socket(AF_INET, SOCK_STREAM, 0);
+  if (link < 0 || connect(link, (struct sockaddr*)&address, sizeof address) != 0) {
+    perror("least_relay");
+    exit(1);
+  }
+  setsockopt(link, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+  return link;
+}
+
+int main(int argument_count, char** arguments) {
+  if (argument_count != 3) {
+    fputs("usage: least_relay HOST-PORT DEVICE-PORT\n", stderr);
+    return 2;
+  }
+  const int host = ConnectTo(arguments[1]);
+  const int device = ConnectTo(arguments[2]);
+  for (;;) {
+    static char packet[4096];
+    struct pollfd waiting = {host, POLLIN, 0};
+    if (poll(&waiting, 1, 200) <= 0) continue;
+    if (recv(host, packet, sizeof packet, 0) <= 0) return 0;
+    if (send(device, "0102U", 5, MSG_NOSIGNAL) != 5) return 1;
+  }
+}

@@ -1,0 +1,51 @@
+// What the two measurements of torvy-measure share.
+
+#ifndef BENCHMARKS_MEASURE_H_
+#define BENCHMARKS_MEASURE_H_
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "peers/child_process.h"
+#include "peers/listener.h"
+#include "peers/pseudo_terminal.h"
+#include "peers/simulated_host.h"
+
+using Samples = std::vector<double>;
+
+// The value below which this part of the samples lies.
+double Quantile(Samples samples, double part);
+
+// Throws, naming what failed, unless `holds`.
+void Require(bool holds, const char* what);
+
+// The programs that are measured, and the folder for the plots' data.
+struct Measured {
+  std::string driver;
+  std::string least_relay;
+  std::string socat;
+  std::string mosquitto;
+  std::string data_folder;
+};
+
+// The driver between a host and a device, serial or in the network, ready for commands.
+struct RunningDriver {
+  SimulatedHost host;
+  PseudoTerminal terminal;
+  Listener device;
+  std::unique_ptr<ChildProcess> process;
+
+  RunningDriver(const std::string& program, bool over_ip);
+  int HostNumber() const { return host.Link()->Number(); }
+  int DeviceNumber(bool over_ip) { return over_ip ? device.Peer()->Number() : terminal.Line().Number(); }
+};
+
+// One command, as the host sends it; it brings five bytes to the device.
+std::string OneCommand();
+
+// Each prints a table and writes the data of a plot.
+void MeasureLatency(const Measured& measured);
+void MeasureStreams(const Measured& measured);
+
+#endif  // BENCHMARKS_MEASURE_H_
