@@ -1,18 +1,11 @@
-// The host's stream through a real socket, cut into messages and acted on. The first byte says how the rest
-// is cut into sends; whatever comes, the driver must go on, and its answer must be log packets.
-
-#include <sys/socket.h>
+// The host's stream cut into packets, in memory. The first byte says how much of each packet is there when it is asked
+// for the first time: what is settled then stays as it is when the rest comes, and cutting always gets on.
 
 #include <cstdint>
 #include <cstdlib>
+#include <string_view>
 
-#include "app/process_state.h"
-#include "device/torvy.h"
-#include "host/connection.h"
-#include "host/host_socket.h"
-#include "peers/detached_port.h"
-#include "peers/simulated_host.h"
-#include "peers/waiting.h"
+#include "host/framing.h"
 
 namespace {
 
@@ -20,36 +13,26 @@ void Require(bool holds) {
   if (!holds) std::abort();
 }
 
-// A host with the driver's side of the link to it, and what is behind that.
-struct Link {
-  SimulatedHost host;
-
-  Link() {
-    ConnectToHost("127.0.0.1", host.Port(), "17");
-    Require(WaitFor([this] { return host.ConnectionID() == "17"; }));
-    State().Driver = std::make_shared<cTorvy>();
-    State().DevicePort = std::make_shared<DetachedPort>([](const std::string&) {});
-  }
-};
-
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  static Link link;
-  cQuorvaneDeviceSocket& socket = *State().HostSocket;
-  socket.Buffer.clear();
-  State().DebugMode = false;
-  State().QuitRequested = false;
+  using Kind = Frame::Kind;
   if (size < 2) return 0;
-  const std::size_t piece = data[0] == 0 ? size : data[0];
-  for (std::size_t at = 1; at < size; at += piece) {
-    Require(send(link.host.Link()->Number(), data + at, std::min(piece, size - at), 0) >= 0);
-    platform::EventPump::Instance().RunOnly(socket);
+  std::string_view rest(reinterpret_cast<const char*>(data) + 1, size - 1);
+  while (!rest.empty()) {
+    const Frame early = FrontFrame(rest.substr(0, 1 + data[0]));
+    const Frame frame = FrontFrame(rest);
+    const bool settled = early.kind != Kind::kPlainIncomplete && early.kind != Kind::kMultiIncomplete;
+    if (settled && early.missing == 0) Require(early.kind == frame.kind && early.length == frame.length);
+    Require(frame.kind != Kind::kMulti || frame.missing == 0);
+    Require(frame.kind != Kind::kMultiIncomplete || frame.length == rest.size() + frame.missing);
+    Require(frame.length > 0);
+    if (frame.kind == Kind::kPlainIncomplete || frame.kind == Kind::kMultiIncomplete) {
+      Require(frame.length > rest.size());
+      return 0;
+    }
+    Require(frame.length <= rest.size());
+    rest.remove_prefix(frame.length);
   }
-  Require(socket.IsConnected());
-  Require(socket.Buffer.size() < 65536 + platform::ByteStream::kReceiveSize);
-  platform::EventPump::Instance().Run(0);
-  Require(link.host.Unexpected().empty());
-  link.host.ForgetLog();
   return 0;
 }

@@ -28,7 +28,7 @@ Frame FrontFrame(std::string_view bytes) {
   const std::size_t length = ByteAt(bytes, 1);
   if (length == 0) {
     // With more to come it may be a multipacket whose length is a multiple of 256.
-    return starts_multi ? Frame{Kind::kPlainIncomplete, kMultiHeadSize, missing}
+    return starts_multi ? Frame{Kind::kPlainIncomplete, kMultiHeadSize + 1, missing}
                         : Frame{Kind::kZeroLength, kPlainHeadSize};
   }
   return {length > bytes.size() ? Kind::kPlainIncomplete : Kind::kPlain, length, missing};
