@@ -1,0 +1,161 @@
+// How the TCP socket comes to its connection: names, several addresses, refusals and silence.
+
+#include <dlfcn.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <netdb.h>
+#include <sys/socket.h>
+
+#include <atomic>
+#include <map>
+#include <thread>
+
+#include "tests/tcp_kit.h"
+
+namespace {
+
+std::atomic<std::thread::id> resolver_thread;
+std::atomic<bool> resolver_may_answer = false;
+
+// What the names of these tests stand for. Who is asked for another one finds nothing.
+const std::map<std::string, std::vector<const char*>, std::less<>> kNames{
+    {"refused-first.test", {"127.0.0.2", "127.0.0.1"}},
+    {"silent-first.test", {"127.0.0.3", "127.0.0.1"}},
+    {"silent-second.test", {"127.0.0.3", "127.0.0.4"}},
+    {"slow.test", {"127.0.0.1"}}};
+
+}  // namespace
+
+// Stands before the system's resolver, which is asked for numbers alone.
+extern "C" int getaddrinfo(const char* name, const char* service, const addrinfo* hints, addrinfo** found) {
+  static const auto system_resolver = reinterpret_cast<decltype(&getaddrinfo)>(dlsym(RTLD_NEXT, "getaddrinfo"));
+  if (hints != nullptr && (hints->ai_flags & AI_NUMERICHOST) != 0) return system_resolver(name, service, hints, found);
+  resolver_thread = std::this_thread::get_id();
+  while (name == std::string_view("slow.test") && !resolver_may_answer) std::this_thread::yield();
+  const auto entry = kNames.find(std::string_view(name));
+  if (entry == kNames.end()) return EAI_NONAME;
+  addrinfo numeric = *hints;
+  numeric.ai_flags |= AI_NUMERICHOST;
+  for (const char* address : entry->second) {
+    system_resolver(address, service, &numeric, found);
+    found = &(*found)->ai_next;
+  }
+  return 0;
+}
+
+namespace platform {
+namespace {
+
+using testing::ElementsAre;
+
+class Connecting : public TcpClientSocketTest {};
+
+// A listener that has no room for callers: none gets an answer before `Paused` is taken back.
+class SilentListener : public Listener {
+ public:
+  SilentListener(const char* address, std::int32_t port) : Listener(address, 0, port) {
+    Paused = true;
+    for (auto& caller : callers_) {
+      caller = std::make_unique<Client>(address, Port());
+      caller->Connect();
+    }
+  }
+
+ private:
+  std::unique_ptr<Client> callers_[2];
+};
+
+TEST_F(Connecting, TriesTheNextAddressOfANameWhenOneRefuses) {
+  client->Address = "refused-first.test";
+  client->Connect();
+  client->Write("hello");
+  EXPECT_TRUE(WaitFor([this] { return listener.Peer() != nullptr && listener.Peer()->Received == "hello"; }));
+  EXPECT_THAT(Events(1), ElementsAre("connected"));
+  EXPECT_NE(resolver_thread.load(), std::this_thread::get_id());
+}
+
+TEST_F(Connecting, SilentAddressKeepsNoOtherWaiting) {
+  const SilentListener silent("127.0.0.3", listener.Port());
+  client->Address = "silent-first.test";
+  client->Connect();
+  client->Write("hello");
+  EXPECT_TRUE(WaitFor([this] { return listener.Peer() != nullptr && listener.Peer()->Received == "hello"; }));
+  EXPECT_THAT(Events(1), ElementsAre("connected"));
+}
+
+TEST_F(Connecting, AnEarlierAttemptMayStillWin) {
+  SilentListener slow("127.0.0.3", listener.Port());
+  const SilentListener silent("127.0.0.4", listener.Port());
+  client->Address = "silent-second.test";
+  int attempts = 0;
+  Calls().before_connect = [&attempts](int, const sockaddr*, socklen_t) { ++attempts; };
+  client->Connect();
+  client->Write("hello");
+  EXPECT_TRUE(WaitFor([&attempts] { return attempts == 2; }));
+  slow.Paused = false;  // answers when the kernel asks again, a second later
+  EXPECT_TRUE(WaitFor([&slow] { return slow.Peer() != nullptr && slow.Peer()->Received == "hello"; }));
+  EXPECT_THAT(Events(1), ElementsAre("connected"));
+}
+
+TEST_F(Connecting, ConnectionToItselfCountsAsRefused) {
+  client->Port = Listener().Port();
+  Calls().before_connect = [](int socket, const sockaddr* address, socklen_t size) { bind(socket, address, size); };
+  client->Connect();
+  client->Write("not to ourselves");
+  EXPECT_THAT(Events(1), ElementsAre(Error(ECONNREFUSED)));
+}
+
+TEST_F(Connecting, DeliversWhatAPeerSentThatBrokeTheConnectionAtOnce) {
+  client->Connect();
+  EventPump::Instance().RunOnly(listener);
+  ASSERT_NE(listener.Peer(), nullptr);
+  ASSERT_EQ(send(listener.Peer()->Number(), "bytes", 5, 0), 5);
+  const linger at_once{1, 0};
+  setsockopt(listener.Peer()->Number(), SOL_SOCKET, SO_LINGER, &at_once, sizeof at_once);
+  listener.Peer()->Close();
+  EXPECT_THAT(Events(3), ElementsAre("connected", "data bytes", Error(ECONNRESET)));
+}
+
+TEST_F(Connecting, SlowResolverHoldsNothingUp) {
+  client->Address = "slow.test";
+  client->Connect();
+  EXPECT_THAT(Events(0), testing::IsEmpty());
+  client->Connect();  // gives up the first look-up, and then the second
+  client.reset();
+  resolver_may_answer = true;
+}
+
+TEST_F(Connecting, PeerThatDoesNotAnswerBringsNoEvent) {
+  const SilentListener silent("127.0.0.3", 0);
+  client->Address = "127.0.0.3";
+  client->Port = silent.Port();
+  client->Connect();
+  EXPECT_THAT(Events(0), testing::IsEmpty());
+  EXPECT_FALSE(client->IsConnected());
+}
+
+TEST_F(Connecting, FailuresComeAsOneEventAndNotFromConnect) {
+  const std::int32_t refused_port = Listener().Port();
+  const struct {
+    const char* address;
+    std::int32_t port;
+    std::int32_t error;
+  } cases[] = {{"127.0.0.1", refused_port, ECONNREFUSED},
+               {"::1", -1, EADDRNOTAVAIL},
+               {"127.0.0.1", 70000, EADDRNOTAVAIL},
+               {"no-such-host.test", 80, EHOSTUNREACH}};
+  for (const auto& c : cases) {
+    client->events.clear();
+    client->Address = c.address;
+    client->Port = c.port;
+    client->Connect();
+    EXPECT_TRUE(client->events.empty());
+    EXPECT_THAT(Events(1), ElementsAre(Error(c.error))) << c.address;
+  }
+  client->Address = "127.0.0.1";
+  client->Port = listener.Port();
+  Connected();  // a failed socket can be used again
+}
+
+}  // namespace
+}  // namespace platform
