@@ -14,8 +14,8 @@ struct Frame {
     kMultiIncomplete,  // wait for more, and tell the host so
     kZeroLength,       // a head that names no byte; to be dropped with one complaint for a run of them
   };
-  Kind kind;
-  std::size_t length;       // bytes of the packet, as its head says; of a zero length's head alone
+  Kind kind = Kind::kPlainIncomplete;
+  std::size_t length = 0;   // bytes of the packet, as its head says; of a zero length's head alone
   std::size_t missing = 0;  // bytes that would settle what a multipacket is; 0 for every other kind
 };
 

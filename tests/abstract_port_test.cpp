@@ -7,9 +7,11 @@
 
 #include "app/process_state.h"
 #include "peers/pseudo_terminal.h"
+#include "platform/ticks.h"
 #include "ports/ip_stream_abstractor.h"
 #include "ports/serial_port_abstractor.h"
 #include "tests/kit.h"
+#include "tests/system_calls.h"
 
 namespace {
 
@@ -93,6 +95,33 @@ TEST_P(Ports, FlushIsToldInDebugModeAlone) {
   EXPECT_THAT(host->Logged(), ElementsAre(GetParam() ? "4 port flush reads 0 bytes." : "4 port flush empty",
                                           "4 port flush reads 5 bytes."));
   EXPECT_THAT(receiver->events, testing::IsEmpty());
+}
+
+// A line that takes a byte now and then is waited for, but not once the host has asked to quit.
+TEST(SerialPortAbstractor, EndsItsOutputSoonAfterAQuit) {
+  const PseudoTerminal terminal;
+  cSerialPortAbstractor port(terminal.Path());
+  constexpr std::chrono::seconds kBetweenBytes{4};
+  bool refused = false;
+  Calls().on_write = [&refused](int, std::size_t) -> std::optional<ssize_t> {
+    errno = EAGAIN;
+    return (refused = !refused) ? -1 : 1;
+  };
+  Calls().on_poll = [&](int) {
+    Calls().time_passed += kBetweenBytes;
+    return std::optional(1);
+  };
+  const auto time_of_a_command = [&port] {
+    const auto start = platform::MonotonicNow();
+    port.PortSendData("0102U");
+    return platform::MonotonicNow() - start;
+  };
+  EXPECT_GE(time_of_a_command(), 5 * kBetweenBytes);
+  State().QuitRequested = true;
+  for (int i = 0; i < 100; ++i) time_of_a_command();
+  EXPECT_EQ(port.LastErrorCode(), ETIMEDOUT);
+  Calls() = {};
+  State().QuitRequested = false;
 }
 
 TEST(IPStreamAbstractor, TellsOfItsConnectionInDebugMode) {
