@@ -14,15 +14,19 @@ constexpr std::size_t kEntryHeadSize = MultiDictionary::kKeySize + 2;
 Key FourByteForm(std::string_view key) {
   Key form{' ', ' ', ' ', ' '};
   const std::string_view end = key.substr(key.size() - std::min(key.size(), form.size()));
-  std::copy(end.rbegin(), end.rend(), form.rbegin());
+  std::ranges::copy_backward(end, form.end());
   return form;
 }
 
+std::string_view AsText(const Key& key) {
+  return {key.data(), key.size()};
+}
+
 // The key's four bytes as one number that is the same for either case of a letter.
-std::uint32_t Fold(const char* key) {
+std::uint32_t Fold(std::string_view key) {
   constexpr std::uint32_t kEachByte = 0x01010101;
   std::uint32_t bytes = 0;
-  std::memcpy(&bytes, key, sizeof bytes);
+  std::memcpy(&bytes, key.data(), sizeof bytes);
   // In each byte the top bit of a sum tells whether its low seven bits reach "A", or are past "Z".
   const std::uint32_t low_bits = bytes & 0x7F * kEachByte;
   const std::uint32_t reach_a = low_bits + (0x80 - 'A') * kEachByte;
@@ -32,18 +36,19 @@ std::uint32_t Fold(const char* key) {
 }
 
 std::uint32_t FoldedForm(std::string_view key) {
-  return key.size() == MultiDictionary::kKeySize ? Fold(key.data()) : Fold(FourByteForm(key).data());
+  if (key.size() == MultiDictionary::kKeySize) return Fold(key);
+  return Fold(AsText(FourByteForm(key)));
 }
 
-// Takes the next entry off the front of the bytes; false when there is no whole head left. Of a value that the end cuts
+// Takes the next entry off the front of the rest; false when there is no whole head left. Of a value that the end cuts
 // short, the bytes that are there are kept.
-bool TakeEntry(std::string_view& bytes, Lengths lengths, std::string_view& entry) {
-  if (bytes.size() < kEntryHeadSize) return false;
-  const std::size_t first = static_cast<unsigned char>(bytes[MultiDictionary::kKeySize]);
-  const std::size_t second = static_cast<unsigned char>(bytes[MultiDictionary::kKeySize + 1]);
+bool TakeEntry(std::string_view& rest, Lengths lengths, std::string_view& entry) {
+  if (rest.size() < kEntryHeadSize) return false;
+  const std::size_t first = static_cast<unsigned char>(rest[MultiDictionary::kKeySize]);
+  const std::size_t second = static_cast<unsigned char>(rest[MultiDictionary::kKeySize + 1]);
   const std::size_t length = lengths == Lengths::kLeastSignificantFirst ? first + 256 * second : 256 * first + second;
-  entry = bytes.substr(0, kEntryHeadSize + length);
-  bytes.remove_prefix(entry.size());
+  entry = rest.substr(0, kEntryHeadSize + length);
+  rest.remove_prefix(entry.size());
   return true;
 }
 
@@ -60,8 +65,8 @@ void MergeSameKeys(std::vector<MultiDictionary::Entry>& entries) {
   };
   std::vector<Place> places;
   places.reserve(entries.size());
-  for (const auto& entry : entries) places.push_back({Fold(entry.key.data()), places.size()});
-  std::stable_sort(places.begin(), places.end(), [](const Place& a, const Place& b) { return a.folded < b.folded; });
+  for (const auto& entry : entries) places.push_back({Fold(AsText(entry.key)), places.size()});
+  std::ranges::stable_sort(places, {}, &Place::folded);
   std::vector<bool> later(entries.size());
   std::size_t first = 0;
   for (std::size_t i = 1; i < places.size(); ++i) {
@@ -82,8 +87,8 @@ void MultiDictionary::Set(std::string_view key, std::string_view value, std::str
   TakeApart(packet);
   const Key form = FourByteForm(key);
   const std::uint32_t folded = Fold(form.data());
-  const auto place = std::find_if(own_.begin(), own_.end(),
-                                  [folded](const OwnEntry& entry) { return Fold(entry.key.data()) == folded; });
+  const auto place =
+      std::ranges::find_if(own_, [folded](const OwnEntry& entry) { return Fold(AsText(entry.key)) == folded; });
   if (place == own_.end()) {
     own_.push_back({form, std::string(value)});
   } else {
@@ -97,12 +102,12 @@ std::optional<std::string_view> MultiDictionary::Find(std::string_view key, std:
   if (lengths_) {
     std::string_view rest = EntriesOf(packet);
     for (std::string_view entry; TakeEntry(rest, *lengths_, entry);) {
-      if (Fold(entry.data()) == folded) value = entry.substr(kEntryHeadSize);
+      if (Fold(entry) == folded) value = entry.substr(kEntryHeadSize);
     }
     return value;
   }
   for (const OwnEntry& entry : own_) {
-    if (Fold(entry.key.data()) == folded) value = entry.value;
+    if (Fold(AsText(entry.key)) == folded) value = entry.value;
   }
   return value;
 }
@@ -111,8 +116,8 @@ std::vector<MultiDictionary::Entry> MultiDictionary::Entries(std::string_view pa
   std::vector<Entry> entries;
   if (lengths_) {
     std::string_view rest = EntriesOf(packet);
-    for (std::string_view bytes; TakeEntry(rest, *lengths_, bytes);) {
-      entries.push_back({FourByteForm(bytes.substr(0, kKeySize)), bytes.substr(kEntryHeadSize)});
+    for (std::string_view entry; TakeEntry(rest, *lengths_, entry);) {
+      entries.push_back({FourByteForm(entry.substr(0, kKeySize)), entry.substr(kEntryHeadSize)});
     }
     MergeSameKeys(entries);
     return entries;

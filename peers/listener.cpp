@@ -24,8 +24,7 @@ sockaddr* AsSocketAddress(sockaddr_storage& storage) {
 
 Listener::Listener(const std::string& address, int backlog, std::int32_t port) {
   const auto list = platform::AddressLookup::Numeric(address, port);
-  errno = EADDRNOTAVAIL;
-  Require(list && !list->addresses.empty(), "listening address");
+  if (!list || list->addresses.empty()) throw std::system_error(EADDRNOTAVAIL, std::generic_category(), address);
   const platform::SocketAddress& where = list->addresses.front();
   listening_ = platform::Descriptor(socket(where.family, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
   Require(bind(listening_.Number(), reinterpret_cast<const sockaddr*>(where.bytes.data()),

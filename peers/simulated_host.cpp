@@ -32,7 +32,7 @@ SimulatedHost::SimulatedHost() {
 }
 
 bool SimulatedHost::HasLogged(std::string_view text) const {
-  return std::any_of(log_.begin(), log_.end(), [text](const LogLine& line) { return line.text == text; });
+  return std::ranges::any_of(log_, [text](const LogLine& line) { return line.text == text; });
 }
 
 std::vector<std::string> SimulatedHost::Lines() const {
