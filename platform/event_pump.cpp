@@ -133,7 +133,7 @@ void EventPump::Add(EventSource* source) {
 }
 
 void EventPump::Remove(const EventSource* source) {
-  const auto place = std::find(sources_.begin(), sources_.end(), source);
+  const auto place = std::ranges::find(sources_, source);
   if (depth_ > 0) {
     *place = nullptr;
   } else {

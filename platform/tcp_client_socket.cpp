@@ -171,7 +171,7 @@ Descriptor TcpClientSocket::OpenSocket(int family) const {
 
 // Takes an attempt that has come to an end out of those in flight. Returns whether there was one.
 bool TcpClientSocket::FinishOneAttempt() {
-  const auto decided = std::find_if(attempts_.begin(), attempts_.end(), IsDecided);
+  const auto decided = std::ranges::find_if(attempts_, IsDecided);
   if (decided == attempts_.end()) return false;
   Descriptor attempt = std::move(*decided);
   attempts_.erase(decided);

@@ -38,7 +38,7 @@ bool IsContinuation(char c) {
 }  // namespace
 
 bool EqualIgnoringCase(std::string_view a, std::string_view b) {
-  return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](char x, char y) { return ToLower(x) == ToLower(y); });
+  return std::ranges::equal(a, b, {}, ToLower, ToLower);
 }
 
 std::int64_t ReadNumber(std::string_view text) {
@@ -79,9 +79,9 @@ std::size_t CharacterLength(std::string_view text, std::size_t position) {
   }
   // The second byte alone tells an overlong form, a surrogate or a number past the last character.
   const auto second = static_cast<unsigned char>(text[position + 1]);
-  const bool valid = !(first == 0xE0 && second < 0xA0) && !(first == 0xED && second > 0x9F) &&
-                     !(first == 0xF0 && second < 0x90) && !(first == 0xF4 && second > 0x8F);
-  return valid ? length : 1;
+  const bool invalid = (first == 0xE0 && second < 0xA0) || (first == 0xED && second > 0x9F) ||
+                       (first == 0xF0 && second < 0x90) || (first == 0xF4 && second > 0x8F);
+  return invalid ? 1 : length;
 }
 
 std::string_view FirstCharacters(std::string_view text, std::size_t count) {
