@@ -12,7 +12,11 @@ platform::EventSource::Interest Channel::PrepareToWait() {
 }
 
 void Channel::HandleReady() {
-  if (!Paused) ByteStream::HandleReady();
+  if (Paused) {
+    TryOutputAgain();
+  } else {
+    ByteStream::HandleReady();
+  }
 }
 
 void Channel::Event_DataAvailable() {

@@ -82,7 +82,7 @@ EventSource::Interest ByteStream::SendBeforeWait(OutputQueue& output) {
 }
 
 void ByteStream::HandleInput() {
-  output_refused_ = false;
+  TryOutputAgain();
   if (in_data_event_) return;
   if (IsOpen()) {
     // One buffer for all streams: its bytes are copied out before any handler runs.

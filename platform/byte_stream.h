@@ -78,6 +78,9 @@ class ByteStream : public EventSource {
   // Makes one attempt to send the queue, unless it was just refused, and says what to wait for next.
   Interest SendBeforeWait(OutputQueue& output);
 
+  // Called when there may be room again for output that was refused.
+  void TryOutputAgain() { output_refused_ = false; }
+
   // Receives once and raises the data event, or the error event that is due. May destroy the stream.
   void HandleInput();
 
