@@ -19,7 +19,7 @@ bool armed;
 
 CallLimit::CallLimit(std::chrono::nanoseconds limit) {
   // Without SA_RESTART, or the call would go on.
-  struct sigaction end_calls {};
+  struct sigaction end_calls{};
   end_calls.sa_handler = [](int) {};
   sigaction(SIGALRM, &end_calls, &action_before);
   sigevent alarm{};
@@ -36,7 +36,7 @@ CallLimit::CallLimit(std::chrono::nanoseconds limit) {
 CallLimit::~CallLimit() {
   if (armed) timer_delete(timer);
   // An alarm that is still pending would end the process.
-  struct sigaction ignore {};
+  struct sigaction ignore{};
   ignore.sa_handler = SIG_IGN;
   sigaction(SIGALRM, &ignore, nullptr);
   sigaction(SIGALRM, &action_before, nullptr);

@@ -56,7 +56,7 @@ SerialPort::~SerialPort() {
 bool SerialPort::Find(const std::string& name) {
   const bool is_path = name.find('/') != std::string::npos;
   path_ = is_path ? name : "/dev/" + name;
-  struct stat found {};
+  struct stat found{};
   return stat(path_.c_str(), &found) == 0 && S_ISCHR(found.st_mode);
 }
 

@@ -69,8 +69,8 @@ constexpr std::array<Word, 6> kExpectations{{{"log", Kind::kExpectLog},
 
 // The row of a word, or null.
 const Word* Find(std::span<const Word> table, std::string_view name) {
-  const auto place = std::find_if(table.begin(), table.end(),
-                                  [name](const Word& word) { return platform::EqualIgnoringCase(word.name, name); });
+  const auto place =
+      std::ranges::find_if(table, [name](const Word& word) { return platform::EqualIgnoringCase(word.name, name); });
   return place == table.end() ? nullptr : &*place;
 }
 

@@ -205,7 +205,9 @@ bool Session::Flood() {
 }
 
 bool Session::BringAbout(const std::string& fault) {
-  Channel* const device = terminal_ ? &terminal_->Line() : network_device_ ? network_device_->Peer() : other_end_.get();
+  Channel* device = other_end_.get();
+  if (network_device_) device = network_device_->Peer();
+  if (terminal_) device = &terminal_->Line();
   if (device == nullptr) {
     transcript_.Problem("a fault needs a simulated device");
     return false;

@@ -96,7 +96,7 @@ TEST(EventPump, HandlerAddsASourceAndRunsThePump) {
 
 // However it is disturbed, a run lasts its time and ends, asleep unless there is something to do.
 TEST(EventPump, RunsItsFullTime) {
-  struct sigaction quiet {};
+  struct sigaction quiet{};
   quiet.sa_handler = [](int) {};
   sigaction(SIGALRM, &quiet, nullptr);
   for (const char* disturbance : {"none", "signals", "flood"}) {
