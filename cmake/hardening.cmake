@@ -1,0 +1,30 @@
+# Sets hardening_compile_options and hardening_link_options to what the compiler and the linker have of it.
+set(hardening_compile_options)
+set(hardening_link_options)
+if(NOT TORVY_HARDEN)
+  return()
+endif()
+
+include(CheckCXXCompilerFlag)
+include(CheckLinkerFlag)
+# Every program is position-independent, and nothing is a shared library.
+list(APPEND hardening_compile_options $<$<CONFIG:Release>:-fPIE>)
+list(APPEND hardening_link_options $<$<CONFIG:Release>:-pie>)
+foreach(flag -fstack-protector-strong -fstack-clash-protection -fcf-protection -mbranch-protection=standard)
+  string(MAKE_C_IDENTIFIER "TORVY_HAS${flag}" known)
+  # Some compilers take a flag that the target has no use for, and say so in a warning.
+  set(CMAKE_REQUIRED_FLAGS -Werror)
+  check_cxx_compiler_flag(${flag} ${known})
+  unset(CMAKE_REQUIRED_FLAGS)
+  if(${known})
+    list(APPEND hardening_compile_options $<$<CONFIG:Release>:${flag}>)
+  endif()
+endforeach()
+foreach(flag relro now)
+  check_linker_flag(CXX -Wl,-z,${flag} TORVY_HAS_${flag})
+  if(TORVY_HAS_${flag})
+    list(APPEND hardening_link_options $<$<CONFIG:Release>:-Wl,-z,${flag}>)
+  endif()
+endforeach()
+# The C library checks the sizes that the compiler knows, and needs its optimiser for that.
+list(APPEND hardening_compile_options $<$<CONFIG:Release>:-U_FORTIFY_SOURCE> $<$<CONFIG:Release>:-D_FORTIFY_SOURCE=3>)
