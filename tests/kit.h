@@ -4,6 +4,8 @@
 #define TESTS_KIT_H_
 
 #include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
 
 #include <string>
 #include <string_view>
@@ -13,6 +15,7 @@
 #include "message/quorvane_command.h"
 #include "peers/simulated_host.h"
 #include "peers/waiting.h"
+#include "platform/descriptor.h"
 #include "platform/text.h"
 
 // The bytes of hexadecimal pairs with blanks between them.
@@ -23,6 +26,25 @@ inline std::string Bytes(std::string_view hexadecimal) {
   }
   return bytes;
 }
+
+// A port of this computer that refuses every connection: it is taken, so that nobody else can listen there.
+class RefusingPort {
+ public:
+  RefusingPort() {
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t size = sizeof address;
+    EXPECT_EQ(bind(socket_.Number(), reinterpret_cast<const sockaddr*>(&address), size), 0);
+    getsockname(socket_.Number(), reinterpret_cast<sockaddr*>(&address), &size);
+    number_ = ntohs(address.sin_port);
+  }
+  std::int32_t Number() const { return number_; }
+
+ private:
+  platform::Descriptor socket_{socket(AF_INET, SOCK_STREAM, 0)};
+  std::int32_t number_ = 0;
+};
 
 // A message whose inner fields can be seen and set.
 class Probe : public cQuorvaneCommand {

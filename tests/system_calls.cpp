@@ -12,7 +12,13 @@
 
 #include <cstdarg>
 
+#include "platform/ticks.h"
+
 namespace {
+
+std::chrono::nanoseconds FromTimespec(const timespec& time) {
+  return std::chrono::seconds(time.tv_sec) + std::chrono::nanoseconds(time.tv_nsec);
+}
 
 // The call as the system provides it.
 template <typename Call>
@@ -27,6 +33,12 @@ SystemCalls& Calls() {
   return calls;
 }
 
+int SystemPpoll(pollfd* polled, nfds_t count, std::chrono::nanoseconds limit) {
+  static const auto system = System(&ppoll, "ppoll");
+  const timespec time = platform::ToTimespec(limit);
+  return system(polled, count, &time, nullptr);
+}
+
 extern "C" {
 
 int connect(int socket, const sockaddr* address, socklen_t size) {
@@ -37,7 +49,16 @@ int connect(int socket, const sockaddr* address, socklen_t size) {
 int ppoll(pollfd* polled, nfds_t count, const timespec* limit, const sigset_t* mask) {
   static const auto system = System(&ppoll, "ppoll");
   if (const auto& hook = Calls().before_ppoll) hook();
+  const auto& hook = Calls().on_ppoll;
+  if (const auto answer = hook ? hook(polled, count, FromTimespec(*limit)) : std::nullopt) return *answer;
   return system(polled, count, limit, mask);
+}
+
+int nanosleep(const timespec* time, timespec* left) {
+  static const auto system = System(&nanosleep, "nanosleep");
+  const auto& hook = Calls().on_nanosleep;
+  if (const auto answer = hook ? hook(FromTimespec(*time)) : std::nullopt) return *answer;
+  return system(time, left);
 }
 
 ssize_t write(int descriptor, const void* bytes, std::size_t count) {
@@ -94,15 +115,13 @@ int clock_gettime(clockid_t clock, timespec* time) noexcept {
   static const auto system = System(&clock_gettime, "clock_gettime");
   const int result = system(clock, time);
   if (result != 0 || clock != CLOCK_MONOTONIC) return result;
-  const auto now = std::chrono::seconds(time->tv_sec) + std::chrono::nanoseconds(time->tv_nsec) + Calls().time_passed;
-  const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(now);
-  *time = {static_cast<time_t>(seconds.count()), static_cast<long>((now - seconds).count())};
+  *time = platform::ToTimespec(Calls().now.value_or(FromTimespec(*time)) + Calls().time_passed);
   return 0;
 }
 
 int timer_settime(timer_t timer, int flags, const itimerspec* times, itimerspec* before) noexcept {
   static const auto system = System(&timer_settime, "timer_settime");
-  Calls().alarm = std::chrono::seconds(times->it_value.tv_sec) + std::chrono::nanoseconds(times->it_value.tv_nsec);
+  Calls().alarm = FromTimespec(times->it_value);
   return system(timer, flags, times, before);
 }
 

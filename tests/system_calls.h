@@ -3,6 +3,7 @@
 #ifndef TESTS_SYSTEM_CALLS_H_
 #define TESTS_SYSTEM_CALLS_H_
 
+#include <poll.h>
 #include <sys/socket.h>
 #include <sys/types.h>
 
@@ -14,6 +15,8 @@
 struct SystemCalls {
   std::function<void(int socket, const sockaddr* address, socklen_t size)> before_connect;
   std::function<void()> before_ppoll;
+  std::function<std::optional<int>(pollfd* polled, nfds_t count, std::chrono::nanoseconds limit)> on_ppoll;
+  std::function<std::optional<int>(std::chrono::nanoseconds time)> on_nanosleep;
   std::function<std::optional<ssize_t>(int descriptor, std::size_t count)> on_write;
   std::function<std::optional<int>(int milliseconds)> on_poll;
   std::function<std::optional<int>(int descriptor, unsigned long request, void* argument)> on_ioctl;
@@ -24,10 +27,15 @@ struct SystemCalls {
 
   // Added to the monotonic clock.
   std::chrono::nanoseconds time_passed{};
+  // What the monotonic clock shows in place of the system's, when set.
+  std::optional<std::chrono::nanoseconds> now;
   // What the alarm was last set to, while there is one.
   std::optional<std::chrono::nanoseconds> alarm;
 };
 
 SystemCalls& Calls();
+
+// Waits in the system, whatever the hooks say.
+int SystemPpoll(pollfd* polled, nfds_t count, std::chrono::nanoseconds limit);
 
 #endif  // TESTS_SYSTEM_CALLS_H_

@@ -1,0 +1,255 @@
+// The whole driver inside the test, with a host and a device at its sides, on a clock that takes no time.
+
+#include "app/app.h"
+
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <fstream>
+#include <set>
+
+#include "app/process_state.h"
+#include "device/torvy.h"
+#include "host/connection.h"
+#include "host/host_socket.h"
+#include "peers/pseudo_terminal.h"
+#include "peers/simulated_host.h"
+#include "platform/ticks.h"
+#include "ports/ip_stream_abstractor.h"
+#include "ports/serial_port_abstractor.h"
+#include "tests/kit.h"
+#include "tests/virtual_clock.h"
+
+namespace {
+
+using testing::Contains;
+using testing::ElementsAre;
+using testing::MatchesRegex;
+
+const std::string kReady = "2 " + std::string(App::kReadyLine);
+constexpr const char* kQuit = "2 The torvy plx has been asked to quit. (1)";
+
+// Standard output goes to a file while this lives.
+class Console {
+ public:
+  Console() {
+    unlink(path_.c_str());
+    const int file = open(path_.c_str(), O_RDWR | O_CREAT | O_TRUNC, 0600);
+    dup2(file, STDOUT_FILENO);
+    close(file);
+  }
+  ~Console() {
+    dup2(before_, STDOUT_FILENO);
+    close(before_);
+    unlink(path_.c_str());
+  }
+  Console(const Console&) = delete;
+  Console& operator=(const Console&) = delete;
+
+  std::string Text() const {
+    std::ifstream file(path_);
+    return {std::istreambuf_iterator<char>(file), {}};
+  }
+
+ private:
+  std::string path_ = testing::TempDir() + "torvy-console-" + std::to_string(getpid());
+  int before_ = dup(STDOUT_FILENO);
+};
+
+class AppTest : public testing::Test {
+ protected:
+  VirtualClock clock;
+  SimulatedHost host;
+  PseudoTerminal terminal;
+  Listener network_device;
+  RefusingPort refusing;
+  App app;
+  std::string console;  // what the last session wrote to it
+
+  void SetUp() override { State().DebugMode = State().QuitRequested = false; }
+
+  std::vector<std::string> Serial(const std::string& port) const {
+    return {"driver", port, "127.0.0.1", std::to_string(host.Port()), "17"};
+  }
+  std::vector<std::string> Ip(std::int32_t device_port) const {
+    return {"driver", "Ip", "127.0.0.1", std::to_string(host.Port()), "17", "127.0.0.1", std::to_string(device_port)};
+  }
+
+  // Runs a session and returns the pump's runs after the start pause.
+  std::vector<std::string> Run(const std::vector<std::string>& arguments) {
+    clock.waits.clear();
+    const Console captured;
+    EXPECT_EQ(app.Event_Run(arguments), 0);
+    console = captured.Text();
+    std::vector<std::string> runs = clock.Runs();
+    runs.erase(runs.begin());
+    return runs;
+  }
+
+  // The host turns debug mode on as soon as it knows who has connected.
+  void DebugFromTheStart() {
+    host.OnHandshake = [this] { host.Send(ControllerCommand("D")); };
+    clock.may_pass = [] { return State().HostSocket == nullptr || State().DebugMode; };
+  }
+  // Time goes on after the ready line only when the host has read it; then the host sends this.
+  void SendWhenReady(const cQuorvaneCommand& message) {
+    clock.may_pass = [this] { return State().Driver == nullptr || host.HasLogged(App::kReadyLine); };
+    host.OnLog = [this, message](const SimulatedHost::LogLine& line) {
+      if (line.text == App::kReadyLine) host.Send(message);
+    };
+  }
+};
+
+TEST_F(AppTest, OneArgumentAsksForTheBannerAndTooFewForTheUsage) {
+  Run({"driver", "IP"});
+  EXPECT_EQ(console,
+            "Quorvane Torvy Driver\r\nCopyright (c) 2026 the Torvy driver developers\r\nversion 1 (build 001)\r\n");
+  EXPECT_THAT(clock.Runs(), ElementsAre("100 x 10"));
+  for (const std::vector<std::string>& arguments :
+       {std::vector<std::string>{}, {"driver"}, {"driver", "a", "b"}, {"driver", "a", "b", "c"}}) {
+    Run(arguments);
+    EXPECT_THAT(console, MatchesRegex("usage: torvy-driver PORT [^\n]*\n"));
+    EXPECT_THAT(clock.Runs(), ElementsAre("100 x 10"));
+  }
+}
+
+TEST_F(AppTest, StartPauseIsDrawnFrom100To3000Milliseconds) {
+  struct Stop {};
+  std::set<std::int64_t> pauses;
+  clock.before_wait = [&](const VirtualClock::Wait& wait) -> int {
+    pauses.insert(wait.limit.count());
+    throw Stop();
+  };
+  for (int i = 0; i < 100'000; ++i) {
+    EXPECT_THROW(app.Event_Run(Serial("none")), Stop);
+    clock.waits.clear();
+  }
+  EXPECT_EQ(*pauses.begin(), 100'000'000);
+  EXPECT_EQ(*pauses.rbegin(), 3'000'000'000);
+  EXPECT_EQ(pauses.size(), 2901U);
+}
+
+TEST_F(AppTest, HostThatRefusesIsWaitedForFifteenSeconds) {
+  std::vector<std::string> arguments = Serial(terminal.Path());
+  arguments[3] = std::to_string(refusing.Number());
+  Run(arguments);
+  const auto tick = [this](std::size_t wait) { return clock.waits[wait].start * 60 / std::chrono::seconds(1); };
+  EXPECT_EQ(tick(clock.waits.size() - 100) - tick(1), 900);
+  for (std::size_t i = 1; i < clock.waits.size(); ++i) EXPECT_LE(clock.waits[i].limit, std::chrono::milliseconds(10));
+  EXPECT_EQ(console, "Quorvane Pipe Error\n\nTorvy: Timeout waiting for answer from Quorvane\r\n");
+  EXPECT_EQ(State().DevicePort, nullptr);
+}
+
+TEST_F(AppTest, ServesASerialDeviceUntilTheHostAsksItToQuit) {
+  SendWhenReady(DeviceCommand("0102", "ON", "1"));
+  int slices = 0;
+  clock.before_wait = [&](const VirtualClock::Wait& wait) {
+    if (wait.limit == std::chrono::milliseconds(200) && ++slices == 5) {
+      const std::string quit = ControllerCommand("Q").GetRawCommand();
+      EXPECT_EQ(send(host.Link()->Number(), quit.data(), quit.size(), 0), 16);
+    }
+    return 0;
+  };
+  const auto runs = Run(Serial(terminal.Path()));
+  EXPECT_THAT(runs, ElementsAre("10.", "1000", "5 x 200.", "100 x 10")) << testing::PrintToString(runs);
+  EXPECT_EQ(terminal.Line().Received, "0102U");
+  EXPECT_TRUE(terminal.Line().Ended);  // the port was closed
+  EXPECT_THAT(host.Lines(), ElementsAre(kReady, kQuit));
+  EXPECT_EQ(host.ConnectionID(), "17");
+  EXPECT_EQ(console, "");
+  EXPECT_EQ(std::dynamic_pointer_cast<cSerialPortAbstractor>(State().DevicePort)->Parent, State().Driver);
+}
+
+TEST_F(AppTest, ServesANetworkDeviceNamedByTheLastTwoArguments) {
+  SendWhenReady(ControllerCommand("P"));
+  std::vector<std::string> arguments = Ip(network_device.Port());
+  arguments.insert(arguments.begin() + 5, {"127.0.0.9", "1"});
+  const auto runs = Run(arguments);
+  EXPECT_THAT(runs, ElementsAre("10..", "250", "1000", "100 x 10")) << testing::PrintToString(runs);
+  EXPECT_TRUE(network_device.Peer()->Ended);
+  EXPECT_THAT(host.Lines(), ElementsAre(kReady, "2 The torvy plx has been asked to quit. (2)"));
+  EXPECT_EQ(std::dynamic_pointer_cast<cIPStreamAbstractor>(State().DevicePort)->Parent, State().Driver);
+}
+
+TEST_F(AppTest, DeviceThatRefusesIsWaitedForSixHundredTicks) {
+  const auto runs = Run(Ip(refusing.Number()));
+  EXPECT_THAT(runs, ElementsAre("10...", "40 x 250", "1000", "100 x 10")) << testing::PrintToString(runs);
+  EXPECT_THAT(host.Lines(), ElementsAre("2 IP Open  to 127.0.0.1:" + std::to_string(refusing.Number()) + " failed."));
+  EXPECT_TRUE(State().QuitRequested);
+}
+
+TEST_F(AppTest, PortThatCannotBeHadIsLoggedAndEndsTheProcess) {
+  const std::pair<const char*, const char*> cases[] = {
+      {"no-such-port", "4 torvy: unable to find a serial port named: no-such-port"},
+      {"/dev/null", "4 torvy: unable to open the port named: /dev/null"}};
+  for (const auto& [port, line] : cases) {
+    host.ForgetLog();
+    State().QuitRequested = false;
+    const auto runs = Run(Serial(port));
+    EXPECT_THAT(runs, ElementsAre("10.", "1000", "100 x 10")) << testing::PrintToString(runs);
+    EXPECT_THAT(host.Lines(), ElementsAre(line));
+    EXPECT_EQ(console, "");
+  }
+}
+
+TEST_F(AppTest, TellsOfItsStartInDebugMode) {
+  DebugFromTheStart();
+  Run(Serial("no-such-port"));
+  EXPECT_THAT(host.Lines(), ElementsAre(MatchesRegex("4 Quorvane connection successful after: [01] ticks."),
+                                        "4 torvy making local serial connection to port named (no-such-port)",
+                                        "4 torvy: unable to find a serial port named: no-such-port"));
+  host.ForgetLog();
+  State().DebugMode = State().QuitRequested = false;
+  State().DevicePort.reset();
+  State().Driver.reset();
+  State().HostSocket.reset();
+  const std::string port = std::to_string(refusing.Number());
+  Run(Ip(refusing.Number()));
+  EXPECT_THAT(host.Lines(), ElementsAre(MatchesRegex("4 Quorvane connection successful after: [01] ticks."),
+                                        "4 torvy making IP connection to (127.0.0.1) port (" + port + ")",
+                                        "4 torvy opening IP connection, polling and waiting...",
+                                        "4 torvy Connection failed to open after 600 ticks.",
+                                        "2 IP Open  to 127.0.0.1:" + port + " failed."));
+}
+
+TEST_F(AppTest, DropsCommandsWhileTheDeviceDoesNotAnswer) {
+  host.OnHandshake = [this] {
+    host.Send(DeviceCommand("0102", "ON", "1"));
+    host.Send(RawDataCommand("0102U"));
+    host.Send(ControllerCommand("Q"));
+  };
+  clock.may_pass = [this] { return State().HostSocket == nullptr || host.Log().size() == 1; };
+  const auto runs = Run(Ip(refusing.Number()));
+  EXPECT_THAT(runs, Contains("40 x 250")) << testing::PrintToString(runs);
+  EXPECT_THAT(host.Lines(), ElementsAre(kQuit, testing::StartsWith("2 IP Open  to ")));
+}
+
+TEST_F(AppTest, HostThatEndsTheLinkEndsTheProcess) {
+  SendWhenReady(ControllerCommand("D"));
+  clock.before_wait = [&](const VirtualClock::Wait& wait) {
+    if (wait.limit == std::chrono::milliseconds(200)) host.Link()->Close();
+    return 0;
+  };
+  const auto runs = Run(Serial(terminal.Path()));
+  EXPECT_THAT(runs, ElementsAre("10.", "1000", "200.", "100 x 10")) << testing::PrintToString(runs);
+  EXPECT_EQ(console, "Quorvane Pipe Error\n\n");
+}
+
+TEST(ProcessState, ReleasesThePortThenTheDriverThenTheHostSocket) {
+  std::string order;
+  const auto named = [&order](const char* name) {
+    return std::shared_ptr<void>(nullptr, [&order, name](void*) { order += name; });
+  };
+  ProcessState state;
+  state.HostSocket = {named("socket"), nullptr};
+  state.Driver = {named("driver "), nullptr};
+  state.DevicePort = {named("port "), nullptr};
+  state.Release();
+  EXPECT_EQ(order, "port driver socket");
+}
+
+}  // namespace
