@@ -1,7 +1,20 @@
 #include "peers/channel.h"
 
+#include <sys/socket.h>
+
 void Channel::Send(std::string_view bytes) {
   if (TakesOutput()) output_.Append(bytes);
+}
+
+void Channel::Reset() {
+  const linger at_once{1, 0};
+  setsockopt(DescriptorNumber(), SOL_SOCKET, SO_LINGER, &at_once, sizeof at_once);
+  Close();
+}
+
+void Channel::FinishSending() {
+  finished_ = true;
+  shutdown(DescriptorNumber(), SHUT_WR);
 }
 
 platform::EventSource::Interest Channel::PrepareToWait() {

@@ -26,7 +26,14 @@ class Channel : public platform::ByteStream {
   // How many bytes are still queued.
   std::size_t Unsent() const { return output_.Size(); }
 
+  // Whether what is sent can still arrive, as far as this side knows.
+  bool CanSend() const { return TakesOutput() && !Ended && !finished_; }
+
   void Close() { CloseStream(); }
+  // Closes a socket so that the other side sees it broken.
+  void Reset();
+  // Tells the other side of a socket that nothing more will come; reads on.
+  void FinishSending();
   // For calls that only the descriptor itself allows; -1 when closed.
   int Number() const { return DescriptorNumber(); }
 
@@ -38,6 +45,7 @@ class Channel : public platform::ByteStream {
 
  private:
   platform::OutputQueue output_;
+  bool finished_ = false;
 };
 
 #endif  // PEERS_CHANNEL_H_

@@ -75,15 +75,23 @@ void ChildProcess::Signal(int signal) const {
   kill(id_, signal);
 }
 
-double ChildProcess::ProcessorSeconds() const {
-  constexpr int kFieldsBefore = 13;
+bool ChildProcess::IsBusy() const {
   std::ifstream stat("/proc/" + std::to_string(id_) + "/stat");
-  std::string field;
-  for (int i = 0; i < kFieldsBefore; ++i) stat >> field;
-  double user = 0;
-  double system = 0;
-  stat >> user >> system;
-  return (user + system) / static_cast<double>(sysconf(_SC_CLK_TCK));
+  std::string number;
+  std::string name;
+  std::string state;
+  stat >> number >> name >> state;
+  return state == "R";
+}
+
+long ChildProcess::Count(const std::string& name) const {
+  std::ifstream status("/proc/" + std::to_string(id_) + "/status");
+  std::string word;
+  long count = 0;
+  while (status >> word) {
+    if (word == name) status >> count;
+  }
+  return count;
 }
 
 std::optional<int> ChildProcess::Status() {

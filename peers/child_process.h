@@ -28,14 +28,19 @@ class ChildProcess {
   Channel& Output() { return *output_; }
   void Signal(int signal) const;
 
-  // Processor time that a running child has used, in seconds; the most memory that an ended one has had.
-  double ProcessorSeconds() const;
-  long PeakMemoryKiB() const { return peak_memory_kib_; }
+  // Whether a running child has the processor or waits for it, and how often it has gone to sleep so far.
+  bool IsBusy() const;
+  long Sleeps() const { return Count("voluntary_ctxt_switches:"); }
+  // The most memory that the child has had so far; 0 where the system does not tell.
+  long PeakMemoryKiB() const { return status_ ? peak_memory_kib_ : Count("VmHWM:"); }
 
   // How the child ended, once it has: its exit status, or 128 plus the signal that ended it.
   std::optional<int> Status();
 
  private:
+  // A number that the system tells about a running child, by its name there.
+  long Count(const std::string& name) const;
+
   pid_t id_ = -1;
   std::unique_ptr<Channel> output_;
   std::optional<int> status_;

@@ -2,219 +2,126 @@
 
 #include <unistd.h>
 
-#include <array>
+#include <cerrno>
+#include <cstdio>
 #include <cstdlib>
-#include <fstream>
+#include <cstring>
 #include <iostream>
-#include <optional>
-#include <sstream>
+#include <string_view>
 #include <system_error>
 
 #include "platform/event_pump.h"
-#include "platform/text.h"
-#include "simulator/fault.h"
+#include "simulator/command_line.h"
+#include "simulator/interruption.h"
+#include "simulator/player.h"
 #include "simulator/script.h"
-#include "simulator/session.h"
-#include "simulator/transcript.h"
+#include "simulator/stand_in.h"
 
 namespace {
 
 constexpr int kAsItShouldBe = 0;
 constexpr int kNotAsItShouldBe = 1;
-constexpr int kUsage = 2;
+constexpr int kWrongInput = 2;
 
-constexpr const char* kHelp =
-    "usage: torvy-simulator [OPTION]...\n"
-    "\n"
-    "Starts torvy-driver between a simulated host and a simulated device, sends it commands and shows what "
-    "goes\n"
-    "over each link. Without options it plays a short demonstration over a pseudo-terminal.\n"
-    "\n"
-    "  --ip                     reach the device over TCP instead of a serial line\n"
-    "  --port PATH              use a real device on this serial port\n"
-    "  --other-end PATH         with --port: the port at the other end of the line, to see what arrives\n"
-    "  --device ADDRESS:PORT    use a real device in the network\n"
-    "  --interactive            read steps from the terminal or standard input\n"
-    "  --script FILE            read steps from a file, and check what it expects\n"
-    "  --verbose                show each packet's bytes and debug text\n"
-    "  --driver PATH            the driver to start (default: torvy-driver beside this program)\n"
-    "  --help                   show this text\n"
-    "\n"
-    "Steps, one a line:\n";
-
-constexpr const char* kStatuses =
-    "\n"
-    "Exit status: 0 when all went as it should, 1 when it did not, 2 when the command line or the script is "
-    "wrong\n"
-    "or the driver cannot be started. Colours are shown on a terminal only, and not when NO_COLOR is set.\n";
-
-struct Options {
-  Session::Setup setup;
-  std::string script_path;
-  bool interactive = false;
-  bool verbose = false;
-  bool help = false;
-};
-
-int Refuse(const std::string& why) {
-  std::cerr << "torvy-simulator: " << why << "\nTry torvy-simulator --help.\n";
-  return kUsage;
+int Complain(const std::string& why, int status) {
+  std::cerr << "torvy-simulator: " << why << '\n';
+  return status;
 }
 
-std::string DriverBesideThisProgram() {
-  std::array<char, 4096> path{};
-  const ssize_t length = readlink("/proc/self/exe", path.data(), path.size());
-  const std::string own(path.data(), length > 0 ? static_cast<std::size_t>(length) : 0);
-  return own.substr(0, own.find_last_of('/') + 1) + "torvy-driver";
+// The status, unless standard output has lost something. A reader that has left needs no message.
+int Finish(int status, int write_error) {
+  if (std::fflush(stdout) != 0 && write_error == 0) write_error = errno;
+  if (write_error == 0) return status;
+  if (write_error == EPIPE) return kNotAsItShouldBe;
+  return Complain("cannot write standard output: " + std::generic_category().message(write_error), kNotAsItShouldBe);
 }
 
-// Splits ADDRESS:PORT, where an IPv6 address may stand in brackets.
-bool ReadDevice(const std::string& text, Session::Setup& setup) {
-  const std::size_t colon = text.rfind(':');
-  if (colon == std::string::npos || colon == 0) return false;
-  setup.device_address = text.substr(0, colon);
-  if (setup.device_address.front() == '[' && setup.device_address.back() == ']') {
-    setup.device_address = setup.device_address.substr(1, colon - 2);
+bool WantsColours(const std::string& when) {
+  if (when != "auto") return when == "always";
+  const auto variable = [](const char* name) {
+    const char* const value = std::getenv(name);
+    return std::string_view(value == nullptr ? "" : value);
+  };
+  return isatty(STDOUT_FILENO) == 1 && variable("NO_COLOR").empty() && variable("TERM") != "dumb";
+}
+
+// What the script is for goes before the usual, and may not contradict the command line.
+void ApplyScriptsWay(const Script& script, Options& options) {
+  Device::Place& place = options.setup.place;
+  if (!script.over_ip) return;
+  if (*script.over_ip ? !place.port.empty() : place.over_ip) {
+    throw UsageError(script.name +
+                     (*script.over_ip ? " is for a device over TCP" : " is for a device on a serial line"));
   }
-  setup.device_port = platform::ReadInt32(text.substr(colon + 1));
-  setup.over_ip = true;
-  return setup.device_port > 0;
+  place.over_ip = *script.over_ip;
 }
 
-// Sets the option of that name, if it is one that takes no value.
-bool SetSwitch(const std::string& name, Options& options) {
-  if (name == "--ip") {
-    options.setup.over_ip = true;
-  } else if (name == "--interactive") {
-    options.interactive = true;
-  } else if (name == "--verbose") {
-    options.verbose = true;
-  } else if (name == "--help") {
-    options.help = true;
-  } else {
-    return false;
-  }
-  return true;
-}
-
-// Returns what is wrong with an option that takes a value, if anything.
-std::optional<std::string> SetValue(const std::string& name, const std::string& value, Options& options) {
-  if (name == "--port") {
-    options.setup.port = value;
-  } else if (name == "--other-end") {
-    options.setup.other_end = value;
-  } else if (name == "--script") {
-    options.script_path = value;
-  } else if (name == "--driver") {
-    options.setup.driver = value;
-  } else if (name != "--device") {
-    return Quoted(name) + " is no option";
-  } else if (!ReadDevice(value, options.setup)) {
-    return Quoted(value) + " is no device; one is named like 192.0.2.7:4001";
-  }
-  return std::nullopt;
-}
-
-// Returns what is wrong with the command line, if anything.
-std::optional<std::string> ReadOptions(const std::vector<std::string>& arguments, Options& options) {
-  options.setup.driver = DriverBesideThisProgram();
-  for (std::size_t i = 0; i < arguments.size(); ++i) {
-    if (SetSwitch(arguments[i], options)) continue;
-    const std::string value = i + 1 < arguments.size() ? arguments[i + 1] : std::string();
-    if (auto wrong = SetValue(arguments[i], value, options)) return wrong;
-    if (value.empty()) return arguments[i] + " needs a value";
-    ++i;
-  }
-  if (options.setup.over_ip && !options.setup.port.empty()) return "--port does not go with --ip or --device";
-  if (!options.setup.other_end.empty() && options.setup.port.empty()) return "--other-end needs --port";
-  if (options.interactive && !options.script_path.empty()) return "--interactive does not go with --script";
-  return std::nullopt;
-}
-
-// Reads all steps of a script; a problem names its line.
-std::optional<std::string> ReadScript(std::istream& text, std::vector<Step>& steps) {
-  std::string line;
-  while (std::getline(text, line)) {
-    steps.push_back(ReadStep(line));
-    if (steps.back().kind == Step::Kind::kNotUnderstood) {
-      return "line " + std::to_string(steps.size()) + ": " + steps.back().text;
-    }
-  }
-  return std::nullopt;
-}
-
-bool PlayScript(Session& session, const std::vector<Step>& steps) {
-  for (const Step& step : steps) {
-    if (!session.Perform(step)) return false;
-  }
-  return true;
-}
-
-// Carries out what is typed until it says quit, it ends or the driver does.
-void PlayInput(Session& session, Transcript& transcript) {
-  constexpr std::int32_t kSliceMilliseconds = 10;
-  Channel input{platform::Descriptor(dup(STDIN_FILENO))};
-  transcript.Prompt();
-  while (!session.IsOver()) {
-    platform::EventPump::Instance().Run(kSliceMilliseconds);
-    if (input.Ended && !input.Received.empty()) input.Received += '\n';  // a last line may have none
-    std::size_t end = 0;
-    while (!session.IsOver() && (end = input.Received.find('\n')) != std::string::npos) {
-      session.Perform(ReadStep(input.Received.substr(0, end)));
-      input.Received.erase(0, end + 1);
-      transcript.Prompt();
-    }
-    if (input.Ended) break;
+// Finds the first step that has to see what cannot be seen. Only the demonstration does without.
+void RequireSight(const Script& script) {
+  for (const Script::Line& line : script.lines) {
+    if (!line.step.row->needs_sight) continue;
+    throw UsageError(script.Place(line) + ": what reaches a real device cannot be seen or disturbed from here; " +
+                     "a serial line's other end is named with --other-end");
   }
 }
 
-int Run(const Options& options, const std::vector<Step>& steps) {
-  const bool on_terminal = isatty(STDOUT_FILENO) == 1;
-  const char* const no_color = std::getenv("NO_COLOR");
-  Transcript transcript({.colours = on_terminal && (no_color == nullptr || *no_color == '\0'),
-                         .verbose = options.verbose,
-                         .prompt = options.interactive && on_terminal && isatty(STDIN_FILENO) == 1});
-  Session session(options.setup, transcript);
-  bool in_order = session.WaitUntilReady();
-  if (in_order && options.interactive) {
-    transcript.Note("ready; type help for what can be typed");
-    PlayInput(session, transcript);
-    transcript.EndPrompt();
-  } else if (in_order) {
-    in_order = PlayScript(session, steps);
-  }
-  in_order = session.Finish() && in_order;
-  if (in_order) {
-    transcript.Note("all as it should be");
-  } else {
+int Judge(Session& session, const Player& player, Transcript& transcript, bool in_order) {
+  in_order = session.Finish() && in_order && !player.Failed() && !player.HadWrongLine();
+  if (!in_order) {
     transcript.Problem("not as it should be");
+    return player.HadWrongLine() ? kWrongInput : kNotAsItShouldBe;
   }
-  return in_order ? kAsItShouldBe : kNotAsItShouldBe;
+  transcript.Note(session.Place().CanBeSeen()
+                      ? "all as it should be"
+                      : "all as it should be on the host's side; what reached the device cannot be seen from here");
+  return kAsItShouldBe;
+}
+
+int Play(const Options& options, const Script& script, Transcript& transcript) {
+  Recorder recorder = options.record.empty() ? Recorder() : Recorder(options.record);
+  Session session(options.setup, transcript, recorder);
+  Player player(session);
+  const bool ready = session.WaitUntilReady();
+  if (ready && !options.interactive) {
+    player.PlayScript(script, options.setup.place.CanBeSeen());
+  } else if (ready && isatty(STDIN_FILENO) == 1 && isatty(STDOUT_FILENO) == 1) {
+    player.PlayTerminal();
+  } else if (ready) {
+    player.PlayPipe();
+  }
+  const int status = Judge(session, player, transcript, ready);
+  if (recorder.IsWhole()) return status;
+  return Complain("cannot write " + options.record, kNotAsItShouldBe);
+}
+
+int Run(Options options) {
+  interruption::Watch();
+  platform::EventPump::Instance();  // from here on, a reader that has left is an error like any other
+  Transcript transcript({.colours = WantsColours(options.color), .verbose = options.verbose});
+  if (options.stand_in) {
+    RunStandIn(options.setup.place, options.watch, isatty(STDOUT_FILENO) == 1, transcript);
+    return Finish(kAsItShouldBe, transcript.WriteError());
+  }
+  const Script script = options.script.empty() ? Demonstration() : ReadScript(options.script);
+  if (!options.interactive) ApplyScriptsWay(script, options);
+  if (!options.script.empty() && !options.setup.place.CanBeSeen()) RequireSight(script);
+  const int status = Play(options, script, transcript);
+  return Finish(status, transcript.WriteError());
 }
 
 }  // namespace
 
 int main(int argument_count, char** argument_values) {
-  Options options;
-  if (const auto wrong = ReadOptions({argument_values + 1, argument_values + argument_count}, options)) {
-    return Refuse(*wrong);
-  }
-  if (options.help) {
-    std::cout << kHelp << kScriptHelp << kFaultHelp << kStatuses;
-    return kAsItShouldBe;
-  }
-  std::ifstream file;
-  std::istringstream demonstration(kDemonstration);
-  if (!options.script_path.empty()) {
-    file.open(options.script_path);
-    if (!file) return Refuse("cannot read " + options.script_path);
-  }
-  std::vector<Step> steps;
-  std::istream& source = file.is_open() ? static_cast<std::istream&>(file) : demonstration;
-  if (const auto wrong = ReadScript(source, steps)) return Refuse(options.script_path + ", " + *wrong);
   try {
-    return Run(options, steps);
-  } catch (const std::system_error& failure) {
-    return Refuse(std::string("cannot start: ") + failure.what());
+    const auto asked = ReadCommandLine(argument_count, argument_values);
+    if (const auto* const options = std::get_if<Options>(&asked)) return Run(*options);
+    std::fputs(std::get<std::string>(asked).c_str(), stdout);
+    return Finish(kAsItShouldBe, 0);
+  } catch (const UsageError& error) {
+    return Complain(std::string(error.what()) + "\nTry torvy-simulator --help.", kWrongInput);
+  } catch (const ScriptError& error) {
+    return Complain(error.what(), kWrongInput);
+  } catch (const std::system_error& error) {
+    return Complain(std::string("cannot start: ") + error.what(), kWrongInput);
   }
 }

@@ -1,46 +1,252 @@
 // The simulator as a child process, with the real driver as its own.
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/ioctl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include <csignal>
+#include <cstdlib>
 #include <fstream>
 
 #include "peers/child_process.h"
+#include "peers/pseudo_terminal.h"
 #include "peers/waiting.h"
 
 namespace {
 
-// Runs the simulator; returns its status and what it printed.
-std::pair<int, std::string> Simulate(const std::vector<std::string>& options) {
-  ChildProcess simulator(TORVY_SIMULATOR, options);
-  EXPECT_TRUE(WaitFor([&simulator] { return simulator.Status() && simulator.Output().Ended; }));
-  return {simulator.Status().value_or(-1), simulator.Output().Received};
+using testing::AllOf;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::Not;
+using testing::StartsWith;
+using testing::UnorderedElementsAre;
+
+const std::string kNoDevice = "/dev/null";
+
+// Files for one test, in a folder of their own.
+class Simulator : public testing::Test {
+ protected:
+  const std::string folder = testing::TempDir() + "torvy-simulator-" + std::to_string(getpid());
+
+  void SetUp() override { ASSERT_EQ(mkdir(folder.c_str(), 0700), 0); }
+  void TearDown() override {
+    for (const std::string& file : files_) unlink(file.c_str());
+    rmdir(folder.c_str());
+  }
+
+  std::string File(const std::string& name, const std::string& text = {}) {
+    files_.push_back(folder + "/" + name);
+    if (!text.empty()) std::ofstream(files_.back()) << text;
+    return files_.back();
+  }
+  static std::vector<std::string> Lines(const std::string& path) {
+    std::ifstream file(path);
+    std::vector<std::string> lines;
+    for (std::string line; std::getline(file, line);) lines.push_back(line);
+    return lines;
+  }
+
+  // Starts the simulator with files as its standard input and, unless it is empty, output.
+  std::unique_ptr<ChildProcess> Start(const std::vector<std::string>& options, const std::string& input = kNoDevice,
+                                      const std::string& output = {}) {
+    return std::make_unique<ChildProcess>(TORVY_SIMULATOR, options, [&] {
+      dup2(open(input.c_str(), O_RDONLY), STDIN_FILENO);
+      if (!output.empty()) dup2(open(output.c_str(), O_WRONLY), STDOUT_FILENO);
+      dup2(STDOUT_FILENO, STDERR_FILENO);
+    });
+  }
+  static void WaitForEnd(ChildProcess& simulator) {
+    EXPECT_TRUE(WaitFor([&] { return simulator.Status() && simulator.Output().Ended; }, std::chrono::minutes(2)));
+  }
+
+ private:
+  std::vector<std::string> files_;
+};
+
+TEST_F(Simulator, RefusesWhatIsWrong) {
+  const std::string empty = File("empty", "# nothing to do\n\n");
+  const std::string wrong = File("wrong", "0102 ON\nfoo\n");
+  const std::string late = File("late", "0102 ON\nover ip\n");
+  const std::string serial = File("serial", "over serial\n0102 ON\n");
+  const std::string sight = File("sight", "0102 ON\nexpect 0102U\n");
+  const struct {
+    std::vector<std::string> options;
+    std::string output;
+  } cases[] = {{{"--port"}, "--port"},
+               {{"--device", "nowhere"}, "\"nowhere\" is no device"},
+               {{"--device", "[::1]:1x"}, "\"[::1]:1x\" is no device"},
+               {{"--device=::1:4001"}, "\"::1:4001\" is no device"},
+               {{"--device", "192.0.2.7:65536"}, "a port is 1 to 65535"},
+               {{"--ip", "--port", "/dev/null"}, "--port"},
+               {{"--other-end", "/dev/null"}, "--port"},
+               {{"--watch"}, "--stand-in"},
+               {{"--patience", "0"}, "--patience"},
+               {{"--color=often"}, "--color"},
+               {{"unexpected"}, "unexpected"},
+               {{"--script", "/no/file"}, "cannot read /no/file"},
+               {{"--script", folder}, folder + " is a folder"},
+               {{"--script", empty}, empty + " holds no step"},
+               {{"--script", "-"}, "standard input holds no step"},
+               {{"--script", wrong}, wrong + ":2: \"foo\" is no step"},
+               {{"--script", late}, late + ":2: over ip can only be a script's first step"},
+               {{"--ip", "--script", serial}, serial + " is for a device on a serial line"},
+               {{"--port", "/dev/null", "--script", sight}, sight + ":2: what reaches a real device cannot be seen"},
+               {{"--driver", "/no/such/driver"}, "/no/such/driver"},
+               {{"--driver", "no-such-driver"}, "is no program in PATH"},
+               {{"--record", "/no/file"}, "/no/file"}};
+  for (const auto& c : cases) {
+    const auto simulator = Start(c.options);
+    WaitForEnd(*simulator);
+    EXPECT_EQ(simulator->Status(), 2) << c.output;
+    EXPECT_THAT(simulator->Output().Received, HasSubstr(c.output));
+  }
+  const auto full = Start({"--help"}, kNoDevice, "/dev/full");
+  WaitForEnd(*full);
+  EXPECT_EQ(full->Status(), 1);
 }
 
-TEST(Simulator, DemonstratesBothWaysToTheDevice) {
-  for (const std::vector<std::string>& options : {std::vector<std::string>{}, {"--ip", "--verbose"}}) {
-    const auto [status, output] = Simulate(options);
-    EXPECT_EQ(status, 0);
-    EXPECT_THAT(output, testing::HasSubstr("driver -> device  0304S  unit 0304 stop\n"));
-    EXPECT_THAT(output, testing::EndsWith("the driver ended with status 0\nall as it should be\n"));
+TEST_F(Simulator, TellsHowASessionWent) {
+  const std::string other_byte = File("other-byte", "0102 ON\nexpect 0102D\n");
+  const std::string more_bytes = File("more-bytes", "over ip\n0102 ON\nexpect 0102U\nraw 21\nwait 200\n");
+  const std::string in_vain = File("in-vain", "quit\nexpect log no\n");
+  const std::string right = File("right", "0102 ON\r\n\nexpect 0102U\nquit\nexpect end\n");
+  const std::string typed_wrong = File("typed-wrong", "foo\n0102 ON\nexpect 0102U");
+  const std::string typed_in_vain = File("typed-in-vain", "expect log no\n0102 ON\nexpect 0102U\nexit\n");
+  PseudoTerminal real_port;
+  const struct {
+    std::vector<std::string> options;
+    std::string input;
+    std::string output_file;
+    int status;
+    testing::Matcher<std::string> output;
+  } cases[] = {
+      {{},
+       kNoDevice,
+       "",
+       0,
+       AllOf(HasSubstr("driver -> device  0304S  unit 0304 stop\n"), HasSubstr("as expected       0304S\n"),
+             EndsWith("the driver ended with status 0\nall as it should be\n"))},
+      {{"--ip", "--verbose", "--color=always"},
+       kNoDevice,
+       "",
+       0,
+       AllOf(HasSubstr("mcmd = ON"), HasSubstr("\x1b[32m"), EndsWith("all as it should be\n"))},
+      {{}, kNoDevice, "/dev/full", 1, testing::_},
+      {{"--port", real_port.Path()},
+       kNoDevice,
+       "",
+       0,
+       AllOf(Not(HasSubstr("expected       0102U")), EndsWith("what reached the device cannot be seen from here\n"))},
+      {{"--script", other_byte},
+       kNoDevice,
+       "",
+       1,
+       HasSubstr(other_byte + ":2: expected the device to get \"D\" after 4 right bytes, it got \"U\"\n")},
+      {{"--script", more_bytes},
+       kNoDevice,
+       "",
+       1,
+       HasSubstr("the device got more than was expected: !  (raw bytes)\n")},
+      {{"--script", in_vain}, kNoDevice, "", 1, HasSubstr(in_vain + ":2: waited in vain for the log line \"no\"")},
+      {{"--script", "-"}, right, "", 0, EndsWith("all as it should be\n")},
+      {{"--interactive"},
+       typed_wrong,
+       "",
+       2,
+       AllOf(HasSubstr("standard input:1: \"foo\" is no step"), HasSubstr("as expected       0102U\n"))},
+      {{"--interactive", "--patience", "1"},
+       typed_in_vain,
+       "",
+       1,
+       AllOf(HasSubstr("standard input:1: waited in vain"), HasSubstr("as expected       0102U\n"))}};
+  std::vector<std::unique_ptr<ChildProcess>> simulators;
+  for (const auto& c : cases) simulators.push_back(Start(c.options, c.input, c.output_file));
+  for (std::size_t i = 0; i < simulators.size(); ++i) {
+    WaitForEnd(*simulators[i]);
+    EXPECT_EQ(simulators[i]->Status(), cases[i].status) << simulators[i]->Output().Received;
+    EXPECT_THAT(simulators[i]->Output().Received, cases[i].output);
   }
 }
 
-TEST(Simulator, TellsWhatIsNotAsItShouldBe) {
-  const std::string script = testing::TempDir() + "torvy-script-" + std::to_string(getpid());
-  const std::pair<const char*, int> scripts[] = {{"0102 ON\nexpect 0102D\n", 1},
-                                                 {"0102 ON\nexpect 0102U\nraw 21\nwait 200\n", 1},
-                                                 {"# only a comment\nfoo\n", 2},
-                                                 {"0102 ON\r\n\nexpect 0102U\nquit\nexpect end\n", 0}};
-  for (const auto& [text, status] : scripts) {
-    std::ofstream(script) << text;
-    EXPECT_EQ(Simulate({"--script", script}).first, status) << text;
+TEST_F(Simulator, WatchesTheOtherEndOfARealLineAndRecords) {
+  PseudoTerminal port;
+  PseudoTerminal other_end;
+  port.Line().OnChange = [&] { other_end.Line().Send(std::exchange(port.Line().Received, {})); };
+  const std::string record = File("record");
+  const std::string script = File("script", "debug\n0102 ON\nexpect 0102U\nraw 65 6E 64\nexpect \\65nd\nwait 200\n");
+  const auto first =
+      Start({"--port", port.Path(), "--other-end", other_end.Path(), "--script", script, "--record", record});
+  WaitForEnd(*first);
+  EXPECT_EQ(first->Status(), 0) << first->Output().Received;
+  // Device bytes and log lines come over two links, in either order.
+  EXPECT_THAT(
+      Lines(record),
+      UnorderedElementsAre("# recorded by torvy-simulator", "over serial", "debug", "0102 ON", "expect 0102U",
+                           "expect log received command from Quorvane:\\20", "expect log sending command: (0102U)",
+                           "raw 65 6E 64", "expect \\65nd", "expect log received command from Quorvane: X", "wait 200",
+                           "quit", "expect log received command from Quorvane: Q",
+                           "expect log The torvy plx has been asked to quit. (1)", "expect end"));
+  const auto again = Start({"--script", record});
+  WaitForEnd(*again);
+  EXPECT_EQ(again->Status(), 0) << again->Output().Received;
+}
+
+TEST_F(Simulator, StandsInForTheDevice) {
+  const auto device = Start({"--stand-in"});
+  const auto watched = Start({"--stand-in", "--watch"});
+  const std::string kStart = "the interface is at ";
+  for (int driver = 0; driver < 2; ++driver) {  // one may leave and the next come
+    for (ChildProcess* simulator : {device.get(), watched.get()}) {
+      std::string& output = simulator->Output().Received;
+      ASSERT_TRUE(WaitFor([&] { return output.find("Ctrl-C ends.\n") != std::string::npos; }));
+      ASSERT_THAT(output, StartsWith(kStart));
+      const std::string path = output.substr(kStart.size(), output.find('\n') - kStart.size());
+      const platform::Descriptor port(open(path.c_str(), O_RDWR | O_NOCTTY));
+      ASSERT_EQ(write(port.Number(), "0102U", 5), 5);
+      const std::string shown =
+          simulator == device.get() ? "0102U  unit 0102 up (ON)\n" : "  " + std::to_string(driver + 1) + "\n";
+      EXPECT_TRUE(WaitFor([&] { return output.ends_with(shown); })) << output;
+    }
   }
-  remove(script.c_str());
-  const std::vector<std::string> wrong[] = {{"--port"},     {"--device", "nowhere"},  {"--ip", "--port", "/dev/null"},
-                                            {"unexpected"}, {"--script", "/no/file"}, {"--driver", "/no/such/driver"}};
-  for (const auto& options : wrong) EXPECT_EQ(Simulate(options).first, 2) << options.front();
+  for (ChildProcess* simulator : {device.get(), watched.get()}) {
+    simulator->Signal(SIGINT);
+    WaitForEnd(*simulator);
+    EXPECT_EQ(simulator->Status(), 0);
+  }
+}
+
+TEST_F(Simulator, IsTypedToAtATerminal) {
+  PseudoTerminal terminal;
+  const platform::Descriptor shell(open(terminal.Path().c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK));
+  ChildProcess simulator(TORVY_SIMULATOR, {"--interactive"}, [&] {
+    setenv("TERM", "xterm", 1);
+    setsid();
+    const int line = open(terminal.Path().c_str(), O_RDWR);
+    for (const int number : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) dup2(line, number);
+  });
+  std::string& shown = terminal.Line().Received;
+  const auto type = [&](const std::string& text, const std::string& answer) {
+    shown.clear();
+    terminal.Line().Send(text);
+    EXPECT_TRUE(WaitFor([&] { return shown.find(answer) != std::string::npos; })) << text << shown;
+  };
+  type("", "torvy> ");
+  type("exp\t\t", "expect memory");
+  type("\x03", "^C");
+  type("stream -1\r", "stream takes a number from 1 to 1000000");
+  type("expect lo\tno\r", "\r\n");
+  type("\x03", "interrupted while waiting for the log line \"no\"");
+  type("0102 ON\r", "unit 0102 up (ON)");
+  type("\x1b[A\r", "unit 0102 up (ON)");
+  terminal.Line().Send("fault host close\rrm -r half-typed");
+  EXPECT_TRUE(WaitFor([&] { return simulator.Status().has_value(); }));
+  EXPECT_EQ(simulator.Status(), 0) << shown;
+  int waiting = -1;
+  ASSERT_EQ(ioctl(shell.Number(), FIONREAD, &waiting), 0);
+  EXPECT_EQ(waiting, 0);
 }
 
 }  // namespace

@@ -1,0 +1,155 @@
+// What a session waits for, and what it says when it does not come.
+
+#include <algorithm>
+
+#include "platform/event_pump.h"
+#include "platform/ticks.h"
+#include "simulator/interruption.h"
+#include "simulator/session.h"
+#include "simulator/wording.h"
+
+namespace {
+
+constexpr std::size_t kMostShown = 60;
+
+// Bytes for a message: all of a few, the number of many.
+std::string Shown(const std::string& bytes) {
+  return bytes.size() > kMostShown ? std::to_string(bytes.size()) + " bytes" : Quoted(Printable(bytes));
+}
+
+}  // namespace
+
+bool Session::Wait(std::int32_t milliseconds) {
+  const auto end = platform::MonotonicNow() + std::chrono::milliseconds(milliseconds);
+  while (platform::MonotonicNow() < end) {
+    constexpr std::chrono::milliseconds kSlice{50};
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - platform::MonotonicNow());
+    platform::EventPump::Instance().Run(static_cast<std::int32_t>(std::clamp(left, {}, kSlice).count()));
+    device_.ShowRest();
+    if (interruption::IsPending()) return Fail("interrupted");
+  }
+  return true;
+}
+
+bool Session::ExpectDevice(const std::string& bytes) {
+  device_expected_ = true;
+  const auto decided = [this, &bytes] {
+    const auto [here, there] = std::mismatch(device_bytes_.begin(), device_bytes_.end(), bytes.begin(), bytes.end());
+    return there == bytes.end() || here != device_bytes_.end();
+  };
+  if (!Await(decided, "the device to get " + Shown(bytes))) return false;
+  if (!device_bytes_.starts_with(bytes)) {
+    const auto same = std::mismatch(device_bytes_.begin(), device_bytes_.end(), bytes.begin(), bytes.end()).first;
+    const auto index = static_cast<std::size_t>(same - device_bytes_.begin());
+    const std::string after = index == 0 ? "" : " after " + std::to_string(index) + " right bytes";
+    return Fail("expected the device to get " + Shown(bytes.substr(index)) + after + ", it got " +
+                Shown(device_bytes_.substr(index)));
+  }
+  device_bytes_.erase(0, bytes.size());
+  return true;
+}
+
+bool Session::ExpectStream() {
+  return stream_bytes_.empty() ? Fail("no stream was sent") : ExpectDevice(stream_bytes_);
+}
+
+bool Session::ExpectLog(const std::string& text) {
+  const auto logged = [this, &text] {
+    while (logs_seen_ < host_.Log().size()) {
+      if (host_.Log()[logs_seen_++].text == text) return true;
+    }
+    return false;
+  };
+  return Await(logged, "the log line " + Quoted(Printable(text)));
+}
+
+bool Session::ExpectConsole(const std::string& text) {
+  return Await([&] { return driver_.Output().Received.find(text) != std::string::npos; },
+               "the console to show " + Quoted(Printable(text)));
+}
+
+bool Session::ExpectIdle() {
+  constexpr int kSamples = 250;
+  constexpr int kMostBusy = kSamples / 5;
+  constexpr double kMostSleepsASecond = 50;
+  int samples = 0;
+  int busy = 0;
+  long sleeps = 0;
+  std::chrono::nanoseconds start{};
+  const auto rests = [&] {
+    if (samples == 0) {
+      busy = 0;
+      sleeps = driver_.Sleeps();
+      start = platform::MonotonicNow();
+    }
+    if (driver_.IsBusy()) ++busy;
+    if (++samples < kSamples) return false;
+    samples = 0;
+    const std::chrono::duration<double> elapsed = platform::MonotonicNow() - start;
+    return busy <= kMostBusy && static_cast<double>(driver_.Sleeps() - sleeps) <= kMostSleepsASecond * elapsed.count();
+  };
+  const auto decided = [&] { return driver_.Status() || rests(); };
+  if (!Await(decided, "the driver to come to rest")) return false;
+  return !driver_.Status() || Fail("expected the driver at rest; it has ended with " + StateOfTheEnd());
+}
+
+bool Session::ExpectEnd() {
+  if (!Await([this] { return driver_.Status().has_value(); }, "the driver to end")) return false;
+  return driver_.Status() == 0 || Fail("expected status 0; the driver ended with " + StateOfTheEnd());
+}
+
+bool Session::ExpectMemory(std::int32_t mebibytes) {
+  constexpr long kKibibytes = 1024;
+  if (!driver_.Status()) return Fail("the driver's most memory is known only after its end");
+  const long more = driver_.PeakMemoryKiB() - memory_when_ready_;
+  return more < mebibytes * kKibibytes ||
+         Fail("the driver had " + std::to_string(more) + " KiB more than when it was ready");
+}
+
+bool Session::IsLookedInto() {
+  if (!place_.CanBeSeen()) return Fail("what reaches a real device cannot be seen or disturbed from here");
+  return device_.Link() != nullptr || Fail("the driver has not connected to the device");
+}
+
+std::size_t Session::Progress() {
+  const std::size_t unsent = host_.Link() == nullptr ? 0 : HostLink().Unsent();
+  return bytes_sent_ - std::min(unsent, bytes_sent_) + device_.BytesSeen() + host_.Log().size() +
+         driver_.Output().Received.size();
+}
+
+bool Session::Await(const std::function<bool()>& condition, const std::string& what) {
+  return Await(condition, what, patience_);
+}
+
+bool Session::Await(const std::function<bool()>& condition, const std::string& what, std::chrono::seconds patience) {
+  // Progress renews the patience, so that a slow machine breaks nothing; but nothing is waited for without end, and
+  // nothing comes from a driver that has ended once what it left is taken.
+  constexpr int kMostPatiences = 20;
+  constexpr int kMostPassesAfterEnd = 20;
+  constexpr std::int32_t kSliceMilliseconds = 2;
+  const auto last = platform::MonotonicNow() + kMostPatiences * patience;
+  auto deadline = platform::MonotonicNow() + patience;
+  int passes_after_end = 0;
+  std::size_t before = Progress();
+  while (!condition()) {
+    if (interruption::IsPending()) return Fail("interrupted while waiting for " + what);
+    if (transcript_.WriteError() != 0) return false;
+    passes_after_end = driver_.Status() ? passes_after_end + 1 : 0;
+    if (platform::MonotonicNow() >= std::min(deadline, last) || passes_after_end > kMostPassesAfterEnd) {
+      return Fail("waited in vain for " + what + (driver_.Status() ? "; the driver has ended" : ""));
+    }
+    platform::EventPump::Instance().Run(kSliceMilliseconds);
+    device_.ShowRest();
+    if (const std::size_t now = Progress(); now != before) {
+      before = now;
+      deadline = platform::MonotonicNow() + patience;
+      passes_after_end = 0;
+    }
+  }
+  return true;
+}
+
+bool Session::Fail(const std::string& why) {
+  transcript_.Problem(where_ + why);
+  return false;
+}

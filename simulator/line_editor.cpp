@@ -1,0 +1,170 @@
+#include "simulator/line_editor.h"
+
+#include <histedit.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <cwchar>
+#include <string_view>
+#include <utility>
+
+#include "platform/event_pump.h"
+#include "simulator/interruption.h"
+#include "simulator/steps.h"
+
+namespace {
+
+constexpr const char* kPrompt = "torvy> ";
+
+// Tells when standard input has something; takes nothing itself.
+class InputWatch : public platform::EventSource {
+ public:
+  bool Ready = false;
+
+ protected:
+  Interest PrepareToWait() override { return {.descriptor = STDIN_FILENO, .read = !Ready}; }
+  void HandleReady() override { Ready = true; }
+};
+
+void Show(std::string_view text) {
+  std::fwrite(text.data(), 1, text.size(), stdout);
+  std::fflush(stdout);
+}
+
+// What all the texts begin with.
+std::string CommonBeginning(const std::vector<std::string>& texts) {
+  std::string common = texts.front();
+  for (const std::string& text : texts) {
+    const auto end = std::mismatch(common.begin(), common.end(), text.begin(), text.end()).first;
+    common.erase(end, common.end());
+  }
+  return common;
+}
+
+}  // namespace
+
+class LineEditor::Terminal {
+ public:
+  explicit Terminal(Transcript& transcript) : transcript_(transcript) {
+    const char* const kind = std::getenv("TERM");
+    dumb_ = kind == nullptr || *kind == '\0' || std::string_view(kind) == "dumb";
+    HistEvent event{};
+    history(history_.get(), &event, H_SETSIZE, kHistorySize);
+    history(history_.get(), &event, H_SETUNIQUE, 1);
+    el_set(editor_.get(), EL_CLIENTDATA, this);
+    el_set(editor_.get(), EL_GETCFN, &Terminal::Character);
+    el_set(editor_.get(), EL_PROMPT, &Terminal::Prompt);
+    el_set(editor_.get(), EL_EDITOR, "emacs");
+    el_set(editor_.get(), EL_HIST, history, history_.get());
+    el_set(editor_.get(), EL_ADDFN, "complete-step", "Complete a step", &Terminal::Complete);
+    el_set(editor_.get(), EL_BIND, "^I", "complete-step", nullptr);
+    el_source(editor_.get(), nullptr);
+    transcript_.BeforeLine = [this] {
+      if (reading_) Show(dumb_ ? "\n" : "\r\x1b[K");
+    };
+    transcript_.AfterLine = [this] {
+      if (reading_) el_set(editor_.get(), EL_REFRESH);
+    };
+  }
+  ~Terminal() {
+    transcript_.BeforeLine = nullptr;
+    transcript_.AfterLine = nullptr;
+    // What was typed for this program is not for the shell.
+    tcflush(STDIN_FILENO, TCIFLUSH);
+  }
+  Terminal(const Terminal&) = delete;
+  Terminal& operator=(const Terminal&) = delete;
+
+  std::optional<std::string> ReadLine(const std::function<bool()>& is_over) {
+    is_over_ = &is_over;
+    for (;;) {
+      interrupted_ = false;
+      reading_ = true;
+      int count = 0;
+      const char* const typed = el_gets(editor_.get(), &count);
+      reading_ = false;
+      if (interrupted_) {
+        Show("^C\n");
+        el_reset(editor_.get());
+        continue;
+      }
+      if (typed == nullptr || count <= 0 || is_over()) {
+        Show(dumb_ ? "\n" : "\r\x1b[K");
+        return std::nullopt;
+      }
+      std::string line(typed, static_cast<std::size_t>(count));
+      while (line.ends_with('\n')) line.pop_back();
+      HistEvent event{};
+      if (!line.empty()) history(history_.get(), &event, H_ENTER, line.c_str());
+      return line;
+    }
+  }
+
+ private:
+  static constexpr int kHistorySize = 500;
+
+  static Terminal& Of(EditLine* editor) {
+    Terminal* self = nullptr;
+    el_get(editor, EL_CLIENTDATA, &self);
+    return *self;
+  }
+
+  // Called by the editor for the next character: 1 with one, 0 when there will be none.
+  static int Character(EditLine* editor, wchar_t* character) { return Of(editor).NextCharacter(*character); }
+
+  int NextCharacter(wchar_t& character) {
+    constexpr std::int32_t kSliceMilliseconds = 10;
+    std::mbstate_t state{};
+    for (;;) {
+      input_.Ready = false;
+      while (!input_.Ready) {
+        if (interruption::Take()) interrupted_ = true;
+        if (interrupted_ || interruption::IsEnd() || (*is_over_)()) return 0;
+        platform::EventPump::Instance().Run(kSliceMilliseconds);
+      }
+      char byte = 0;
+      if (read(STDIN_FILENO, &byte, 1) != 1) return 0;
+      const std::size_t length = std::mbrtowc(&character, &byte, 1, &state);
+      if (length == static_cast<std::size_t>(-1)) state = {};  // no character: dropped
+      if (length <= 1) return 1;
+    }
+  }
+
+  static char* Prompt(EditLine* /*editor*/) { return const_cast<char*>(kPrompt); }
+
+  static unsigned char Complete(EditLine* editor, int /*key*/) {
+    const LineInfo* const info = el_line(editor);
+    const std::string typed(info->buffer, static_cast<std::size_t>(info->cursor - info->buffer));
+    const std::vector<std::string> steps = StepsThatBegin(typed);
+    if (steps.empty()) return CC_REFRESH_BEEP;
+    const std::string rest = CommonBeginning(steps).substr(typed.size()) + (steps.size() == 1 ? " " : "");
+    if (!rest.empty()) {
+      el_insertstr(editor, rest.c_str());
+      return CC_REFRESH;
+    }
+    std::string list = "\n";
+    for (const std::string& step : steps) list += "  " + step + "\n";
+    Show(list);
+    return CC_REDISPLAY;
+  }
+
+  Transcript& transcript_;
+  std::unique_ptr<History, decltype(&history_end)> history_{history_init(), &history_end};
+  std::unique_ptr<EditLine, decltype(&el_end)> editor_{el_init("torvy-simulator", stdin, stdout, stderr), &el_end};
+  InputWatch input_;
+  const std::function<bool()>* is_over_ = nullptr;
+  bool reading_ = false;
+  bool interrupted_ = false;
+  bool dumb_ = false;
+};
+
+LineEditor::LineEditor(Transcript& transcript) : terminal_(std::make_unique<Terminal>(transcript)) {}
+
+LineEditor::~LineEditor() = default;
+
+std::optional<std::string> LineEditor::ReadLine(const std::function<bool()>& is_over) {
+  return terminal_->ReadLine(is_over);
+}

@@ -1,0 +1,60 @@
+#include "simulator/player.h"
+
+#include <unistd.h>
+
+#include "peers/channel.h"
+#include "platform/event_pump.h"
+#include "simulator/interruption.h"
+#include "simulator/line_editor.h"
+
+void Player::PlayScript(const Script& script, bool sight) {
+  for (const Script::Line& line : script.lines) {
+    if (line.step.row->needs_sight && !sight) continue;
+    failed_ = !session_.Perform(line.step, script.Place(line));
+    if (failed_) break;
+  }
+  interruption::Take();  // what is left is to end in order
+}
+
+void Player::PlayPipe() {
+  constexpr std::int32_t kSliceMilliseconds = 10;
+  Channel input{platform::Descriptor(dup(STDIN_FILENO))};
+  int number = 0;
+  while (!interruption::IsPending()) {
+    // The driver's end is looked at first: what was there by then is still carried out.
+    const bool last_turn = session_.DriverHasEnded() || input.Ended;
+    platform::EventPump::Instance().Run(last_turn ? 0 : kSliceMilliseconds);
+    if (input.Ended && !input.Received.empty()) input.Received += '\n';  // a last line may have none
+    std::size_t end = 0;
+    while ((end = input.Received.find('\n')) != std::string::npos && !interruption::IsPending()) {
+      PlayLine(input.Received.substr(0, end), "standard input:" + std::to_string(++number));
+      input.Received.erase(0, end + 1);
+    }
+    if (last_turn) break;
+  }
+  if (interruption::Take()) failed_ = true;
+}
+
+void Player::PlayTerminal() {
+  LineEditor editor(session_.Output());
+  session_.Output().Note("ready; type help for what can be typed, quit to end");
+  const auto is_over = [this] { return session_.DriverHasEnded() || session_.Output().WriteError() != 0; };
+  while (!session_.QuitWasSent() && !is_over()) {
+    const auto line = editor.ReadLine(is_over);
+    if (!line) break;
+    PlayLine(*line, {});
+  }
+}
+
+void Player::PlayLine(std::string_view line, const std::string& place) {
+  const Step step = ReadStep(line);
+  const bool typed = place.empty();
+  if (!step.wrong.empty()) {
+    session_.Output().Problem(typed ? step.wrong : place + ": " + step.wrong);
+    if (!typed) had_wrong_line_ = true;
+    return;
+  }
+  if (session_.Perform(step, place)) return;
+  const bool left = typed && interruption::Take();
+  if (!left) failed_ = true;
+}

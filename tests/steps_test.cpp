@@ -1,0 +1,146 @@
+// The simulator's language and its help; what a person types and reads.
+
+#include "simulator/steps.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <sstream>
+
+#include "simulator/command_line.h"
+#include "simulator/unit_view.h"
+#include "simulator/wording.h"
+
+namespace {
+
+using testing::ElementsAre;
+
+TEST(Steps, AreRead) {
+  const struct {
+    std::string_view line;
+    std::string_view words;
+    std::string_view text = {};
+    std::string_view address = {};
+    std::int32_t count = 0;
+  } cases[] = {{"0102 ON", "", "ON", "0102"},
+               {"  0102\tall off \r", "", "all off", "0102"},
+               {"command all ON", "command", "ON", "all"},
+               {"RAW 1 fF 00", "raw", std::string_view("\x01\xFF\0", 3)},
+               {"expect 0102U\\0D\\5C", "expect", "0102U\r\\"},
+               {"expect log two  blanks\\20", "expect log", "two  blanks "},
+               {"Fault  Device pause", "fault device pause"},
+               {"stream 1000000", "stream", {}, {}, 1'000'000},
+               {"Exit", "exit"}};
+  for (const auto& c : cases) {
+    const Step step = ReadStep(c.line);
+    ASSERT_NE(step.row, nullptr) << c.line << step.wrong;
+    EXPECT_EQ(step.row->words, c.words) << c.line;
+    EXPECT_EQ(step.text, c.text);
+    EXPECT_EQ(step.address, c.address);
+    EXPECT_EQ(step.count, c.count);
+  }
+  for (const std::string_view nothing : {"", " \r", "  # 0102 ON"}) {
+    EXPECT_EQ(ReadStep(nothing).row, nullptr);
+    EXPECT_EQ(ReadStep(nothing).wrong, "");
+  }
+}
+
+TEST(Steps, SayWhatIsWrongWithALine) {
+  std::string too_much = "raw";
+  for (int i = 0; i < 245; ++i) too_much += " 31";
+  const std::pair<std::string_view, const char*> cases[] = {
+      {"foo", "\"foo\" is no step; help lists them"},
+      {"strem 5", "\"strem 5\" is no step; help lists them"},
+      {"fault x", "\"fault x\" is no step; help lists them"},
+      {"0102", "a device command takes an address and a command: 0102 ON"},
+      {"raw", "raw takes bytes in hexadecimal, such as 01 2A FF"},
+      {"raw 1 123", "raw takes bytes in hexadecimal, such as 01 2A FF; \"123\" is none"},
+      {"raw 1g", "raw takes bytes in hexadecimal, such as 01 2A FF; \"1g\" is none"},
+      {too_much.c_str(), "raw takes at most 244 bytes, which is what one packet carries"},
+      {"stream -1", "stream takes a number from 1 to 1000000; \"-1\" is none"},
+      {"wait 5x", "wait takes a number from 1 to 1000000; \"5x\" is none"},
+      {"fill 1000001", "fill takes a number from 1 to 1000000; \"1000001\" is none"},
+      {"expect memory", "expect memory takes a number from 1 to 1000000"},
+      {"expect", "expect takes a text"},
+      {"expect \\4", "expect takes a text in which \\ has two hexadecimal digits: \"\\4\""},
+      {"quit now", "quit takes nothing more; here it is followed by \"now\""}};
+  for (const auto& [line, wrong] : cases) {
+    EXPECT_EQ(ReadStep(line).wrong, wrong);
+    EXPECT_EQ(ReadStep(line).row, nullptr);
+  }
+}
+
+TEST(Steps, AreCompleted) {
+  EXPECT_THAT(StepsThatBegin("EXPECT l"), ElementsAre("expect log"));
+  EXPECT_THAT(StepsThatBegin("fault h"),
+              ElementsAre("fault host pause", "fault host close", "fault host reset", "fault host finish"));
+  EXPECT_THAT(StepsThatBegin("over"), ElementsAre());
+}
+
+// The page in one line and in small letters, without what only the formatter sees.
+std::string ManPage() {
+  std::stringstream text;
+  text << std::ifstream(TORVY_SIMULATOR_MAN_PAGE).rdbuf();
+  std::string page;
+  for (const char c : text.str()) {
+    if (c != '\\') page += static_cast<char>(c == '\n' ? ' ' : std::tolower(static_cast<unsigned char>(c)));
+  }
+  return page;
+}
+
+// How the page introduces an item of a list.
+std::string Item(const std::string& words, const std::string& value, std::string help) {
+  std::string item = words.empty()   ? ".tp .i " + value
+                     : value.empty() ? ".tp .b " + words
+                                     : ".tp .bi \"" + words + "\" \" " + value + "\"";
+  std::erase(help, '\\');
+  item += " " + help;
+  for (char& c : item) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  return item;
+}
+
+TEST(ManPage, ListsWhatHelpLists) {
+  const std::string page = ManPage();
+  std::vector<std::string> items;
+  for (const OptionRow& row : OptionRows()) items.push_back(Item(row.names, row.value, row.help));
+  for (const StepRow& row : StepRows()) {
+    items.push_back(Item(std::string(row.words), std::string(row.operand), std::string(row.help)));
+  }
+  for (const std::string& item : items) EXPECT_NE(page.find(item), std::string::npos) << item;
+  const std::size_t start = page.find(".sh options");
+  const std::string lists = page.substr(start, page.find(".sh exit status") - start);
+  std::size_t count = 0;
+  for (std::size_t at = lists.find(".tp"); at != std::string::npos; at = lists.find(".tp", at + 1)) ++count;
+  EXPECT_EQ(count, items.size());
+}
+
+TEST(Help, FitsATerminal) {
+  const char* const arguments[] = {"torvy-simulator", "-h"};
+  std::istringstream help(std::get<std::string>(ReadCommandLine(2, arguments)));
+  for (std::string line; std::getline(help, line);) EXPECT_LE(line.size(), 80U) << line;
+}
+
+TEST(Wording, PutsBytesInWords) {
+  EXPECT_EQ(DeviceBytesInWords("0102D77S"), "0102D77S  unit 0102 down (OFF), then unit 77 stop");
+  EXPECT_EQ(DeviceBytesInWords("01D2U"), "01D2U  unit 01D2 up (ON)");
+  EXPECT_EQ(DeviceBytesInWords(std::string("0102U\0", 6)), "0102U\\00  (raw bytes)");
+  EXPECT_EQ(Printable("\\\x7F"), "\\5C\\7F");
+}
+
+TEST(UnitView, KeepsOneLineAUnit) {
+  UnitView lines(0);
+  EXPECT_EQ(lines.Take("0102U03", "10:00:00"), "unit 0102     up (ON)     10:00:00  1\n");
+  EXPECT_EQ(lines.Take("04S0102D", "10:00:01"),
+            "unit 0304     stop        10:00:01  1\n"
+            "unit 0102     down (OFF)  10:00:01  2\n");
+  EXPECT_EQ(lines.Take(std::string(1, '\0') + "U", "10:00:02"), "other         raw bytes   10:00:02  1\n");
+  UnitView table(2);
+  table.Take("0001U0002U", "10:00:00");
+  EXPECT_EQ(table.Take("0001D0003S", "10:00:01"),
+            "\x1b[2A\x1b[J"
+            "unit 0001     down (OFF)  10:00:01  2\n"
+            "unit 0003     stop        10:00:01  1\n");
+}
+
+}  // namespace
