@@ -1,21 +1,25 @@
 #include "platform/event_pump.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/time.h>
-#include <time.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
-#include <csignal>
+#include <array>
+#include <cerrno>
 #include <functional>
 #include <memory>
 
+#include "peers/channel.h"
 #include "platform/descriptor.h"
 #include "platform/ticks.h"
+#include "tests/virtual_clock.h"
 
 namespace platform {
 namespace {
 
 using std::chrono::milliseconds;
+using std::chrono::nanoseconds;
 
 EventPump& Pump() {
   return EventPump::Instance();
@@ -94,37 +98,117 @@ TEST(EventPump, HandlerAddsASourceAndRunsThePump) {
   EXPECT_EQ(added->calls, 1);
 }
 
-// However it is disturbed, a run lasts its time and ends, asleep unless there is something to do.
-TEST(EventPump, RunsItsFullTime) {
-  struct sigaction quiet{};
-  quiet.sa_handler = [](int) {};
-  sigaction(SIGALRM, &quiet, nullptr);
-  for (const char* disturbance : {"none", "signals", "flood"}) {
-    SCOPED_TRACE(disturbance);
-    const bool signals = disturbance[0] == 's';
-    const auto flood = disturbance[0] == 'f' ? std::make_unique<ReadySource>() : nullptr;
-    const itimerval every_10_ms{{0, signals ? 10'000 : 0}, {0, signals ? 10'000 : 0}};
-    setitimer(ITIMER_REAL, &every_10_ms, nullptr);
-    const auto start = MonotonicNow();
-    const clock_t used_before = clock();
-    Pump().Run(300);
-    EXPECT_GE(MonotonicNow() - start, milliseconds(300));
-    EXPECT_LT(MonotonicNow() - start, milliseconds(5000));
-    EXPECT_TRUE(flood || clock() - used_before < CLOCKS_PER_SEC / 10);
-    EXPECT_TRUE(!flood || flood->calls > 1);
-  }
-  const itimerval none{};
-  setitimer(ITIMER_REAL, &none, nullptr);
+TEST(EventPump, NestedPassThatRemovesSourcesLeavesTheOuterPassItsOwn) {
+  auto first = std::make_unique<ReadySource>();
+  auto second = std::make_unique<ReadySource>();
+  ReadySource third;
+  ReadySource fourth;
+  second->handler = [&] {
+    first.reset();
+    third.handler = [&] {
+      second.reset();
+      third.handler = nullptr;
+    };
+    second->handler = nullptr;
+    Pump().Run(0);
+  };
+  Pump().Run(0);
+  EXPECT_EQ(second, nullptr);
+  EXPECT_EQ(third.calls, 2);  // once in each pass
+  EXPECT_EQ(fourth.calls, 2);
+  Pump().Run(0);
+  EXPECT_EQ(third.calls, 3);
 }
 
-TEST(Ticks, CountSixtiethsAndDrawWithinTheRange) {
+TEST(EventPump, RunIsOneWaitForItsWholeTime) {
+  const VirtualClock clock;
+  Pump().Run(300);
+  EXPECT_THAT(clock.Runs(), testing::ElementsAre("300"));
+  EXPECT_EQ(clock.waits.size(), 1U);
+}
+
+// A wait that ends early leaves the rest of the run to others, down to less than a millisecond, and none is empty.
+TEST(EventPump, InterruptedRunKeepsItsDeadlineAndDoesNotSpin) {
+  VirtualClock clock;
+  const std::vector<nanoseconds> parts{milliseconds(100), milliseconds(199), nanoseconds(999'999)};
+  clock.before_wait = [&](const VirtualClock::Wait&) {
+    if (clock.waits.size() > parts.size()) return 0;
+    clock.Pass(parts[clock.waits.size() - 1]);
+    return EINTR;
+  };
+  Pump().Run(300);
+  std::vector<nanoseconds> limits;
+  for (const auto& wait : clock.waits) limits.push_back(wait.limit);
+  EXPECT_THAT(limits, testing::ElementsAre(milliseconds(300), milliseconds(200), milliseconds(1), nanoseconds(1)));
+}
+
+TEST(EventPump, WaitThatCannotBeHadCostsABreathAndCallsNobody) {
+  const ReadySource source;
+  VirtualClock clock;
+  clock.before_wait = [](const VirtualClock::Wait&) { return ENOMEM; };
+  Pump().Run(25);
+  EXPECT_EQ(source.calls, 0);
+  EXPECT_EQ(clock.waits.size(), 3U);
+}
+
+TEST(EventPump, RunEndsOnTimeUnderAFlood) {
+  ReadySource flood;
+  VirtualClock clock;
+  flood.handler = [&clock] { clock.Pass(milliseconds(1)); };
+  Pump().Run(300);
+  EXPECT_EQ(flood.calls, 300);
+}
+
+class DueSource : public EventSource {
+ public:
+  nanoseconds due = MonotonicNow() + milliseconds(250);
+  int calls = 0;
+
+ protected:
+  Interest PrepareToWait() override { return {.due = due}; }
+  void HandleReady() override {
+    ++calls;
+    due = kNever;
+  }
+};
+
+TEST(EventPump, DueSourceDoesNotWaitOutTheRun) {
+  const VirtualClock clock;
+  const DueSource source;
+  Pump().Run(1000);
+  EXPECT_EQ(source.calls, 1);
+  EXPECT_THAT(clock.Runs(), testing::ElementsAre("250", "750"));
+}
+
+TEST(EventPump, RunInsideADataHandlerIsNoSpinWhileMoreComes) {
+  const VirtualClock clock;
+  std::array<int, 2> ends{};
+  ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, ends.data()), 0);
+  const Descriptor far_end(ends[1]);
+  Channel channel{Descriptor(ends[0])};
+  channel.OnChange = [&] {
+    EXPECT_EQ(write(far_end.Number(), "more", 4), 4);
+    const std::size_t waits_before = clock.waits.size();
+    Pump().Run(1000);
+    EXPECT_EQ(clock.waits.size(), waits_before + 1);
+    EXPECT_EQ(channel.Received, "first");
+    channel.OnChange = nullptr;
+  };
+  ASSERT_EQ(write(far_end.Number(), "first", 5), 5);
+  Pump().Run(10);
+  Pump().Run(10);
+  EXPECT_EQ(channel.Received, "firstmore");
+}
+
+TEST(Ticks, CountSixtiethsOfASecond) {
+  VirtualClock clock;
   const std::int64_t start = Ticks();
-  Pump().Run(500);
-  EXPECT_GE(Ticks() - start, 29);
-  EXPECT_LT(Ticks() - start, 300);
-  bool drawn[3]{};
-  for (int i = 0; i < 200; ++i) drawn[RandomInRange(100, 102) - 100] = true;
-  EXPECT_TRUE(drawn[0] && drawn[1] && drawn[2]);
+  clock.Pass(milliseconds(16));
+  EXPECT_EQ(Ticks() - start, 0);
+  clock.Pass(milliseconds(1));
+  EXPECT_EQ(Ticks() - start, 1);
+  clock.Pass(milliseconds(983));
+  EXPECT_EQ(Ticks() - start, 60);
 }
 
 }  // namespace
