@@ -125,15 +125,6 @@ TEST_F(Connecting, SlowResolverHoldsNothingUp) {
   resolver_may_answer = true;
 }
 
-TEST_F(Connecting, PeerThatDoesNotAnswerBringsNoEvent) {
-  const SilentListener silent("127.0.0.3", 0);
-  client->Address = "127.0.0.3";
-  client->Port = silent.Port();
-  client->Connect();
-  EXPECT_THAT(Events(0), testing::IsEmpty());
-  EXPECT_FALSE(client->IsConnected());
-}
-
 TEST_F(Connecting, FailuresComeAsOneEventAndNotFromConnect) {
   const std::int32_t refused_port = Listener().Port();
   const struct {

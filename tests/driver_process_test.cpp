@@ -25,7 +25,6 @@ class DriverProcess : public testing::Test {
  protected:
   SimulatedHost host;
   PseudoTerminal terminal;
-  Listener network_device;
   std::unique_ptr<ChildProcess> driver;
 
   void Start(const std::vector<std::string>& arguments, const std::function<void()>& prepare = nullptr) {
@@ -62,18 +61,6 @@ TEST_F(DriverProcess, DrivesASerialDevice) {
   EXPECT_THAT(host.Lines(), ElementsAre(kReady, "4 unsupported command: DIM", "2 received command from Quorvane: ",
                                         "4 sending command: (0304S)", "2 received command from Quorvane: Q", kQuit));
   EXPECT_TRUE(terminal.Line().Ended);
-}
-
-TEST_F(DriverProcess, DrivesANetworkDevice) {
-  Start(
-      {"Ip", "127.0.0.1", std::to_string(host.Port()), "", "more", "127.0.0.1", std::to_string(network_device.Port())});
-  ASSERT_TRUE(WaitUntilReady());
-  EXPECT_EQ(host.ConnectionID(), "");
-  host.Send(DeviceCommand("0102", "ON", "1"));
-  EXPECT_TRUE(WaitFor([this] { return network_device.Peer()->Received == "0102U"; }));
-  host.Send(ControllerCommand("P"));
-  ExpectEnd();
-  EXPECT_THAT(host.Lines(), ElementsAre(kReady, "2 The torvy plx has been asked to quit. (2)"));
 }
 
 TEST_F(DriverProcess, WritesNothingElsewhereWithoutStandardDescriptors) {

@@ -6,9 +6,6 @@
 #include <netinet/tcp.h>
 #include <sys/socket.h>
 
-#include <filesystem>
-#include <fstream>
-
 #include "peers/simulated_host.h"
 #include "tests/kit.h"
 
@@ -68,24 +65,6 @@ TEST_F(HostStream, CutsPacketsInOrderAndGoesOnAfterBadOnes) {
     EXPECT_EQ(TakeMessages(), c.messages);
     EXPECT_EQ(TakeComplaints(), c.complaints) << c.messages;
     EXPECT_EQ(socket.Buffer.size(), c.left);
-  }
-}
-
-// The fuzzer's seeds, each a stream after one byte, must come to the same whole and cut in the middle.
-TEST_F(HostStream, IsTheSameHoweverTheStreamIsCut) {
-  for (const auto& file : std::filesystem::directory_iterator(TORVY_CORPUS)) {
-    SCOPED_TRACE(file.path().filename());
-    std::ifstream seed(file.path(), std::ios::binary);
-    const std::string stream = std::string(std::istreambuf_iterator<char>(seed), {}).substr(1);
-    socket.Deliver(stream);
-    const std::string whole = TakeMessages();
-    const std::string left = std::exchange(socket.Buffer, {});
-    for (std::size_t cut = 1; cut < stream.size(); cut += 1 + stream.size() / 8) {
-      socket.Deliver(std::string_view(stream).substr(0, cut));
-      socket.Deliver(std::string_view(stream).substr(cut));
-      EXPECT_EQ(TakeMessages(), whole) << "cut at " << cut;
-      EXPECT_EQ(std::exchange(socket.Buffer, {}), left);
-    }
   }
 }
 
