@@ -1,6 +1,7 @@
 #include "message/multi_dictionary.h"
 
 #include <algorithm>
+#include <compare>
 #include <cstring>
 
 namespace {
@@ -62,11 +63,12 @@ void MergeSameKeys(std::vector<MultiDictionary::Entry>& entries) {
   struct Place {
     std::uint32_t folded;
     std::size_t index;
+    auto operator<=>(const Place&) const = default;
   };
   std::vector<Place> places;
   places.reserve(entries.size());
   for (const auto& entry : entries) places.push_back({Fold(AsText(entry.key)), places.size()});
-  std::ranges::stable_sort(places, {}, &Place::folded);
+  std::ranges::sort(places);
   std::vector<bool> later(entries.size());
   std::size_t first = 0;
   for (std::size_t i = 1; i < places.size(); ++i) {

@@ -92,7 +92,7 @@ TEST_F(AdapterTest, WaitsUntilTheLastByteHasLeft) {
 TEST_F(AdapterTest, IsPatientAsLongAsBytesLeave) {
   queued = 10;
   sent_each_time = 1;
-  Calls().on_ioctl = [this, answer = Calls().on_ioctl](int number, unsigned long request, void* argument) {
+  Calls().on_ioctl = [answer = Calls().on_ioctl](int number, unsigned long request, void* argument) {
     if (request == TIOCOUTQ) Calls().time_passed += SerialPort::kPatience - milliseconds(500);
     return answer(number, request, argument);
   };
