@@ -20,7 +20,7 @@ constexpr std::size_t kWidth = 79;
 std::string ReadDevice(const std::string& text, Device::Place& place) {
   constexpr int kHighestPort = 65535;
   const std::size_t colon = text.rfind(':');
-  const std::string wrong = Quoted(text) + " is no device; one is named like 192.0.2.7:4001 or [2001:db8::7]:4001";
+  std::string wrong = Quoted(text) + " is no device; one is named like 192.0.2.7:4001 or [2001:db8::7]:4001";
   if (colon == std::string::npos || colon == 0) return wrong;
   std::string address = text.substr(0, colon);
   const bool bracketed = address.size() > 2 && address.front() == '[' && address.back() == ']';

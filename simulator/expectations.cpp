@@ -34,12 +34,12 @@ bool Session::Wait(std::int32_t milliseconds) {
 bool Session::ExpectDevice(const std::string& bytes) {
   device_expected_ = true;
   const auto decided = [this, &bytes] {
-    const auto [here, there] = std::mismatch(device_bytes_.begin(), device_bytes_.end(), bytes.begin(), bytes.end());
+    const auto [here, there] = std::ranges::mismatch(device_bytes_, bytes);
     return there == bytes.end() || here != device_bytes_.end();
   };
   if (!Await(decided, "the device to get " + Shown(bytes))) return false;
   if (!device_bytes_.starts_with(bytes)) {
-    const auto same = std::mismatch(device_bytes_.begin(), device_bytes_.end(), bytes.begin(), bytes.end()).first;
+    const auto same = std::ranges::mismatch(device_bytes_, bytes).in1;
     const auto index = static_cast<std::size_t>(same - device_bytes_.begin());
     const std::string after = index == 0 ? "" : " after " + std::to_string(index) + " right bytes";
     return Fail("expected the device to get " + Shown(bytes.substr(index)) + after + ", it got " +

@@ -17,8 +17,6 @@
 
 namespace {
 
-constexpr const char* kPrompt = "torvy> ";
-
 // Tells when standard input has something; takes nothing itself.
 class InputWatch : public platform::EventSource {
  public:
@@ -38,7 +36,7 @@ void Show(std::string_view text) {
 std::string CommonBeginning(const std::vector<std::string>& texts) {
   std::string common = texts.front();
   for (const std::string& text : texts) {
-    const auto end = std::mismatch(common.begin(), common.end(), text.begin(), text.end()).first;
+    const auto end = std::ranges::mismatch(common, text).in1;
     common.erase(end, common.end());
   }
   return common;
@@ -133,7 +131,10 @@ class LineEditor::Terminal {
     }
   }
 
-  static char* Prompt(EditLine* /*editor*/) { return const_cast<char*>(kPrompt); }
+  static char* Prompt(EditLine* /*editor*/) {
+    static std::string prompt = "torvy> ";
+    return prompt.data();
+  }
 
   static unsigned char Complete(EditLine* editor, int /*key*/) {
     const LineInfo* const info = el_line(editor);

@@ -18,7 +18,7 @@ class ScriptError : public std::runtime_error {
 
 struct Script {
   struct Line {
-    int number;
+    int number = 0;
     Step step;
   };
   std::string name;

@@ -99,7 +99,7 @@ bool Session::Finish() {
     before = Progress();
     platform::EventPump::Instance().Run(kPauseMilliseconds);
   }
-  recorder_.Ended(driver_.Output().Received, *driver_.Status());
+  recorder_.Ended(driver_.Output().Received, driver_.Status().value_or(-1));
   if (const std::string& console = driver_.Output().Received; !console.empty()) {
     transcript_.Note("the driver's console: " + Printable(console));
   }

@@ -34,7 +34,7 @@ std::string UnitView::Note(const std::string& name, std::string_view what, std::
   return Row(name, unit);
 }
 
-std::string UnitView::Row(const std::string& name, const Unit& unit) const {
+std::string UnitView::Row(const std::string& name, const Unit& unit) {
   std::array<char, 128> row{};
   std::snprintf(row.data(), row.size(), "%-12s  %-10s  %-8s  %zu\n", name.c_str(), unit.last.c_str(), unit.time.c_str(),
                 unit.count);
@@ -44,8 +44,9 @@ std::string UnitView::Row(const std::string& name, const Unit& unit) const {
 std::string UnitView::Table() {
   // The units that were told something last, as many as the terminal has lines for, by name.
   std::vector<std::size_t> turns;
+  turns.reserve(units_.size());
   for (const auto& [name, unit] : units_) turns.push_back(unit.turn);
-  std::sort(turns.begin(), turns.end());
+  std::ranges::sort(turns);
   const std::size_t oldest = turns.size() > terminal_lines_ ? turns[turns.size() - terminal_lines_] : 0;
   std::string table;
   if (lines_shown_ > 0) table = "\x1b[" + std::to_string(lines_shown_) + "A\x1b[J";

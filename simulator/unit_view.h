@@ -24,7 +24,7 @@ class UnitView {
     std::size_t turn = 0;  // the larger, the later
   };
 
-  std::string Row(const std::string& name, const Unit& unit) const;
+  static std::string Row(const std::string& name, const Unit& unit);
   std::string Note(const std::string& name, std::string_view what, std::string_view time);
   std::string Table();
 

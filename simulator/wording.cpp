@@ -41,7 +41,7 @@ std::optional<std::string> ReadPrintable(std::string_view text) {
       continue;
     }
     const std::string_view digits = text.substr(1, 2);
-    const bool whole = digits.size() == 2 && std::all_of(digits.begin(), digits.end(), [](char digit) {
+    const bool whole = digits.size() == 2 && std::ranges::all_of(digits, [](char digit) {
                          return std::isxdigit(static_cast<unsigned char>(digit)) != 0;
                        });
     if (!whole) return std::nullopt;
