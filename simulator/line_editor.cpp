@@ -57,7 +57,8 @@ class LineEditor::Terminal {
     el_set(editor_.get(), EL_PROMPT, &Terminal::Prompt);
     el_set(editor_.get(), EL_EDITOR, "emacs");
     el_set(editor_.get(), EL_HIST, history, history_.get());
-    el_set(editor_.get(), EL_ADDFN, "complete-step", "Complete a step", &Terminal::Complete);
+    // With wide texts, of which the library makes no copies that it never frees.
+    el_wset(editor_.get(), EL_ADDFN, L"complete-step", L"Complete a step", &Terminal::Complete);
     el_set(editor_.get(), EL_BIND, "^I", "complete-step", nullptr);
     el_source(editor_.get(), nullptr);
     transcript_.BeforeLine = [this] {
@@ -136,7 +137,7 @@ class LineEditor::Terminal {
     return prompt.data();
   }
 
-  static unsigned char Complete(EditLine* editor, int /*key*/) {
+  static unsigned char Complete(EditLine* editor, wint_t /*key*/) {
     const LineInfo* const info = el_line(editor);
     const std::string typed(info->buffer, static_cast<std::size_t>(info->cursor - info->buffer));
     const std::vector<std::string> steps = StepsThatBegin(typed);
