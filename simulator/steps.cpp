@@ -15,7 +15,6 @@
 namespace {
 
 using Takes = StepRow::Takes;
-
 constexpr std::string_view kBlanks = " \t\r";
 constexpr std::int32_t kLargestCount = 1'000'000;
 

@@ -146,7 +146,7 @@ TEST(Flags, ViewsFollowTheBitsAndAreNeverCleared) {
   EXPECT_EQ(message.Flags, -1);
 }
 
-TEST(Addressing, HouseAndUnitCodes) {
+TEST(Addressing, MapsHouseLettersAndUnitNumbersToDigits) {
   cQuorvaneCommand message;
   for (std::int32_t unit = 1; unit <= 16; ++unit) {
     const std::string house(1, static_cast<char>('A' + unit - 1));

@@ -15,7 +15,7 @@ std::string DateLine(platform::DateTime moment) {
   return {text, strftime(text, sizeof text, "Packet Debug: %H:%M:%S %m/%d/%y\r", &local)};
 }
 
-TEST(DebugText, OfAFreshMessage) {
+TEST(DebugText, ShowsEveryFieldOfAFreshMessage) {
   setenv("LC_ALL", "C", 1);
   const cQuorvaneCommand message;
   EXPECT_EQ(message.DebugString(),
@@ -27,7 +27,7 @@ TEST(DebugText, OfAFreshMessage) {
                 "       raw command:()\r");
 }
 
-TEST(DebugText, OfAReceivedPacket) {
+TEST(DebugText, ShowsAReceivedPacketByteForByte) {
   setenv("LC_ALL", "no_SUCH.locale", 1);
   cQuorvaneCommand message;
   const std::string packet = Bytes("79 0E 61 C8 4C 58 FE 30 50 46 46 09 0D");

@@ -64,7 +64,7 @@ TEST_F(Dispatch, TranslatesDeviceCommands) {
   EXPECT_EQ(written, "U");
 }
 
-TEST_F(Dispatch, ControllerCommandsInEitherCase) {
+TEST_F(Dispatch, ObeysControllerCommandsInEitherCase) {
   for (const char* letter : {"Q", "q", "P", "p"}) {
     State().QuitRequested = false;
     EXPECT_THAT(Receive(ControllerCommand(letter)),
@@ -83,7 +83,7 @@ TEST_F(Dispatch, ControllerCommandsInEitherCase) {
   EXPECT_FALSE(State().QuitRequested);
 }
 
-TEST_F(Dispatch, MessagesWithoutEntries) {
+TEST_F(Dispatch, ReportsMessagesWithoutEntries) {
   cQuorvaneCommand plain;
   plain.SetCommand("Q");
   // Without the controller flag it is a sensor's low-battery "P", and does not quit.
