@@ -50,7 +50,8 @@ using testing::ElementsAre;
 
 class Connecting : public TcpClientSocketTest {};
 
-// A listener that has no room for callers: none gets an answer before `Paused` is taken back.
+// A listener that has no room for callers: none gets an answer before `Answer`, and then once the kernel asks again, a
+// second later.
 class SilentListener : public Listener {
  public:
   SilentListener(const char* address, std::int32_t port) : Listener(address, 0, port) {
@@ -59,6 +60,12 @@ class SilentListener : public Listener {
       caller = std::make_unique<Client>(address, Port());
       caller->Connect();
     }
+  }
+
+  // Serves the next caller. Those that took its room are gone: one of them asking again would take the caller's place.
+  void Answer() {
+    for (auto& caller : callers_) caller.reset();
+    Paused = false;
   }
 
  private:
@@ -92,7 +99,7 @@ TEST_F(Connecting, AnEarlierAttemptMayStillWin) {
   client->Connect();
   client->Write("hello");
   EXPECT_TRUE(WaitFor([&attempts] { return attempts == 2; }));
-  slow.Paused = false;  // answers when the kernel asks again, a second later
+  slow.Answer();
   EXPECT_TRUE(WaitFor([&slow] { return slow.Peer() != nullptr && slow.Peer()->Received == "hello"; }));
   EXPECT_THAT(Events(1), ElementsAre("connected"));
 }
