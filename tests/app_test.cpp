@@ -66,7 +66,7 @@ class AppTest : public testing::Test {
   SimulatedHost host;
   PseudoTerminal terminal;
   Listener network_device;
-  RefusingPort refusing;
+  BarePort refusing;
   App app;
   std::string console;  // what the last session wrote to it
 

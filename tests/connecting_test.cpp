@@ -8,9 +8,11 @@
 
 #include <atomic>
 #include <map>
+#include <set>
 #include <thread>
 
 #include "tests/tcp_kit.h"
+#include "tests/virtual_clock.h"
 
 namespace {
 
@@ -94,14 +96,30 @@ TEST_F(Connecting, AnEarlierAttemptMayStillWin) {
   SilentListener slow("127.0.0.3", listener.Port());
   const SilentListener silent("127.0.0.4", listener.Port());
   client->Address = "silent-second.test";
-  int attempts = 0;
-  Calls().before_connect = [&attempts](int, const sockaddr*, socklen_t) { ++attempts; };
+  std::set<int> attempts;
+  Calls().before_connect = [&attempts](int socket, const sockaddr*, socklen_t) { attempts.insert(socket); };
+  Calls().before_close = [&attempts](int number) { attempts.erase(number); };
   client->Connect();
   client->Write("hello");
-  EXPECT_TRUE(WaitFor([&attempts] { return attempts == 2; }));
+  EXPECT_TRUE(WaitFor([&attempts] { return attempts.size() == 2; }));
   slow.Answer();
   EXPECT_TRUE(WaitFor([&slow] { return slow.Peer() != nullptr && slow.Peer()->Received == "hello"; }));
   EXPECT_THAT(Events(1), ElementsAre("connected"));
+  EXPECT_THAT(attempts, ElementsAre(client->DescriptorNumber()));  // the other is given up
+}
+
+TEST_F(Connecting, AddressesAreTriedAQuarterOfASecondApartAndWaitedForWithoutASpin) {
+  const SilentListener first("127.0.0.3", listener.Port());
+  const SilentListener second("127.0.0.4", listener.Port());
+  VirtualClock clock;
+  int attempts = 0;
+  clock.may_pass = [&attempts] { return attempts > 0; };  // not while the name is looked up
+  Calls().before_connect = [&attempts](int, const sockaddr*, socklen_t) { ++attempts; };
+  client->Address = "silent-second.test";
+  client->Connect();
+  EventPump::Instance().Run(1000);
+  EXPECT_THAT(clock.Runs(), ElementsAre("1000", "250", "750"));
+  EXPECT_EQ(attempts, 2);
 }
 
 TEST_F(Connecting, ConnectionToItselfCountsAsRefused) {

@@ -9,6 +9,7 @@
 #include "peers/detached_port.h"
 #include "peers/simulated_host.h"
 #include "tests/kit.h"
+#include "tests/system_calls.h"
 
 namespace {
 
@@ -90,6 +91,22 @@ TEST_F(Dispatch, ReportsMessagesWithoutEntries) {
   EXPECT_THAT(Receive(plain), ElementsAre("4 unsupported command: UNKNOWN COMMAND CODE: (P) 0x50 for address A1"));
   EXPECT_THAT(ReceiveBytes("L\x05\x02hi"), IsEmpty());
   EXPECT_FALSE(State().QuitRequested);
+}
+
+TEST_F(Dispatch, LogLineIsPolledOutAtOnceOrOnlyQueued) {
+  int polls = 0;
+  int writes = 0;
+  Calls().before_ppoll = [&polls] { ++polls; };
+  Calls().on_write = [&writes](int, std::size_t) {
+    ++writes;
+    return std::nullopt;
+  };
+  QueueLogToHost("queued", 2);
+  EXPECT_EQ(polls + writes, 0);
+  LogToHost("at once", 2);
+  EXPECT_EQ(polls, 3);
+  EXPECT_EQ(writes, 1);
+  Calls() = {};
 }
 
 TEST_F(Dispatch, DropsWhatComesBeforeThePortAndTheDriver) {

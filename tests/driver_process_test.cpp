@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
+#include <termios.h>
 #include <unistd.h>
 
 #include "app/app.h"
@@ -47,8 +48,9 @@ class DriverProcess : public testing::Test {
 };
 
 TEST_F(DriverProcess, DrivesASerialDevice) {
-  StartSerial(terminal.Path());
+  StartSerial(terminal.Path(), [] { setsid(); });
   ASSERT_TRUE(WaitUntilReady());
+  EXPECT_EQ(tcgetsid(terminal.Line().Number()), -1);  // it has not become the driver's controlling terminal
   host.Send(DeviceCommand("0102", "ON", "1"));
   host.Send(DeviceCommand("0102", "DIM", "2"));
   host.Send(RawDataCommand(std::string("\0\xFF\r", 3)));

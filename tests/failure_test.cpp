@@ -7,6 +7,9 @@
 
 #include "peers/child_process.h"
 #include "peers/waiting.h"
+#include "platform/console.h"
+#include "platform/ticks.h"
+#include "tests/system_calls.h"
 
 namespace {
 
@@ -36,16 +39,31 @@ TEST(Failure, PrintsTheStackOfThePlaceThatThrewAndAborts) {
   }
 }
 
-constexpr const char* kNoStack =
-    "stack trace begin\n\nthere was an error while logging the stack trace\n\ndone logging the stack\n\n";
-
 TEST(Failure, StackThatIsEmptyOrCannotBeReadIsSaidToBe) {
   EXPECT_EQ(Fail("empty"), "stack trace begin\n\ndone logging the stack\n\n0");
-  EXPECT_EQ(Fail("unreadable"), std::string(kNoStack) + "0");
+  EXPECT_EQ(Fail("unreadable"),
+            "stack trace begin\n\nthere was an error while logging the stack trace\n\ndone logging the stack\n\n0");
 }
 
-TEST(Failure, IsReportedWithNoMemoryLeft) {
-  EXPECT_EQ(Fail("memory"), kNoStack + kAborted);
+TEST(Failure, OneDuringTheReportEndsTheProcess) {
+  EXPECT_EQ(Fail("twice"), kAborted);
+}
+
+// A terminal may have room, but less than it is given.
+TEST(Console, IsWaitedForOneSecondInAll) {
+  Calls().on_poll = [](int) { return std::optional(1); };
+  Calls().on_write = [](int, std::size_t) {
+    EXPECT_TRUE(Calls().alarm.has_value()) << "blocks for ever";
+    Calls().time_passed += Calls().alarm.value_or(std::chrono::hours(1));
+    errno = EINTR;
+    return std::optional<ssize_t>(-1);
+  };
+  const auto start = platform::MonotonicNow();
+  for (int line = 0; line < 5; ++line) platform::PrintLine("nobody reads this");
+  const auto waited = platform::MonotonicNow() - start;
+  Calls() = {};
+  EXPECT_GE(waited, std::chrono::seconds(1));
+  EXPECT_LT(waited, std::chrono::milliseconds(1200));
 }
 
 // A hundred frames on a console that takes nothing: with a second for each the limit of the wait would pass.

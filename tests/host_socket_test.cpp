@@ -117,16 +117,11 @@ TEST(HostSocket, WritesLogPackets) {
 
 TEST(HostSocket, AsksASilentHostWhetherItIsStillThere) {
   const ConnectedSocket socket(nullptr);
-  const auto option = [&socket](int level, int name) {
-    int value = -1;
-    socklen_t size = sizeof value;
-    getsockopt(socket.DescriptorNumber(), level, name, &value, &size);
-    return value;
-  };
-  EXPECT_EQ(option(SOL_SOCKET, SO_KEEPALIVE), 1);
-  EXPECT_EQ(option(IPPROTO_TCP, TCP_KEEPIDLE), 60);
-  EXPECT_EQ(option(IPPROTO_TCP, TCP_KEEPINTVL), 15);
-  EXPECT_EQ(option(IPPROTO_TCP, TCP_KEEPCNT), 4);
+  const int number = socket.DescriptorNumber();
+  EXPECT_EQ(SocketOption(number, SOL_SOCKET, SO_KEEPALIVE), 1);
+  EXPECT_EQ(SocketOption(number, IPPROTO_TCP, TCP_KEEPIDLE), 60);
+  EXPECT_EQ(SocketOption(number, IPPROTO_TCP, TCP_KEEPINTVL), 15);
+  EXPECT_EQ(SocketOption(number, IPPROTO_TCP, TCP_KEEPCNT), 4);
 }
 
 TEST(HostSocket, MayBeReleasedByItsMessageHandler) {

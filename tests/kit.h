@@ -27,10 +27,10 @@ inline std::string Bytes(std::string_view hexadecimal) {
   return bytes;
 }
 
-// A port of this computer that refuses every connection: it is taken, so that nobody else can listen there.
-class RefusingPort {
+// A port of this computer that refuses every connection until it listens: it is taken, so that nobody else can.
+class BarePort {
  public:
-  RefusingPort() {
+  BarePort() {
     sockaddr_in address{};
     address.sin_family = AF_INET;
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
@@ -40,11 +40,21 @@ class RefusingPort {
     number_ = ntohs(address.sin_port);
   }
   std::int32_t Number() const { return number_; }
+  void Listen() { EXPECT_EQ(listen(socket_.Number(), 1), 0); }
+  // A connection that has come, or -1.
+  int Accept() { return accept(socket_.Number(), nullptr, nullptr); }
 
  private:
-  platform::Descriptor socket_{socket(AF_INET, SOCK_STREAM, 0)};
+  platform::Descriptor socket_{socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK, 0)};
   std::int32_t number_ = 0;
 };
+
+inline int SocketOption(int socket, int level, int name) {
+  int value = -1;
+  socklen_t size = sizeof value;
+  getsockopt(socket, level, name, &value, &size);
+  return value;
+}
 
 // A message whose inner fields can be seen and set.
 class Probe : public cQuorvaneCommand {

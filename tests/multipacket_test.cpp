@@ -40,11 +40,11 @@ TEST(Multipacket, KeepsWhatAShortPacketHolds) {
       {"4A", ""},
       {"4A 02 00", ""},
       {"4A 04 00 80", ""},
-      {"4A 09 00 80 61 64 64 72 04", ""},                                     // a head cut short
-      {"4A 0A 00 80 61 64 64 72 04 00", "addr= "},                            // no byte of the value
-      {"4A 0C 00 80 61 64 64 72 04 00 30 31", "addr=01 "},                    // two of four
-      {"4A 0B 00 80 61 64 64 72 00 00 4A", "addr= "},                         // then a lone byte
-      {"4A 12 00 80 61 62 63 64 01 00 31 41 42 43 44 01 00 32", "abcd=2 "}};  // one key in two cases
+      {"4A 09 00 80 61 64 64 72 04", ""},                   // a head cut short
+      {"4A 0A 00 80 61 64 64 72 04 00", "addr= "},          // no byte of the value
+      {"4A 0C 00 80 61 64 64 72 04 00 30 31", "addr=01 "},  // two of four
+      {"4A 0B 00 80 61 64 64 72 00 00 4A", "addr= "},       // then a lone byte
+      {"4A 19 00 80 61 62 63 64 01 00 31 20 20 20 20 01 00 33 41 42 43 44 01 00 32", "abcd=2     =3 "}};  // two cases
   for (const auto& [packet, expected] : cases) {
     cQuorvaneCommand message;
     EXPECT_TRUE(message.initFromMultiPacket(Bytes(packet)));

@@ -128,6 +128,21 @@ TEST_F(AdapterTest, LineThatTakesNothingIsFailed) {
   EXPECT_THAT(Events(), timed_out);
 }
 
+TEST_F(AdapterTest, DeliversWhatCameBeforeAWriteFailed) {
+  Calls().on_poll = nullptr;
+  terminal.Line().Send("last words");
+  EventPump::Instance().RunOnly(terminal.Line());
+  ASSERT_TRUE(terminal.WaitForInput());
+  Calls().on_write = [](int, std::size_t) {
+    errno = EIO;
+    return std::optional<ssize_t>(-1);
+  };
+  line.Write("0102U");
+  line.Poll();
+  line.Poll();
+  EXPECT_THAT(line.events, testing::ElementsAre("data last words", "error " + std::to_string(EIO)));
+}
+
 TEST_F(AdapterTest, WriteIsPatientAsLongAsBytesAreTaken) {
   std::string taken;
   int refusals = 0;

@@ -56,6 +56,7 @@ TEST_F(SerialPortTest, OpensRawAt9600) {
   EXPECT_EQ(cfgetispeed(&settings), static_cast<speed_t>(B9600));
   EXPECT_EQ(settings.c_cc[VMIN], 1);
   EXPECT_EQ(settings.c_cc[VTIME], 0);
+  EXPECT_EQ(fcntl(line.DescriptorNumber(), F_GETFD), FD_CLOEXEC);
 }
 
 TEST_F(SerialPortTest, RefusesSettingsThatTheLineCannotHave) {

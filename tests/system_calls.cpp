@@ -26,6 +26,20 @@ Call* System(Call* /*own*/, const char* name) {
   return reinterpret_cast<Call*>(dlsym(RTLD_NEXT, name));
 }
 
+// What a hook answers in the system's place; every call that can fail comes by here.
+template <typename... Arguments, typename Result = int>
+std::optional<Result> Answer(const std::function<std::optional<Result>(Arguments...)>& hook,
+                             std::type_identity_t<Arguments>... arguments) {
+  if (const auto& fails = Calls().fails; fails && fails()) {
+    errno = EIO;
+    return -1;
+  }
+  return hook ? hook(arguments...) : std::nullopt;
+}
+std::optional<int> Answer() {
+  return Answer(std::function<std::optional<int>()>());
+}
+
 }  // namespace
 
 SystemCalls& Calls() {
@@ -43,34 +57,53 @@ extern "C" {
 
 int connect(int socket, const sockaddr* address, socklen_t size) {
   if (const auto& hook = Calls().before_connect) hook(socket, address, size);
+  if (const auto answer = Answer()) return *answer;
   return static_cast<int>(syscall(SYS_connect, socket, address, size));
+}
+
+int socket(int family, int kind, int protocol) noexcept {
+  if (const auto answer = Answer()) return *answer;
+  return static_cast<int>(syscall(SYS_socket, family, kind, protocol));
+}
+
+ssize_t read(int descriptor, void* bytes, std::size_t count) {
+  if (const auto answer = Answer()) return *answer;
+  return syscall(SYS_read, descriptor, bytes, count);
+}
+
+int tcgetattr(int descriptor, termios* settings) noexcept {
+  static const auto system = System(&tcgetattr, "tcgetattr");
+  if (const auto answer = Answer()) return *answer;
+  return system(descriptor, settings);
+}
+
+int tcsetattr(int descriptor, int when, const termios* settings) noexcept {
+  static const auto system = System(&tcsetattr, "tcsetattr");
+  if (const auto answer = Answer()) return *answer;
+  return system(descriptor, when, settings);
 }
 
 int ppoll(pollfd* polled, nfds_t count, const timespec* limit, const sigset_t* mask) {
   static const auto system = System(&ppoll, "ppoll");
   if (const auto& hook = Calls().before_ppoll) hook();
-  const auto& hook = Calls().on_ppoll;
-  if (const auto answer = hook ? hook(polled, count, FromTimespec(*limit)) : std::nullopt) return *answer;
+  if (const auto answer = Answer(Calls().on_ppoll, polled, count, FromTimespec(*limit))) return *answer;
   return system(polled, count, limit, mask);
 }
 
 int nanosleep(const timespec* time, timespec* left) {
   static const auto system = System(&nanosleep, "nanosleep");
-  const auto& hook = Calls().on_nanosleep;
-  if (const auto answer = hook ? hook(FromTimespec(*time)) : std::nullopt) return *answer;
+  if (const auto answer = Answer(Calls().on_nanosleep, FromTimespec(*time))) return *answer;
   return system(time, left);
 }
 
 ssize_t write(int descriptor, const void* bytes, std::size_t count) {
-  const auto& hook = Calls().on_write;
-  if (const auto answer = hook ? hook(descriptor, count) : std::nullopt) return *answer;
+  if (const auto answer = Answer(Calls().on_write, descriptor, count)) return *answer;
   return syscall(SYS_write, descriptor, bytes, count);
 }
 
 int poll(pollfd* polled, nfds_t count, int milliseconds) {
   static const auto system = System(&poll, "poll");
-  const auto& hook = Calls().on_poll;
-  if (const auto answer = hook ? hook(milliseconds) : std::nullopt) return *answer;
+  if (const auto answer = Answer(Calls().on_poll, milliseconds)) return *answer;
   return system(polled, count, milliseconds);
 }
 
@@ -79,15 +112,13 @@ int ioctl(int descriptor, unsigned long request, ...) {
   va_start(arguments, request);
   void* const argument = va_arg(arguments, void*);
   va_end(arguments);
-  const auto& hook = Calls().on_ioctl;
-  if (const auto answer = hook ? hook(descriptor, request, argument) : std::nullopt) return *answer;
+  if (const auto answer = Answer(Calls().on_ioctl, descriptor, request, argument)) return *answer;
   return static_cast<int>(syscall(SYS_ioctl, descriptor, request, argument));
 }
 
 int tcdrain(int descriptor) {
   static const auto system = System(&tcdrain, "tcdrain");
-  const auto& hook = Calls().on_tcdrain;
-  if (const auto answer = hook ? hook(descriptor) : std::nullopt) return *answer;
+  if (const auto answer = Answer(Calls().on_tcdrain, descriptor)) return *answer;
   return system(descriptor);
 }
 
@@ -108,6 +139,7 @@ int open(const char* path, int flags, ...) {
   const auto mode = (flags & O_CREAT) != 0 ? va_arg(arguments, mode_t) : 0;
   va_end(arguments);
   if (const auto& hook = Calls().before_open) hook(path);
+  if (const auto answer = Answer()) return *answer;
   return static_cast<int>(syscall(SYS_openat, AT_FDCWD, path, flags, mode));
 }
 

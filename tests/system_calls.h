@@ -13,6 +13,7 @@
 
 // A hook that is not set, or returns nothing, lets the call through to the system.
 struct SystemCalls {
+  std::function<bool()> fails;  // asked by each call first, which then fails with EIO
   std::function<void(int socket, const sockaddr* address, socklen_t size)> before_connect;
   std::function<void()> before_ppoll;
   std::function<std::optional<int>(pollfd* polled, nfds_t count, std::chrono::nanoseconds limit)> on_ppoll;

@@ -1,9 +1,13 @@
 #include "platform/tcp_client_socket.h"
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <sys/socket.h>
 
+#include "tests/kit.h"
 #include "tests/tcp_kit.h"
 
 namespace platform {
@@ -45,6 +49,53 @@ TEST_F(TcpClientSocketTest, MayBeDestroyedByEachOfItsHandlers) {
     client->Connect();
     EXPECT_TRUE(WaitFor([this] { return client == nullptr; })) << last;
   }
+}
+
+TEST_F(TcpClientSocketTest, DataEventBringsOneReceiveAndNoMore) {
+  client = std::make_unique<Client>("127.0.0.1", listener.Port(), 4);
+  ASSERT_EQ(send(Connected().Number(), "123456", 6, 0), 6);
+  EXPECT_THAT(Events(3), ElementsAre("connected", "data 1234", "data 56"));
+}
+
+TEST_F(TcpClientSocketTest, NothingOfAConnectionReachesTheNext) {
+  const std::function<void()> leave_something[] = {
+      [this] { client->Write(std::string(TcpClientSocket::kOutputLimit + 1, 'x')); },  // an error that is due
+      [this] {  // an error that waits for the rest of the input
+        shutdown(client->DescriptorNumber(), SHUT_WR);
+        client->Write("lost");
+        client->Poll();
+      },
+      [this] {  // output that found no room
+        client->Write(std::string(TcpClientSocket::kOutputLimit, 'x'));
+        client->Poll();
+      }};
+  for (const auto& leave : leave_something) {
+    Listener peers;
+    client = std::make_unique<Client>("127.0.0.1", peers.Port());
+    client->then = [&](const std::string& event) {
+      if (event != "data go") return;
+      peers.Peer()->Paused = true;
+      leave();
+      client->Connect();
+      client->Write("answer");
+      peers.OnAccept = [&] { peers.Peer()->Send("new"); };
+    };
+    peers.OnAccept = [&] { peers.Peer()->Send("go"); };
+    client->Connect();
+    EXPECT_THAT(Events(4), ElementsAre("connected", "data go", "connected", "data new"));
+    EXPECT_TRUE(WaitFor([&] { return peers.Peer()->Received == "answer"; }));
+    int waits = 0;
+    Calls().before_ppoll = [&waits] { ++waits; };
+    EventPump::Instance().Run(20);
+    EXPECT_LT(waits, 5);
+  }
+}
+
+TEST_F(TcpClientSocketTest, IsNotDelayedNotInheritedAndAsksAfterASilentPeer) {
+  Connected();
+  EXPECT_EQ(SocketOption(client->DescriptorNumber(), IPPROTO_TCP, TCP_NODELAY), 1);
+  EXPECT_EQ(SocketOption(client->DescriptorNumber(), SOL_SOCKET, SO_KEEPALIVE), 1);
+  EXPECT_EQ(fcntl(client->DescriptorNumber(), F_GETFD), FD_CLOEXEC);
 }
 
 TEST_F(TcpClientSocketTest, PollInsideTheDataEventSendsButDoesNotNest) {
@@ -92,6 +143,17 @@ TEST_F(TcpClientSocketTest, RefusedOutputIsNotTriedAgainInTheSameDataEvent) {
   peer.Paused = false;
   EXPECT_TRUE(WaitFor([&] { return peer.Received.size() == sent.size(); }));
   EXPECT_TRUE(peer.Received == sent);
+}
+
+TEST_F(TcpClientSocketTest, LimitOfTheOutputHoldsWhileConnecting) {
+  client->Connect();
+  client->Write(std::string(TcpClientSocket::kOutputLimit, 'x'));
+  client->Poll();
+  EXPECT_THAT(client->events, testing::AnyOf(ElementsAre(), ElementsAre("connected")));
+  client->Connect();
+  client->Write(std::string(TcpClientSocket::kOutputLimit, 'x'));
+  client->Write("x");
+  EXPECT_THAT(Events(1), testing::Contains(Error(ENOBUFS)));
 }
 
 TEST_F(TcpClientSocketTest, PeerThatNeverReadsIsFailedAtTheLimit) {

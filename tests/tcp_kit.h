@@ -27,7 +27,8 @@ class Client : public TcpClientSocket {
   std::vector<std::string> events;
   std::function<void(const std::string& event)> then;
 
-  Client(const std::string& address, std::int32_t port) {
+  Client(const std::string& address, std::int32_t port, std::size_t receive_size = kReceiveSize)
+      : TcpClientSocket(receive_size) {
     Address = address;
     Port = port;
   }

@@ -2,7 +2,6 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <new>
 #include <stdexcept>
 
 #include "app/app.h"
@@ -50,8 +49,6 @@ OWN_FRAME void FirstOfMany(int deeper) {
   calls_returned = calls_returned + 1;
 }
 
-bool no_memory_left = false;
-
 // A port whose release fails.
 class FailingPort : public DetachedPort {
  public:
@@ -70,34 +67,24 @@ class UnreadableFailure : public platform::Failure {
 class Thrower : public App {
  public:
   std::int32_t Event_Run(const std::vector<std::string>& arguments) override {
-    const std::string how = arguments.back();
-    if (how == "class") FirstDeep(false);
-    if (how == "number") FirstDeep(true);
-    if (how == "pump") ThrowInsideThePump();
-    if (how == "deep") FirstOfMany(100);
-    if (how == "release") State().DevicePort = std::make_shared<FailingPort>();
-    if (how == "memory") {
-      no_memory_left = true;
-      FirstDeep(false);
-    }
-    if (how == "unreadable") LogStackTrace(UnreadableFailure(platform::StackAddresses{}));
-    if (how == "empty") LogStackTrace(platform::Failure(platform::StackAddresses{}));
+    how_ = arguments.back();
+    if (how_ == "class" || how_ == "twice") FirstDeep(false);
+    if (how_ == "number") FirstDeep(true);
+    if (how_ == "pump") ThrowInsideThePump();
+    if (how_ == "deep") FirstOfMany(100);
+    if (how_ == "release") State().DevicePort = std::make_shared<FailingPort>();
+    if (how_ == "unreadable") LogStackTrace(UnreadableFailure(platform::StackAddresses{}));
+    if (how_ == "empty") LogStackTrace(platform::Failure(platform::StackAddresses{}));
     return 0;
   }
-};
+  bool Event_UnhandledException(const platform::Failure& failure) override {
+    if (how_ == "twice") FailingPort();
+    return App::Event_UnhandledException(failure);
+  }
 
-// Every allocation of this program comes here.
-void* operator new(std::size_t size) {
-  void* const memory = no_memory_left ? nullptr : std::malloc(size);
-  if (memory == nullptr) throw std::bad_alloc();
-  return memory;
-}
-void operator delete(void* memory) noexcept {
-  std::free(memory);
-}
-void operator delete(void* memory, std::size_t /*size*/) noexcept {
-  std::free(memory);
-}
+ private:
+  std::string how_;
+};
 
 int main(int argument_count, char** arguments) {
   Thrower thrower;
