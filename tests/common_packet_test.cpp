@@ -6,6 +6,17 @@ namespace {
 
 constexpr std::string_view kOnForA1 = "58 10 61 40 4C 58 00 30 32 30 30 00 00 00 20 0D";
 
+TEST(CommonPacket, FreshMessageHoldsNothing) {
+  const Probe message;
+  EXPECT_EQ(message.TransactionID + message.level + message.param1 + message.param2 + message.rawAnalog16 +
+                message.LogData + message.MultiFlags + message.Flags + message.PacketLength,
+            0);
+  EXPECT_EQ(message.SentAtTicks + message.DoubleMeasurement, 0);
+  EXPECT_FALSE(message.fDoTransmit || message.fCCM || message.fWireless || message.fStacked || message.WaitForAck ||
+               message.fSecurity || message.LowBattery || message.isMultiPacket || message.MultiDict ||
+               message.LittleEndian || message.fAddressOnly || message.fCommandOnly || message.fPassThrough);
+}
+
 TEST(CommonPacket, BuildsWithDefaultsAndKeepsThem) {
   Probe message;
   message.SetCommand("2");

@@ -1,9 +1,10 @@
-// The worked examples of docs/protocol.md are the bytes that the code builds.
+// The examples and names in docs/protocol.md are those of the code.
 
 #include <gtest/gtest.h>
 
 #include <fstream>
 #include <map>
+#include <regex>
 
 #include "tests/kit.h"
 
@@ -42,6 +43,23 @@ TEST(ProtocolPage, ShowsWhatTheCodeBuilds) {
                                                  {"log", socket.Host.Link()->Received},
                                                  {"device-bytes", "0102U"}};
   EXPECT_EQ(Examples(), built);
+}
+
+TEST(ProtocolPage, NamesCodesAsTheLogDoes) {
+  const std::regex row(R"(\| (pan and tilt|controller|unit|error) \| (.) \| (.*) \|)");
+  std::ifstream page(TORVY_PROTOCOL_PAGE);
+  int rows = 0;
+  for (std::string line; std::getline(page, line);) {
+    std::smatch cells;
+    if (!std::regex_match(line, cells, row)) continue;
+    Probe message;
+    message.Header = cells[1] == "pan and tilt" ? "N" : "X";
+    message.fCCM = cells[1] == "controller";
+    message.Command = message.Code = cells[2];
+    EXPECT_EQ(cells[1] == "error" ? message.GetErrorCodeDescription() : message.GetCommandCodeDescription(), cells[3]);
+    ++rows;
+  }
+  EXPECT_EQ(rows, 59);
 }
 
 }  // namespace
