@@ -20,10 +20,12 @@ std::chrono::nanoseconds FromTimespec(const timespec& time) {
   return std::chrono::seconds(time.tv_sec) + std::chrono::nanoseconds(time.tv_nsec);
 }
 
-// The call as the system provides it.
+// The call as the system provides it, under the own one's name: with 64-bit time on a 32-bit machine ppoll is __ppoll64.
 template <typename Call>
-Call* System(Call* /*own*/, const char* name) {
-  return reinterpret_cast<Call*>(dlsym(RTLD_NEXT, name));
+Call* System(Call* own) {
+  Dl_info found{};
+  dladdr(reinterpret_cast<const void*>(own), &found);
+  return reinterpret_cast<Call*>(dlsym(RTLD_NEXT, found.dli_sname));
 }
 
 // What a hook answers in the system's place; every call that can fail comes by here.
@@ -48,7 +50,7 @@ SystemCalls& Calls() {
 }
 
 int SystemPpoll(pollfd* polled, nfds_t count, std::chrono::nanoseconds limit) {
-  static const auto system = System(&ppoll, "ppoll");
+  static const auto system = System(&ppoll);
   const timespec time = platform::ToTimespec(limit);
   return system(polled, count, &time, nullptr);
 }
@@ -72,26 +74,26 @@ ssize_t read(int descriptor, void* bytes, std::size_t count) {
 }
 
 int tcgetattr(int descriptor, termios* settings) noexcept {
-  static const auto system = System(&tcgetattr, "tcgetattr");
+  static const auto system = System(&tcgetattr);
   if (const auto answer = Answer()) return *answer;
   return system(descriptor, settings);
 }
 
 int tcsetattr(int descriptor, int when, const termios* settings) noexcept {
-  static const auto system = System(&tcsetattr, "tcsetattr");
+  static const auto system = System(&tcsetattr);
   if (const auto answer = Answer()) return *answer;
   return system(descriptor, when, settings);
 }
 
 int ppoll(pollfd* polled, nfds_t count, const timespec* limit, const sigset_t* mask) {
-  static const auto system = System(&ppoll, "ppoll");
+  static const auto system = System(&ppoll);
   if (const auto& hook = Calls().before_ppoll) hook();
   if (const auto answer = Answer(Calls().on_ppoll, polled, count, FromTimespec(*limit))) return *answer;
   return system(polled, count, limit, mask);
 }
 
 int nanosleep(const timespec* time, timespec* left) {
-  static const auto system = System(&nanosleep, "nanosleep");
+  static const auto system = System(&nanosleep);
   if (const auto answer = Answer(Calls().on_nanosleep, FromTimespec(*time))) return *answer;
   return system(time, left);
 }
@@ -102,7 +104,7 @@ ssize_t write(int descriptor, const void* bytes, std::size_t count) {
 }
 
 int poll(pollfd* polled, nfds_t count, int milliseconds) {
-  static const auto system = System(&poll, "poll");
+  static const auto system = System(&poll);
   if (const auto answer = Answer(Calls().on_poll, milliseconds)) return *answer;
   return system(polled, count, milliseconds);
 }
@@ -117,13 +119,13 @@ int ioctl(int descriptor, unsigned long request, ...) {
 }
 
 int tcdrain(int descriptor) {
-  static const auto system = System(&tcdrain, "tcdrain");
+  static const auto system = System(&tcdrain);
   if (const auto answer = Answer(Calls().on_tcdrain, descriptor)) return *answer;
   return system(descriptor);
 }
 
 int tcflush(int descriptor, int queue) {
-  static const auto system = System(&tcflush, "tcflush");
+  static const auto system = System(&tcflush);
   if (const auto& hook = Calls().before_tcflush) hook(descriptor);
   return system(descriptor, queue);
 }
@@ -144,7 +146,7 @@ int open(const char* path, int flags, ...) {
 }
 
 int clock_gettime(clockid_t clock, timespec* time) noexcept {
-  static const auto system = System(&clock_gettime, "clock_gettime");
+  static const auto system = System(&clock_gettime);
   const int result = system(clock, time);
   if (result != 0 || clock != CLOCK_MONOTONIC) return result;
   *time = platform::ToTimespec(Calls().now.value_or(FromTimespec(*time)) + Calls().time_passed);
@@ -152,13 +154,13 @@ int clock_gettime(clockid_t clock, timespec* time) noexcept {
 }
 
 int timer_settime(timer_t timer, int flags, const itimerspec* times, itimerspec* before) noexcept {
-  static const auto system = System(&timer_settime, "timer_settime");
+  static const auto system = System(&timer_settime);
   Calls().alarm = FromTimespec(times->it_value);
   return system(timer, flags, times, before);
 }
 
 int timer_delete(timer_t timer) noexcept {
-  static const auto system = System(&timer_delete, "timer_delete");
+  static const auto system = System(&timer_delete);
   Calls().alarm.reset();
   return system(timer);
 }
