@@ -1,5 +1,6 @@
 #include "platform/ticks.h"
 
+#include <time.h>
 #include <unistd.h>
 
 #include <random>
@@ -7,7 +8,9 @@
 namespace platform {
 
 std::chrono::nanoseconds MonotonicNow() {
-  return std::chrono::steady_clock::now().time_since_epoch();
+  timespec now{};
+  clock_gettime(CLOCK_MONOTONIC, &now);
+  return std::chrono::seconds(now.tv_sec) + std::chrono::nanoseconds(now.tv_nsec);
 }
 
 std::timespec ToTimespec(std::chrono::nanoseconds time) {
