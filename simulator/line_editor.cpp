@@ -120,9 +120,10 @@ class LineEditor::Terminal {
     for (;;) {
       input_.Ready = false;
       while (!input_.Ready) {
+        platform::EventPump::Instance().Run(kSliceMilliseconds);
+        // Looked at last: an interruption takes away what there was to read.
         if (interruption::Take()) interrupted_ = true;
         if (interrupted_ || interruption::IsEnd() || (*is_over_)()) return 0;
-        platform::EventPump::Instance().Run(kSliceMilliseconds);
       }
       char byte = 0;
       if (read(STDIN_FILENO, &byte, 1) != 1) return 0;

@@ -237,7 +237,7 @@ TEST_F(Simulator, IsTypedToAtATerminal) {
   type("exp\t\t", "expect memory");
   type("\x03", "^C");
   type("stream -1\r", "stream takes a number from 1 to 1000000");
-  type("expect lo\tno\r", "\r\n");
+  type("expect lo\tno\r", "g no\r\n");  // as the editor shows it, not the line that echoes what comes early
   type("\x03", "interrupted while waiting for the log line \"no\"");
   type("0102 ON\r", "unit 0102 up (ON)");
   type("\x1b[A\r", "unit 0102 up (ON)");
