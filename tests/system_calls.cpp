@@ -20,7 +20,7 @@ std::chrono::nanoseconds FromTimespec(const timespec& time) {
   return std::chrono::seconds(time.tv_sec) + std::chrono::nanoseconds(time.tv_nsec);
 }
 
-// The call as the system provides it, under the own one's name: with 64-bit time on a 32-bit machine ppoll is __ppoll64.
+// The call as the system provides it, under the name of the own one: with 64-bit time ppoll can be __ppoll64.
 template <typename Call>
 Call* System(Call* own) {
   Dl_info found{};
