@@ -19,3 +19,8 @@ void operator delete(void* memory) noexcept {
 void operator delete(void* memory, std::size_t /*size*/) noexcept {
   std::free(memory);
 }
+
+// Where the C++ library's own allocations go by AddressSanitizer instead, it must not take ours for a mistake.
+extern "C" const char* __asan_default_options() {
+  return "alloc_dealloc_mismatch=0";
+}

@@ -50,7 +50,7 @@ constexpr int kNothingStruck = 2;
   clock.waits.reserve(100'000);
   int link = -1;
   bool all_sent = false;
-  int real_waits_left = 100;
+  int real_waits_left = 10'000;
   clock.before_wait = [&](const VirtualClock::Wait&) {
     if (link < 0 && (link = host.Accept()) >= 0) send(link, debug.data(), debug.size(), 0);
     if (State().Driver != nullptr && !std::exchange(all_sent, true)) {
@@ -58,7 +58,10 @@ constexpr int kNothingStruck = 2;
     }
     return 0;
   };
-  clock.may_pass = [&] { return State().HostSocket == nullptr || link >= 0 || --real_waits_left < 0; };
+  clock.may_pass = [&] {  // not while the connection is being made
+    const auto& socket = State().HostSocket;
+    return link >= 0 || socket == nullptr || socket->LastErrorCode() != 0 || --real_waits_left < 0;
+  };
   Calls().fails = [] { return call_fault.Strikes(); };
   std::int32_t status = 0;
   fault.turns_left = turn + 1;

@@ -42,6 +42,7 @@ TEST(Failure, PrintsTheStackOfThePlaceThatThrewAndAborts) {
 #endif
     EXPECT_THAT(console, testing::MatchesRegex(start + frames + end)) << how;
     EXPECT_THAT(console, testing::Not(testing::HasSubstr("0xFFFF"))) << "a frame that does not exist";
+    EXPECT_THAT(console, testing::Not(testing::ContainsRegex("[+]0x[0-9A-F]{8}"))) << "an offset outside its file";
   }
 }
 
