@@ -14,4 +14,6 @@ set(sysroot_libraries ${sysroot}/usr/lib/${triplet} ${sysroot}/lib/${triplet})
 list(JOIN sysroot_libraries : rpath_link)
 set(CMAKE_EXE_LINKER_FLAGS_INIT -Wl,-rpath-link,${rpath_link})
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${sysroot_libraries})
+# The emulator's loader finds them, so that no path of this machine gets into a program.
+set(CMAKE_SKIP_RPATH ON)
 set(CMAKE_CROSSCOMPILING_EMULATOR ${emulator} -L ${sysroot})
