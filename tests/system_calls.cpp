@@ -109,6 +109,11 @@ int poll(pollfd* polled, nfds_t count, int milliseconds) {
   return system(polled, count, milliseconds);
 }
 
+// What fortified code calls where the size of the array is known.
+int __poll_chk(pollfd* polled, nfds_t count, int milliseconds, std::size_t /*size*/) {
+  return poll(polled, count, milliseconds);
+}
+
 int ioctl(int descriptor, unsigned long request, ...) {
   va_list arguments;
   va_start(arguments, request);
