@@ -1,15 +1,11 @@
 // A plain packet is parsed, described and built again: nothing fails, and what was built parses to the same message.
 
 #include <cstdint>
-#include <cstdlib>
 
+#include "fuzz/require.h"
 #include "message/quorvane_command.h"
 
 namespace {
-
-void Require(bool holds) {
-  if (!holds) std::abort();
-}
 
 void Describe(const cQuorvaneCommand& message) {
   Require(message.DebugString().ends_with(")\r"));

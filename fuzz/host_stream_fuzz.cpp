@@ -4,10 +4,10 @@
 #include <sys/socket.h>
 
 #include <cstdint>
-#include <cstdlib>
 
 #include "app/process_state.h"
 #include "device/torvy.h"
+#include "fuzz/require.h"
 #include "host/connection.h"
 #include "host/host_socket.h"
 #include "peers/detached_port.h"
@@ -15,10 +15,6 @@
 #include "peers/waiting.h"
 
 namespace {
-
-void Require(bool holds) {
-  if (!holds) std::abort();
-}
 
 // A host with the driver's side of the link to it, and what is behind that.
 struct Link {

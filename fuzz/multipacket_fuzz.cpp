@@ -1,17 +1,9 @@
 // A multipacket is parsed, built and parsed again: the entries are the same both times.
 
 #include <cstdint>
-#include <cstdlib>
 
+#include "fuzz/require.h"
 #include "message/quorvane_command.h"
-
-namespace {
-
-void Require(bool holds) {
-  if (!holds) std::abort();
-}
-
-}  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   cQuorvaneCommand message;

@@ -2,9 +2,6 @@
 
 #include "ports/abstract_port.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include "app/process_state.h"
 #include "peers/pseudo_terminal.h"
 #include "platform/ticks.h"
@@ -35,7 +32,7 @@ class Ports : public testing::TestWithParam<bool> {
   std::unique_ptr<iAbstractPort> port;
 
   void SetUp() override {
-    State().DebugMode = State().QuitRequested = false;
+    State() = {};
     State().HostSocket = host;
     if (GetParam()) {
       port = std::make_unique<cIPStreamAbstractor>("127.0.0.1", listener.Port());
@@ -45,7 +42,7 @@ class Ports : public testing::TestWithParam<bool> {
     }
     EXPECT_FALSE(State().QuitRequested);
   }
-  void TearDown() override { State().HostSocket.reset(); }
+  void TearDown() override { State() = {}; }
 
   Channel& Device() { return GetParam() ? *listener.Peer() : terminal.Line(); }
   // Sends from the device, and waits until it has come through without letting the port see it.
@@ -126,7 +123,7 @@ TEST(SerialPortAbstractor, EndsItsOutputSoonAfterAQuit) {
   for (int i = 0; i < 100; ++i) time_of_a_command();
   EXPECT_EQ(port.LastErrorCode(), ETIMEDOUT);
   Calls() = {};
-  State().QuitRequested = false;
+  State() = {};
 }
 
 TEST(IPStreamAbstractor, TellsOfItsConnectionInDebugMode) {
@@ -139,7 +136,7 @@ TEST(IPStreamAbstractor, TellsOfItsConnectionInDebugMode) {
               ElementsAre("4 torvy opening IP connection, polling and waiting...", "4 torvy Device connection event. ",
                           testing::MatchesRegex("4 torvy Connection is open after [0-9]+ ticks\\.")));
   EXPECT_TRUE(port.InitialFlush);
-  State().HostSocket.reset();
+  State() = {};
 }
 
 }  // namespace

@@ -2,27 +2,18 @@
 
 #include "app/app.h"
 
-#include <fcntl.h>
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <sys/socket.h>
-#include <unistd.h>
-
-#include <algorithm>
-#include <fstream>
 #include <set>
 
 #include "app/process_state.h"
 #include "device/torvy.h"
 #include "host/connection.h"
-#include "host/host_socket.h"
+#include "peers/bare_port.h"
 #include "peers/pseudo_terminal.h"
-#include "peers/simulated_host.h"
 #include "platform/ticks.h"
 #include "ports/ip_stream_abstractor.h"
 #include "ports/serial_port_abstractor.h"
 #include "tests/kit.h"
-#include "tests/virtual_clock.h"
+#include "tests/system_calls.h"
 
 namespace {
 
@@ -32,33 +23,6 @@ using testing::MatchesRegex;
 
 const std::string kReady = "2 " + std::string(App::kReadyLine);
 constexpr const char* kQuit = "2 The torvy plx has been asked to quit. (1)";
-
-// Standard output goes to a file while this lives.
-class Console {
- public:
-  Console() {
-    unlink(path_.c_str());
-    const int file = open(path_.c_str(), O_RDWR | O_CREAT | O_TRUNC, 0600);
-    dup2(file, STDOUT_FILENO);
-    close(file);
-  }
-  ~Console() {
-    dup2(before_, STDOUT_FILENO);
-    close(before_);
-    unlink(path_.c_str());
-  }
-  Console(const Console&) = delete;
-  Console& operator=(const Console&) = delete;
-
-  std::string Text() const {
-    std::ifstream file(path_);
-    return {std::istreambuf_iterator<char>(file), {}};
-  }
-
- private:
-  std::string path_ = testing::TempDir() + "torvy-console-" + std::to_string(getpid());
-  int before_ = dup(STDOUT_FILENO);
-};
 
 class AppTest : public testing::Test {
  protected:
@@ -70,8 +34,6 @@ class AppTest : public testing::Test {
   App app;
   std::string console;  // what the last session wrote to it
 
-  void SetUp() override { State().DebugMode = State().QuitRequested = false; }
-
   std::vector<std::string> Serial(const std::string& port) const {
     return {"driver", port, "127.0.0.1", std::to_string(host.Port()), "17"};
   }
@@ -79,12 +41,14 @@ class AppTest : public testing::Test {
     return {"driver", "Ip", "127.0.0.1", std::to_string(host.Port()), "17", "127.0.0.1", std::to_string(device_port)};
   }
 
+  void SetUp() override { State() = {}; }
+
   // Runs a session and returns the pump's runs after the start pause.
   std::vector<std::string> Run(const std::vector<std::string>& arguments) {
     clock.waits.clear();
-    const Console captured;
+    testing::internal::CaptureStdout();
     EXPECT_EQ(app.Event_Run(arguments), 0);
-    console = captured.Text();
+    console = testing::internal::GetCapturedStdout();
     std::vector<std::string> runs = clock.Runs();
     runs.erase(runs.begin());
     return runs;
@@ -203,10 +167,8 @@ TEST_F(AppTest, TellsOfItsStartInDebugMode) {
                                         "4 torvy making local serial connection to port named (no-such-port)",
                                         "4 torvy: unable to find a serial port named: no-such-port"));
   host.ForgetLog();
-  State().DebugMode = State().QuitRequested = false;
-  State().DevicePort.reset();
-  State().Driver.reset();
-  State().HostSocket.reset();
+  State().Release();
+  State() = {};
   const std::string port = std::to_string(refusing.Number());
   Run(Ip(refusing.Number()));
   EXPECT_THAT(host.Lines(), ElementsAre(MatchesRegex("4 Quorvane connection successful after: [01] ticks."),

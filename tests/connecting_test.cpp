@@ -1,10 +1,7 @@
 // How the TCP socket comes to its connection: names, several addresses, refusals and silence.
 
 #include <dlfcn.h>
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <netdb.h>
-#include <sys/socket.h>
 
 #include <atomic>
 #include <map>
@@ -12,7 +9,6 @@
 #include <thread>
 
 #include "tests/tcp_kit.h"
-#include "tests/virtual_clock.h"
 
 namespace {
 

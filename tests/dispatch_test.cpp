@@ -1,13 +1,9 @@
 #include "host/dispatch.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include "app/process_state.h"
 #include "device/torvy.h"
 #include "host/log.h"
 #include "peers/detached_port.h"
-#include "peers/simulated_host.h"
 #include "tests/kit.h"
 #include "tests/system_calls.h"
 
@@ -22,16 +18,12 @@ class Dispatch : public testing::Test {
   std::shared_ptr<ConnectedSocket> host = std::make_shared<ConnectedSocket>(DispatchHostCommand);
 
   void SetUp() override {
-    State().DebugMode = State().QuitRequested = false;
+    State() = {};
     State().HostSocket = host;
     State().Driver = std::make_shared<cTorvy>();
     State().DevicePort = std::make_shared<DetachedPort>([this](const std::string& data) { written += data; });
   }
-  void TearDown() override {
-    State().DevicePort.reset();
-    State().Driver.reset();
-    State().HostSocket.reset();
-  }
+  void TearDown() override { State().Release(); }
 
   // Dispatches the message as it comes off the wire, and returns the log lines that it made.
   std::vector<std::string> Receive(cQuorvaneCommand message) { return ReceiveBytes(message.GetRawCommand()); }

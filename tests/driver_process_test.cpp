@@ -1,7 +1,6 @@
 // The real driver as a child process, as the host sees it from start to end.
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <termios.h>
 #include <unistd.h>
@@ -106,7 +105,7 @@ TEST(ConnectToHost, AppliesItsDefaultsAndReplacesTheSocket) {
     ConnectToHost("127.0.0.1", host.Port(), id);
     EXPECT_TRUE(WaitForHostConnection(15));
   }
-  State().HostSocket.reset();
+  State() = {};
 }
 
 }  // namespace

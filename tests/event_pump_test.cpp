@@ -1,7 +1,6 @@
 #include "platform/event_pump.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -13,7 +12,7 @@
 #include "peers/channel.h"
 #include "platform/descriptor.h"
 #include "platform/ticks.h"
-#include "tests/virtual_clock.h"
+#include "tests/system_calls.h"
 
 namespace platform {
 namespace {

@@ -1,9 +1,6 @@
 // A whole session of the driver in which one allocation or one system call fails: each of them in turn.
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <sys/resource.h>
-#include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -11,12 +8,11 @@
 
 #include "app/app.h"
 #include "app/process_state.h"
+#include "peers/bare_port.h"
 #include "peers/pseudo_terminal.h"
 #include "platform/output_queue.h"
-#include "tests/allocations.h"
 #include "tests/kit.h"
 #include "tests/system_calls.h"
-#include "tests/virtual_clock.h"
 
 namespace {
 

@@ -1,7 +1,5 @@
 #include "host/framing.h"
 
-#include <gtest/gtest.h>
-
 #include <filesystem>
 #include <fstream>
 

@@ -1,12 +1,8 @@
 #include "host/host_socket.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
-#include <sys/socket.h>
 
-#include "peers/simulated_host.h"
 #include "tests/kit.h"
 
 namespace {

@@ -1,10 +1,10 @@
-// What several tests use: bytes in hexadecimal, a probe of a message's inner fields, a connected host socket.
+// What several tests use: bytes in hexadecimal, a probe of a message's inner fields, a connected host socket; with them
+// GoogleMock and the headers of messages and of both ends of the host's link.
 
 #ifndef TESTS_KIT_H_
 #define TESTS_KIT_H_
 
-#include <gtest/gtest.h>
-#include <netinet/in.h>
+#include <gmock/gmock.h>
 #include <sys/socket.h>
 
 #include <string>
@@ -15,7 +15,6 @@
 #include "message/quorvane_command.h"
 #include "peers/simulated_host.h"
 #include "peers/waiting.h"
-#include "platform/descriptor.h"
 #include "platform/text.h"
 
 // The bytes of hexadecimal pairs with blanks between them.
@@ -26,28 +25,6 @@ inline std::string Bytes(std::string_view hexadecimal) {
   }
   return bytes;
 }
-
-// A port of this computer that refuses every connection until it listens: it is taken, so that nobody else can.
-class BarePort {
- public:
-  BarePort() {
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t size = sizeof address;
-    EXPECT_EQ(bind(socket_.Number(), reinterpret_cast<const sockaddr*>(&address), size), 0);
-    getsockname(socket_.Number(), reinterpret_cast<sockaddr*>(&address), &size);
-    number_ = ntohs(address.sin_port);
-  }
-  std::int32_t Number() const { return number_; }
-  void Listen() { EXPECT_EQ(listen(socket_.Number(), 1), 0); }
-  // A connection that has come, or -1.
-  int Accept() { return accept(socket_.Number(), nullptr, nullptr); }
-
- private:
-  platform::Descriptor socket_{socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK, 0)};
-  std::int32_t number_ = 0;
-};
 
 inline int SocketOption(int socket, int level, int name) {
   int value = -1;

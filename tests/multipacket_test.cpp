@@ -1,5 +1,3 @@
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include "message/missing_object.h"
 #include "tests/kit.h"

@@ -1,7 +1,5 @@
 // The examples and names in docs/protocol.md are those of the code.
 
-#include <gtest/gtest.h>
-
 #include <fstream>
 #include <map>
 #include <regex>

@@ -1,7 +1,5 @@
 // What the serial port does on adapters that stay busy, take nothing or are slow.
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <sys/ioctl.h>
 #include <termios.h>
 

@@ -1,9 +1,10 @@
-// What the tests of the serial port use: a port that records its events, and a pseudo-terminal for it.
+// What the tests of the serial port use: a port that records its events, and a pseudo-terminal for it; with them
+// GoogleMock.
 
 #ifndef TESTS_SERIAL_KIT_H_
 #define TESTS_SERIAL_KIT_H_
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include <string>
 #include <vector>

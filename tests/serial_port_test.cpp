@@ -1,8 +1,6 @@
 #include "platform/serial_port.h"
 
 #include <fcntl.h>
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <termios.h>
 #include <time.h>
 #include <unistd.h>

@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -117,51 +116,37 @@ TEST_F(Simulator, TellsHowASessionWent) {
   const std::string typed_in_vain = File("typed-in-vain", "expect log no\n0102 ON\nexpect 0102U\nexit\n");
   PseudoTerminal real_port;
   const struct {
-    std::vector<std::string> options;
-    std::string input;
-    std::string output_file;
     int status;
+    std::vector<std::string> options;
     testing::Matcher<std::string> output;
+    std::string input = kNoDevice;
+    std::string output_file = {};
   } cases[] = {
-      {{},
-       kNoDevice,
-       "",
-       0,
+      {0,
+       {},
        AllOf(HasSubstr("driver -> device  0304S  unit 0304 stop\n"), HasSubstr("as expected       0304S\n"),
              EndsWith("the driver ended with status 0\nall as it should be\n"))},
-      {{"--ip", "--verbose", "--color=always"},
-       kNoDevice,
-       "",
-       0,
+      {0,
+       {"--ip", "--verbose", "--color=always"},
        AllOf(HasSubstr("mcmd = ON"), HasSubstr("\x1b[32m"), EndsWith("all as it should be\n"))},
-      {{}, kNoDevice, "/dev/full", 1, testing::_},
-      {{"--port", real_port.Path()},
-       kNoDevice,
-       "",
-       0,
+      {1, {}, testing::_, kNoDevice, "/dev/full"},
+      {0,
+       {"--port", real_port.Path()},
        AllOf(Not(HasSubstr("expected       0102U")), EndsWith("what reached the device cannot be seen from here\n"))},
-      {{"--script", other_byte},
-       kNoDevice,
-       "",
-       1,
+      {1,
+       {"--script", other_byte},
        HasSubstr(other_byte + ":2: expected the device to get \"D\" after 4 right bytes, it got \"U\"\n")},
-      {{"--script", more_bytes},
-       kNoDevice,
-       "",
-       1,
-       HasSubstr("the device got more than was expected: !  (raw bytes)\n")},
-      {{"--script", in_vain}, kNoDevice, "", 1, HasSubstr(in_vain + ":2: waited in vain for the log line \"no\"")},
-      {{"--script", "-"}, right, "", 0, EndsWith("all as it should be\n")},
-      {{"--interactive"},
-       typed_wrong,
-       "",
-       2,
-       AllOf(HasSubstr("standard input:1: \"foo\" is no step"), HasSubstr("as expected       0102U\n"))},
-      {{"--interactive", "--patience", "1"},
-       typed_in_vain,
-       "",
-       1,
-       AllOf(HasSubstr("standard input:1: waited in vain"), HasSubstr("as expected       0102U\n"))}};
+      {1, {"--script", more_bytes}, HasSubstr("the device got more than was expected: !  (raw bytes)\n")},
+      {1, {"--script", in_vain}, HasSubstr(in_vain + ":2: waited in vain for the log line \"no\"")},
+      {0, {"--script", "-"}, EndsWith("all as it should be\n"), right},
+      {2,
+       {"--interactive"},
+       AllOf(HasSubstr("standard input:1: \"foo\" is no step"), HasSubstr("as expected       0102U\n")),
+       typed_wrong},
+      {1,
+       {"--interactive", "--patience", "1"},
+       AllOf(HasSubstr("standard input:1: waited in vain"), HasSubstr("as expected       0102U\n")),
+       typed_in_vain}};
   std::vector<std::unique_ptr<ChildProcess>> simulators;
   for (const auto& c : cases) simulators.push_back(Start(c.options, c.input, c.output_file));
   for (std::size_t i = 0; i < simulators.size(); ++i) {

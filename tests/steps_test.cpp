@@ -3,7 +3,6 @@
 #include "simulator/steps.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <fstream>
 #include <sstream>

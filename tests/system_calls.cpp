@@ -1,31 +1,50 @@
+// Fortified headers bring bodies of their own for some of these calls, which clang lets nobody replace.
+#undef _FORTIFY_SOURCE
+
 #include "tests/system_calls.h"
 
 #include <dlfcn.h>
 #include <fcntl.h>
-#include <poll.h>
+#include <gtest/gtest.h>
 #include <sys/ioctl.h>
-#include <sys/socket.h>
 #include <sys/syscall.h>
 #include <termios.h>
 #include <time.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdarg>
+#include <cstdlib>
+#include <new>
 
 #include "platform/ticks.h"
 
+using std::chrono::milliseconds;
+using std::chrono::nanoseconds;
+
+Fault allocation_fault;
+std::atomic<std::size_t> largest_allocation = 0;
+
 namespace {
 
-std::chrono::nanoseconds FromTimespec(const timespec& time) {
-  return std::chrono::seconds(time.tv_sec) + std::chrono::nanoseconds(time.tv_nsec);
+nanoseconds FromTimespec(const timespec& time) {
+  return std::chrono::seconds(time.tv_sec) + nanoseconds(time.tv_nsec);
 }
 
-// The call as the system provides it, under the name of the own one: with 64-bit time ppoll can be __ppoll64.
-template <typename Call>
-Call* System(Call* own) {
-  Dl_info found{};
-  dladdr(reinterpret_cast<const void*>(own), &found);
-  return reinterpret_cast<Call*>(dlsym(RTLD_NEXT, found.dli_sname));
+// Calls the system's function under the name of the own one: with 64-bit time ppoll can be __ppoll64.
+template <auto kOwn, typename... Arguments>
+auto System(Arguments... arguments) {
+  static const auto system = [] {
+    Dl_info found{};
+    dladdr(reinterpret_cast<const void*>(kOwn), &found);
+    return reinterpret_cast<decltype(kOwn)>(dlsym(RTLD_NEXT, found.dli_sname));
+  }();
+  return system(arguments...);
+}
+
+int SystemPpoll(pollfd* polled, nfds_t count, nanoseconds limit) {
+  const timespec time = platform::ToTimespec(limit);
+  return System<&ppoll>(polled, count, &time, nullptr);
 }
 
 // What a hook answers in the system's place; every call that can fail comes by here.
@@ -49,13 +68,67 @@ SystemCalls& Calls() {
   return calls;
 }
 
-int SystemPpoll(pollfd* polled, nfds_t count, std::chrono::nanoseconds limit) {
-  static const auto system = System(&ppoll);
-  const timespec time = platform::ToTimespec(limit);
-  return system(polled, count, &time, nullptr);
+int VirtualClock::OnWait(pollfd* polled, nfds_t count, nanoseconds limit) {
+  waits.push_back({platform::MonotonicNow(), limit});
+  if (before_wait) {
+    if (const int error = before_wait(waits.back()); error > 0) {
+      errno = error;
+      return -1;
+    }
+  }
+  constexpr milliseconds kRealSlice{1};
+  constexpr int kRealSlices = 60'000;
+  int ready = SystemPpoll(polled, count, nanoseconds::zero());
+  if (ready != 0 || limit == nanoseconds::zero()) return ready;
+  for (int slice = 0; ready == 0 && may_pass && !may_pass() && slice < kRealSlices; ++slice) {
+    ready = SystemPpoll(polled, count, kRealSlice);
+    if (slice + 1 == kRealSlices) ADD_FAILURE() << "what the test waits for did not come";
+  }
+  if (ready == 0) ready = SystemPpoll(polled, count, nanoseconds::zero());
+  if (ready == 0) Pass(limit);
+  return ready;
+}
+
+std::vector<std::string> VirtualClock::Runs() const {
+  std::vector<std::string> each;
+  nanoseconds deadline{-1};
+  for (const Wait& wait : waits) {
+    if (wait.limit == nanoseconds::zero()) {
+      if (each.empty()) each.emplace_back();
+      each.back() += '.';
+    } else if (wait.start + wait.limit != deadline) {  // else a run that goes on with what is left of its time
+      deadline = wait.start + wait.limit;
+      each.push_back(std::to_string(std::chrono::round<milliseconds>(wait.limit).count()));
+    }
+  }
+  std::vector<std::string> runs;
+  for (std::size_t i = 0; i < each.size();) {
+    const std::size_t first = i;
+    while (i < each.size() && each[i] == each[first]) ++i;
+    runs.push_back(i - first == 1 ? each[first] : std::to_string(i - first) + " x " + each[first]);
+  }
+  return runs;
+}
+
+void* operator new(std::size_t size) {
+  largest_allocation = std::max(largest_allocation.load(), size);
+  void* const memory = allocation_fault.Strikes() ? nullptr : std::malloc(size);
+  if (memory == nullptr) throw std::bad_alloc();
+  return memory;
+}
+void operator delete(void* memory) noexcept {
+  std::free(memory);
+}
+void operator delete(void* memory, std::size_t /*size*/) noexcept {
+  std::free(memory);
 }
 
 extern "C" {
+
+// Where the C++ library's own allocations go by AddressSanitizer instead, it must not take ours for a mistake.
+const char* __asan_default_options() {
+  return "alloc_dealloc_mismatch=0";
+}
 
 int connect(int socket, const sockaddr* address, socklen_t size) {
   if (const auto& hook = Calls().before_connect) hook(socket, address, size);
@@ -74,28 +147,27 @@ ssize_t read(int descriptor, void* bytes, std::size_t count) {
 }
 
 int tcgetattr(int descriptor, termios* settings) noexcept {
-  static const auto system = System(&tcgetattr);
   if (const auto answer = Answer()) return *answer;
-  return system(descriptor, settings);
+  return System<&tcgetattr>(descriptor, settings);
 }
 
 int tcsetattr(int descriptor, int when, const termios* settings) noexcept {
-  static const auto system = System(&tcsetattr);
   if (const auto answer = Answer()) return *answer;
-  return system(descriptor, when, settings);
+  return System<&tcsetattr>(descriptor, when, settings);
 }
 
-int ppoll(pollfd* polled, nfds_t count, const timespec* limit, const sigset_t* mask) {
-  static const auto system = System(&ppoll);
+int ppoll(pollfd* polled, nfds_t count, const timespec* limit, const sigset_t* /*mask*/) {
   if (const auto& hook = Calls().before_ppoll) hook();
-  if (const auto answer = Answer(Calls().on_ppoll, polled, count, FromTimespec(*limit))) return *answer;
-  return system(polled, count, limit, mask);
+  if (const auto answer = Answer()) return *answer;
+  if (Calls().clock != nullptr) return Calls().clock->OnWait(polled, count, FromTimespec(*limit));
+  return SystemPpoll(polled, count, FromTimespec(*limit));
 }
 
 int nanosleep(const timespec* time, timespec* left) {
-  static const auto system = System(&nanosleep);
-  if (const auto answer = Answer(Calls().on_nanosleep, FromTimespec(*time))) return *answer;
-  return system(time, left);
+  if (const auto answer = Answer()) return *answer;
+  if (Calls().clock == nullptr) return System<&nanosleep>(time, left);
+  Calls().time_passed += FromTimespec(*time);
+  return 0;
 }
 
 ssize_t write(int descriptor, const void* bytes, std::size_t count) {
@@ -103,15 +175,14 @@ ssize_t write(int descriptor, const void* bytes, std::size_t count) {
   return syscall(SYS_write, descriptor, bytes, count);
 }
 
-int poll(pollfd* polled, nfds_t count, int milliseconds) {
-  static const auto system = System(&poll);
-  if (const auto answer = Answer(Calls().on_poll, milliseconds)) return *answer;
-  return system(polled, count, milliseconds);
+int poll(pollfd* polled, nfds_t count, int limit) {
+  if (const auto answer = Answer(Calls().on_poll, limit)) return *answer;
+  return System<&poll>(polled, count, limit);
 }
 
 // What fortified code calls where the size of the array is known.
-int __poll_chk(pollfd* polled, nfds_t count, int milliseconds, std::size_t /*size*/) {
-  return poll(polled, count, milliseconds);
+int __poll_chk(pollfd* polled, nfds_t count, int limit, std::size_t /*size*/) {
+  return poll(polled, count, limit);
 }
 
 int ioctl(int descriptor, unsigned long request, ...) {
@@ -124,15 +195,13 @@ int ioctl(int descriptor, unsigned long request, ...) {
 }
 
 int tcdrain(int descriptor) {
-  static const auto system = System(&tcdrain);
   if (const auto answer = Answer(Calls().on_tcdrain, descriptor)) return *answer;
-  return system(descriptor);
+  return System<&tcdrain>(descriptor);
 }
 
 int tcflush(int descriptor, int queue) {
-  static const auto system = System(&tcflush);
   if (const auto& hook = Calls().before_tcflush) hook(descriptor);
-  return system(descriptor, queue);
+  return System<&tcflush>(descriptor, queue);
 }
 
 int close(int descriptor) {
@@ -156,23 +225,21 @@ int __open64_2(const char* path, int flags) {
 }
 
 int clock_gettime(clockid_t clock, timespec* time) noexcept {
-  static const auto system = System(&clock_gettime);
-  const int result = system(clock, time);
+  const int result = System<&clock_gettime>(clock, time);
   if (result != 0 || clock != CLOCK_MONOTONIC) return result;
-  *time = platform::ToTimespec(Calls().now.value_or(FromTimespec(*time)) + Calls().time_passed);
+  const nanoseconds start = Calls().clock != nullptr ? std::chrono::hours(1) : FromTimespec(*time);
+  *time = platform::ToTimespec(start + Calls().time_passed);
   return 0;
 }
 
 int timer_settime(timer_t timer, int flags, const itimerspec* times, itimerspec* before) noexcept {
-  static const auto system = System(&timer_settime);
   Calls().alarm = FromTimespec(times->it_value);
-  return system(timer, flags, times, before);
+  return System<&timer_settime>(timer, flags, times, before);
 }
 
 int timer_delete(timer_t timer) noexcept {
-  static const auto system = System(&timer_delete);
   Calls().alarm.reset();
-  return system(timer);
+  return System<&timer_delete>(timer);
 }
 
 }  // extern "C"

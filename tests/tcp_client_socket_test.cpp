@@ -1,11 +1,8 @@
 #include "platform/tcp_client_socket.h"
 
 #include <fcntl.h>
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
-#include <sys/socket.h>
 
 #include "tests/kit.h"
 #include "tests/tcp_kit.h"

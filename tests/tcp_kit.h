@@ -1,9 +1,10 @@
 // What the tests of the TCP socket use: a socket that records its events, and a listener for it.
+// GoogleMock and the system-call hooks come with them.
 
 #ifndef TESTS_TCP_KIT_H_
 #define TESTS_TCP_KIT_H_
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include <functional>
 #include <memory>

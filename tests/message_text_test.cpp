@@ -1,10 +1,42 @@
-#include <gtest/gtest.h>
+// What people read of a message: its codes in words, its fields and its log line.
+
 #include <stdlib.h>
 #include <time.h>
 
 #include "tests/kit.h"
 
 namespace {
+
+// The names of the known codes are held against docs/protocol.md.
+TEST(Descriptions, AreOfTheVocabularyThatTheHeaderAndTheFlagSelect) {
+  const struct {
+    std::string header;
+    bool controller;
+    std::string command;
+    std::string text;
+  } cases[] = {{"n", false, "`", "pan left"},
+               {"N", true, "A", "pan right"},
+               {"N", false, "\n", "UNKNOWN Ninja command (A)"},
+               {"N", false, "ZZ", "UNKNOWN Ninja command (5A)"},
+               {"X", true, "a", "Turn off monitor mode"},
+               {"", true, "R", "R"},
+               {"", true, "`", "Unknown CCM code"},
+               {"X", false, "a", "Preset Dim 0"},
+               {"Y", false, "F", "Status Request"},
+               {"", false, "\x02", "UNKNOWN COMMAND CODE: (\x02) 0x2"},
+               {"", false, "", "UNKNOWN COMMAND CODE: () 0x0"}};
+  for (const auto& c : cases) {
+    Probe message;
+    message.Header = c.header;
+    message.fCCM = c.controller;
+    message.Command = c.command;
+    EXPECT_EQ(message.GetCommandCodeDescription(), c.text);
+  }
+  Probe error;
+  EXPECT_EQ(error.GetErrorCodeDescription(), "UNKNOWN ERROR CODE: () 0x0");
+  error.Code.assign(1, 'A');
+  EXPECT_EQ(error.GetErrorCodeDescription(), "UNKNOWN ERROR CODE: (A) 0x41");
+}
 
 // The first line as the C locale has it, whatever the environment of the test.
 std::string DateLine(platform::DateTime moment) {

@@ -1,0 +1,12 @@
+// What a fuzz target demands.
+
+#ifndef FUZZ_REQUIRE_H_
+#define FUZZ_REQUIRE_H_
+
+#include <cstdlib>
+
+inline void Require(bool holds) {
+  if (!holds) std::abort();
+}
+
+#endif  // FUZZ_REQUIRE_H_
