@@ -29,6 +29,7 @@ class Device {
     bool IsReal() const { return !port.empty() || !address.empty(); }
     // Whether what reaches the interface can be seen.
     bool CanBeSeen() const { return !IsReal() || !other_end.empty(); }
+    static constexpr const char* kCannotBeSeen = "what reaches a real device cannot be seen or disturbed from here";
   };
 
   // Throws std::system_error when the place cannot be had.

@@ -107,7 +107,7 @@ bool Session::ExpectMemory(std::int32_t mebibytes) {
 }
 
 bool Session::IsLookedInto() {
-  if (!place_.CanBeSeen()) return Fail("what reaches a real device cannot be seen or disturbed from here");
+  if (!place_.CanBeSeen()) return Fail(Device::Place::kCannotBeSeen);
   return device_.Link() != nullptr || Fail("the driver has not connected to the device");
 }
 

@@ -60,8 +60,8 @@ void ApplyScriptsWay(const Script& script, Options& options) {
 void RequireSight(const Script& script) {
   for (const Script::Line& line : script.lines) {
     if (!line.step.row->needs_sight) continue;
-    throw UsageError(script.Place(line) + ": what reaches a real device cannot be seen or disturbed from here; " +
-                     "a serial line's other end is named with --other-end");
+    throw UsageError(script.Place(line) + ": " + Device::Place::kCannotBeSeen +
+                     "; a serial line's other end is named with --other-end");
   }
 }
 
