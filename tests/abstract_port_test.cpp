@@ -113,14 +113,16 @@ TEST(SerialPortAbstractor, EndsItsOutputSoonAfterAQuit) {
     Calls().time_passed += kBetweenBytes;
     return std::optional(1);
   };
-  const auto time_of_a_command = [&port] {
+  const auto time_of = [&port](int commands) {
     const auto start = platform::MonotonicNow();
-    port.PortSendData("0102U");
+    for (int i = 0; i < commands; ++i) port.PortSendData("0102U");
     return platform::MonotonicNow() - start;
   };
-  EXPECT_GE(time_of_a_command(), 5 * kBetweenBytes);
+  EXPECT_GE(time_of(1), 5 * kBetweenBytes);
   State().QuitRequested = true;
-  for (int i = 0; i < 100; ++i) time_of_a_command();
+  const auto after_the_quit = time_of(100);
+  EXPECT_GE(after_the_quit, std::chrono::seconds(7));
+  EXPECT_LE(after_the_quit, std::chrono::seconds(7) + kBetweenBytes);
   EXPECT_EQ(port.LastErrorCode(), ETIMEDOUT);
   Calls() = {};
   State() = {};
