@@ -46,10 +46,16 @@ class DriverProcess : public testing::Test {
   }
 };
 
-TEST_F(DriverProcess, DrivesASerialDevice) {
-  StartSerial(terminal.Path(), [] { setsid(); });
+TEST_F(DriverProcess, DrivesASerialDeviceWithFewDescriptorsAndTakesNoTerminal) {
+  StartSerial(terminal.Path(), [] {
+    setsid();
+    constexpr int kDescriptors = 8;
+    const rlimit eight{kDescriptors, kDescriptors};
+    setrlimit(RLIMIT_NOFILE, &eight);
+    for (int number = STDERR_FILENO + 1; number < kDescriptors; ++number) close(number);  // left open by a parent
+  });
   ASSERT_TRUE(WaitUntilReady());
-  EXPECT_EQ(tcgetsid(terminal.Line().Number()), -1);  // it has not become the driver's controlling terminal
+  EXPECT_EQ(tcgetsid(terminal.Line().Number()), -1);  // nobody's controlling one
   host.Send(DeviceCommand("0102", "ON", "1"));
   host.Send(DeviceCommand("0102", "DIM", "2"));
   host.Send(RawDataCommand(std::string("\0\xFF\r", 3)));
@@ -81,20 +87,6 @@ TEST_F(DriverProcess, OutlivesAConsoleThatIsAClosedPipe) {
   host.Link()->Close();
   EXPECT_TRUE(WaitFor([this] { return driver->Status().has_value(); }));
   EXPECT_EQ(driver->Status(), 0);
-}
-
-TEST_F(DriverProcess, GetsByWithEightDescriptors) {
-  StartSerial(terminal.Path(), [] {
-    constexpr int kDescriptors = 8;
-    const rlimit eight{kDescriptors, kDescriptors};
-    setrlimit(RLIMIT_NOFILE, &eight);
-    for (int number = STDERR_FILENO + 1; number < kDescriptors; ++number) close(number);  // left open by a parent
-  });
-  ASSERT_TRUE(WaitUntilReady());
-  host.Send(DeviceCommand("0102", "ON", "1"));
-  host.Send(ControllerCommand("Q"));
-  ExpectEnd();
-  EXPECT_EQ(terminal.Line().Received, "0102U");
 }
 
 TEST(ConnectToHost, AppliesItsDefaultsAndReplacesTheSocket) {

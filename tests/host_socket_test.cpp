@@ -111,13 +111,19 @@ TEST(HostSocket, WritesLogPackets) {
   EXPECT_EQ(socket.Host.Link()->Received, expected);
 }
 
-TEST(HostSocket, AsksASilentHostWhetherItIsStillThere) {
+TEST(HostSocket, IsNotDelayedAndAsksAfterASilentHost) {
   const ConnectedSocket socket(nullptr);
-  const int number = socket.DescriptorNumber();
-  EXPECT_EQ(SocketOption(number, SOL_SOCKET, SO_KEEPALIVE), 1);
-  EXPECT_EQ(SocketOption(number, IPPROTO_TCP, TCP_KEEPIDLE), 60);
-  EXPECT_EQ(SocketOption(number, IPPROTO_TCP, TCP_KEEPINTVL), 15);
-  EXPECT_EQ(SocketOption(number, IPPROTO_TCP, TCP_KEEPCNT), 4);
+  const std::array<int, 3> options[] = {{IPPROTO_TCP, TCP_NODELAY, 1},
+                                        {SOL_SOCKET, SO_KEEPALIVE, 1},
+                                        {IPPROTO_TCP, TCP_KEEPIDLE, 60},
+                                        {IPPROTO_TCP, TCP_KEEPINTVL, 15},
+                                        {IPPROTO_TCP, TCP_KEEPCNT, 4}};
+  for (const auto& [level, name, wanted] : options) {
+    int value = -1;
+    socklen_t size = sizeof value;
+    getsockopt(socket.DescriptorNumber(), level, name, &value, &size);
+    EXPECT_EQ(value, wanted) << level << " " << name;
+  }
 }
 
 TEST(HostSocket, MayBeReleasedByItsMessageHandler) {

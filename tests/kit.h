@@ -26,13 +26,6 @@ inline std::string Bytes(std::string_view hexadecimal) {
   return bytes;
 }
 
-inline int SocketOption(int socket, int level, int name) {
-  int value = -1;
-  socklen_t size = sizeof value;
-  getsockopt(socket, level, name, &value, &size);
-  return value;
-}
-
 // A message whose inner fields can be seen and set.
 class Probe : public cQuorvaneCommand {
  public:

@@ -1,10 +1,5 @@
 #include "platform/tcp_client_socket.h"
 
-#include <fcntl.h>
-#include <netinet/in.h>
-#include <netinet/tcp.h>
-
-#include "tests/kit.h"
 #include "tests/tcp_kit.h"
 
 namespace platform {
@@ -90,13 +85,6 @@ TEST_F(TcpClientSocketTest, NothingOfAConnectionReachesTheNext) {
   }
 }
 
-TEST_F(TcpClientSocketTest, IsNotDelayedNotInheritedAndAsksAfterASilentPeer) {
-  Connected();
-  EXPECT_EQ(SocketOption(client->DescriptorNumber(), IPPROTO_TCP, TCP_NODELAY), 1);
-  EXPECT_EQ(SocketOption(client->DescriptorNumber(), SOL_SOCKET, SO_KEEPALIVE), 1);
-  EXPECT_EQ(fcntl(client->DescriptorNumber(), F_GETFD), FD_CLOEXEC);
-}
-
 TEST_F(TcpClientSocketTest, PollInsideTheDataEventSendsButDoesNotNest) {
   Channel& peer = Connected();
   int depth = 0;
@@ -153,17 +141,6 @@ TEST_F(TcpClientSocketTest, LimitOfTheOutputHoldsWhileConnecting) {
   client->Write(std::string(TcpClientSocket::kOutputLimit, 'x'));
   client->Write("x");
   EXPECT_THAT(Events(1), testing::Contains(Error(ENOBUFS)));
-}
-
-TEST_F(TcpClientSocketTest, PeerThatNeverReadsIsFailedAtTheLimit) {
-  Connected().Paused = true;
-  const std::string chunk(1 << 20, 'x');
-  for (int i = 0; i < 40 && client->IsConnected(); ++i) {
-    client->Write(chunk);
-    client->Poll();
-  }
-  client->Write(chunk);
-  EXPECT_THAT(Events(2), ElementsAre("connected", Error(ENOBUFS)));
 }
 
 }  // namespace
