@@ -34,12 +34,19 @@ class Ports : public testing::TestWithParam<bool> {
   void SetUp() override {
     State() = {};
     State().HostSocket = host;
+    State().DebugMode = true;
     if (GetParam()) {
       port = std::make_unique<cIPStreamAbstractor>("127.0.0.1", listener.Port());
+      EXPECT_TRUE(dynamic_cast<cIPStreamAbstractor&>(*port).InitialFlush);
+      EXPECT_THAT(
+          host->Logged(),
+          ElementsAre("4 torvy opening IP connection, polling and waiting...", "4 torvy Device connection event. ",
+                      testing::MatchesRegex("4 torvy Connection is open after [0-9]+ ticks\\.")));
       ASSERT_TRUE(WaitFor([this] { return listener.Peer() != nullptr; }));
     } else {
       port = std::make_unique<cSerialPortAbstractor>(terminal.Path());
     }
+    State().DebugMode = false;
     EXPECT_FALSE(State().QuitRequested);
   }
   void TearDown() override { State() = {}; }
@@ -125,19 +132,6 @@ TEST(SerialPortAbstractor, EndsItsOutputSoonAfterAQuit) {
   EXPECT_LE(after_the_quit, std::chrono::seconds(7) + kBetweenBytes);
   EXPECT_EQ(port.LastErrorCode(), ETIMEDOUT);
   Calls() = {};
-  State() = {};
-}
-
-TEST(IPStreamAbstractor, TellsOfItsConnectionInDebugMode) {
-  const auto host = std::make_shared<ConnectedSocket>(nullptr);
-  State().HostSocket = host;
-  State().DebugMode = true;
-  const Listener listener;
-  const cIPStreamAbstractor port("127.0.0.1", listener.Port());
-  EXPECT_THAT(host->Logged(),
-              ElementsAre("4 torvy opening IP connection, polling and waiting...", "4 torvy Device connection event. ",
-                          testing::MatchesRegex("4 torvy Connection is open after [0-9]+ ticks\\.")));
-  EXPECT_TRUE(port.InitialFlush);
   State() = {};
 }
 

@@ -1,15 +1,13 @@
 #include "platform/event_pump.h"
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
-#include <sys/socket.h>
 #include <unistd.h>
 
-#include <array>
 #include <cerrno>
 #include <functional>
 #include <memory>
 
-#include "peers/channel.h"
 #include "platform/descriptor.h"
 #include "platform/ticks.h"
 #include "tests/system_calls.h"
@@ -136,24 +134,15 @@ TEST(EventPump, RunEndsOnTimeUnderAFlood) {
   EXPECT_EQ(flood.calls, 300);
 }
 
-TEST(EventPump, RunInsideADataHandlerIsNoSpinWhileMoreComes) {
-  const VirtualClock clock;
-  std::array<int, 2> ends{};
-  ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, ends.data()), 0);
-  const Descriptor far_end(ends[1]);
-  Channel channel{Descriptor(ends[0])};
-  channel.OnChange = [&] {
-    EXPECT_EQ(write(far_end.Number(), "more", 4), 4);
-    const std::size_t waits_before = clock.waits.size();
-    Pump().Run(1000);
-    EXPECT_EQ(clock.waits.size(), waits_before + 1);
-    EXPECT_EQ(channel.Received, "first");
-    channel.OnChange = nullptr;
-  };
-  ASSERT_EQ(write(far_end.Number(), "first", 5), 5);
-  Pump().Run(10);
-  Pump().Run(10);
-  EXPECT_EQ(channel.Received, "firstmore");
+TEST(Descriptor, IsNoStandardOneAndIsNotInherited) {
+  close(STDIN_FILENO);
+  const Descriptor moved_up(open("/dev/null", O_RDONLY));
+  EXPECT_EQ(fcntl(STDIN_FILENO, F_GETFD), -1);
+  const Descriptor kept(dup2(moved_up.Number(), STDERR_FILENO + 100));
+  for (const Descriptor* descriptor : {&moved_up, &kept}) {
+    EXPECT_GT(descriptor->Number(), STDERR_FILENO);
+    EXPECT_EQ(fcntl(descriptor->Number(), F_GETFD), FD_CLOEXEC);
+  }
 }
 
 TEST(Ticks, CountSixtiethsOfASecond) {

@@ -1,13 +1,16 @@
-// What people read of a message: its codes in words, its fields and its log line.
+// What people read of a message: its codes in words, its fields, its log line, and docs/protocol.md.
 
 #include <stdlib.h>
 #include <time.h>
+
+#include <fstream>
+#include <map>
+#include <regex>
 
 #include "tests/kit.h"
 
 namespace {
 
-// The names of the known codes are held against docs/protocol.md.
 TEST(Descriptions, AreOfTheVocabularyThatTheHeaderAndTheFlagSelect) {
   const struct {
     std::string header;
@@ -17,6 +20,7 @@ TEST(Descriptions, AreOfTheVocabularyThatTheHeaderAndTheFlagSelect) {
   } cases[] = {{"n", false, "`", "pan left"},
                {"N", true, "A", "pan right"},
                {"N", false, "\n", "UNKNOWN Ninja command (A)"},
+               {"N", false, "", "UNKNOWN Ninja command (0)"},
                {"N", false, "ZZ", "UNKNOWN Ninja command (5A)"},
                {"X", true, "a", "Turn off monitor mode"},
                {"", true, "R", "R"},
@@ -85,6 +89,59 @@ TEST(LogLine, SummarisesAUnitCommand) {
   message.SetUnitCode(12);
   message.fStacked = message.fWireless = true;
   EXPECT_EQ(message.GetLogLine(), "stacked OFF for address C12 (W)");
+}
+
+std::map<std::string, std::string> Examples() {
+  std::ifstream page(TORVY_PROTOCOL_PAGE);
+  std::map<std::string, std::string> examples;
+  std::string* bytes = nullptr;
+  for (std::string line; std::getline(page, line);) {
+    if (line.starts_with("```")) {
+      bytes = line.starts_with("```hex ") ? &examples[line.substr(7)] : nullptr;
+    } else if (bytes != nullptr) {
+      *bytes += Bytes(line);
+    }
+  }
+  return examples;
+}
+
+TEST(ProtocolPage, ShowsWhatTheCodeBuilds) {
+  cQuorvaneCommand on;
+  on.SetCommand("2");
+  on.SetHouseCode("A");
+  on.SetUnitCode(1);
+  cQuorvaneCommand device_command = DeviceCommand("0102", "ON", "17");
+  ConnectedSocket socket(nullptr);  // waits for the handshake
+  socket.Host.Link()->OnChange = nullptr;
+  socket.SendLog("ready", 2);
+  EXPECT_TRUE(WaitFor([&socket] { return socket.Host.Link()->Received.size() >= 8; }));
+
+  const std::map<std::string, std::string> built{{"handshake", "TORVY:17\r"},
+                                                 {"device-command", device_command.GetRawCommand()},
+                                                 {"acknowledgement", device_command.MakeAck().GetRawCommand()},
+                                                 {"unit-command", on.GetRawCommand()},
+                                                 {"quit", ControllerCommand("Q").GetRawCommand()},
+                                                 {"raw-data", RawDataCommand("\x01\x02\x03").GetRawCommand()},
+                                                 {"log", socket.Host.Link()->Received},
+                                                 {"device-bytes", "0102U"}};
+  EXPECT_EQ(Examples(), built);
+}
+
+TEST(ProtocolPage, NamesCodesAsTheLogDoes) {
+  const std::regex row(R"(\| (pan and tilt|controller|unit|error) \| (.) \| (.*) \|)");
+  std::ifstream page(TORVY_PROTOCOL_PAGE);
+  int rows = 0;
+  for (std::string line; std::getline(page, line);) {
+    std::smatch cells;
+    if (!std::regex_match(line, cells, row)) continue;
+    Probe message;
+    message.Header = cells[1] == "pan and tilt" ? "N" : "X";
+    message.fCCM = cells[1] == "controller";
+    message.Command = message.Code = cells[2];
+    EXPECT_EQ(cells[1] == "error" ? message.GetErrorCodeDescription() : message.GetCommandCodeDescription(), cells[3]);
+    ++rows;
+  }
+  EXPECT_EQ(rows, 59);
 }
 
 }  // namespace

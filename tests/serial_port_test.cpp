@@ -150,6 +150,7 @@ class AdapterTest : public SerialPortTest {
  protected:
   int queued = 0;          // bytes that the adapter has not sent
   int sent_each_time = 0;  // how many it sends before it is asked again
+  milliseconds between_questions{10};
   bool dtr = false;
   int drains = 0;
   int flushes = 0;
@@ -162,7 +163,7 @@ class AdapterTest : public SerialPortTest {
       if (request != TIOCOUTQ) return std::nullopt;
       queued -= std::min(queued, sent_each_time);
       *static_cast<int*>(argument) = queued;
-      Calls().time_passed += milliseconds(10);
+      Calls().time_passed += between_questions;
       return 0;
     };
     Calls().on_poll = [](int limit) {
@@ -208,25 +209,15 @@ TEST_F(AdapterTest, AssertsOrDropsDtr) {
   EXPECT_FALSE(dtr);
 }
 
-TEST_F(AdapterTest, WaitsUntilTheLastByteHasLeft) {
-  queued = 5;
+TEST_F(AdapterTest, WaitsUntilTheLastByteHasLeftAsLongAsBytesLeave) {
+  queued = 10;
   sent_each_time = 1;
-  line.WaitTransmitted();
+  between_questions = SerialPort::kPatience - milliseconds(500);
+  EXPECT_GT(TimeOf([this] { line.WaitTransmitted(); }), 5 * SerialPort::kPatience);
   EXPECT_EQ(queued, 0);
   EXPECT_EQ(drains, 1);
   EXPECT_EQ(flushes, 0);
   EXPECT_FALSE(Calls().alarm.has_value());
-}
-
-TEST_F(AdapterTest, IsPatientAsLongAsBytesLeave) {
-  queued = 10;
-  sent_each_time = 1;
-  Calls().on_ioctl = [answer = Calls().on_ioctl](int number, unsigned long request, void* argument) {
-    if (request == TIOCOUTQ) Calls().time_passed += SerialPort::kPatience - milliseconds(500);
-    return answer(number, request, argument);
-  };
-  EXPECT_GT(TimeOf([this] { line.WaitTransmitted(); }), 5 * SerialPort::kPatience);
-  EXPECT_EQ(drains, 1);
   EXPECT_THAT(Events(), testing::IsEmpty());
 }
 
@@ -269,11 +260,10 @@ TEST_F(AdapterTest, DeliversWhatCameBeforeAWriteFailed) {
   line.Write("0102U");
   line.Poll();
   line.Poll();
-  EXPECT_THAT(line.events, testing::ElementsAre("data last words", "error " + std::to_string(EIO)));
+  EXPECT_THAT(line.events, ElementsAre("data last words", "error " + std::to_string(EIO)));
 }
 
 TEST_F(AdapterTest, WriteIsPatientAsLongAsBytesAreTaken) {
-  std::string taken;
   int refusals = 0;
   Calls().on_write = [&](int, std::size_t) -> std::optional<ssize_t> {
     errno = EAGAIN;

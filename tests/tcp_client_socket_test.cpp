@@ -85,7 +85,7 @@ TEST_F(TcpClientSocketTest, NothingOfAConnectionReachesTheNext) {
   }
 }
 
-TEST_F(TcpClientSocketTest, PollInsideTheDataEventSendsButDoesNotNest) {
+TEST_F(TcpClientSocketTest, PollOrRunInsideTheDataEventSendsAndNeitherNestsNorSpins) {
   Channel& peer = Connected();
   int depth = 0;
   client->then = [&](const std::string& event) {
@@ -94,7 +94,12 @@ TEST_F(TcpClientSocketTest, PollInsideTheDataEventSendsButDoesNotNest) {
       peer.Send("second");
       client->Write("answer");
       for (int i = 0; i < 3; ++i) client->Poll();
-      EXPECT_TRUE(WaitFor([&peer] { return peer.Received == "answer"; }));
+      EXPECT_TRUE(WaitFor([&peer] { return peer.Received == "answer" && peer.Unsent() == 0; }));
+      int waits = 0;
+      Calls().before_ppoll = [&waits] { ++waits; };
+      EventPump::Instance().Run(20);
+      EXPECT_LT(waits, 5);
+      Calls() = {};
     }
     --depth;
   };
