@@ -13,7 +13,7 @@ struct Description {
   std::string_view text;
 };
 
-constexpr std::array<Description, 16> kPanTiltCommands{{
+constexpr auto kPanTiltCommands = std::to_array<Description>({
     {"L", "center"},
     {"M", "center with program"},
     {"`", "pan left"},
@@ -30,9 +30,9 @@ constexpr std::array<Description, 16> kPanTiltCommands{{
     {"O", "program sweep"},
     {"C", "tilt down"},
     {"B", "tilt up"},
-}};
+});
 
-constexpr std::array<Description, 18> kControllerCommands{{
+constexpr auto kControllerCommands = std::to_array<Description>({
     {"O", "Open a Port"},
     {"C", "Close a port"},
     {"R", "R"},
@@ -51,7 +51,7 @@ constexpr std::array<Description, 18> kControllerCommands{{
     {"H", "Enable Wireless Stealth Mode"},
     {"V", "Set receiver sensitivity"},
     {"L", "Set transmitter output amplitude"},
-}};
+});
 
 // Security events have no codes on this link yet, and a text of no byte matches none.
 constexpr std::string_view kFirstSafeCode;
@@ -61,7 +61,7 @@ constexpr std::string_view kSecondAlarmCode;
 constexpr std::string_view kMotionCode;
 constexpr std::string_view kNoMotionCode;
 
-constexpr std::array<Description, 22> kUnitCommands{{
+constexpr auto kUnitCommands = std::to_array<Description>({
     {"0", "All Units Off"},
     {"1", "All Lights On"},
     {"2", "ON"},
@@ -84,9 +84,9 @@ constexpr std::array<Description, 22> kUnitCommands{{
     {kSecondAlarmCode, "Alarm Condition"},
     {kMotionCode, "MOTION"},
     {kNoMotionCode, "no motion"},
-}};
+});
 
-constexpr std::array<Description, 9> kErrors{{
+constexpr auto kErrors = std::to_array<Description>({
     {"1", "Powerline reception error"},
     {"2", "Bad command received from Mac"},
     {"3", "Bad data received from Mac"},
@@ -96,7 +96,7 @@ constexpr std::array<Description, 9> kErrors{{
     {"7", "Receive overrun of data from Mac"},
     {"8", "Power Failure at controller"},
     {"9", "Power restored at controller"},
-}};
+});
 
 // The text of the first row that matches, empty when none does.
 std::string Find(std::span<const Description> table, std::string_view code) {

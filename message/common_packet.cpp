@@ -28,8 +28,8 @@ struct LowBatteryForm {
   std::string_view received;
   std::string_view base;
 };
-constexpr std::array<LowBatteryForm, 4> kLowBatteryForms{
-    {{"\x05", "\x04"}, {"\x55", "\x54"}, {"\x01", std::string_view("\0", 1)}, {"\x51", "\x50"}}};
+constexpr auto kLowBatteryForms = std::to_array<LowBatteryForm>(
+    {{"\x05", "\x04"}, {"\x55", "\x54"}, {"\x01", std::string_view("\0", 1)}, {"\x51", "\x50"}});
 
 // The byte at an offset as a text, empty past the packet's end.
 std::string TextAt(std::string_view packet, std::size_t offset) {

@@ -16,11 +16,11 @@ struct HeaderLabel {
   std::string_view header;
   std::string_view label;
 };
-constexpr std::array<HeaderLabel, 5> kHeaderLabels{{{"X", "Development (X)"},
-                                                    {"Y", "Development (Y)"},
-                                                    {"L", "Direct log: (L)"},
-                                                    {"E", "plx error: (E)"},
-                                                    {"A", "shell echo of packet, ignored: ( A)"}}};
+constexpr auto kHeaderLabels = std::to_array<HeaderLabel>({{"X", "Development (X)"},
+                                                           {"Y", "Development (Y)"},
+                                                           {"L", "Direct log: (L)"},
+                                                           {"E", "plx error: (E)"},
+                                                           {"A", "shell echo of packet, ignored: ( A)"}});
 
 std::string LabelOf(const std::string& header) {
   for (const HeaderLabel& row : kHeaderLabels) {
