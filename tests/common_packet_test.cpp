@@ -1,3 +1,4 @@
+#include <algorithm>
 
 #include "tests/kit.h"
 
@@ -86,7 +87,7 @@ TEST(CommonPacket, KeepsNothingOfThePacketBefore) {
 }
 
 TEST(CommonPacket, ReadsNothingPastTheEnd) {
-  const std::string packet = Bytes("6D 02 61 C8 4C 58 C0 30 32 41 42 4C 30 33 46 46");
+  const std::string packet = Bytes("6D 02 61 C8 4C 58 C0 30 32 41 42 4C 30 33 46 46 46");
   for (std::size_t length = 1; length <= packet.size(); ++length) {
     Probe message;
     ASSERT_TRUE(message.InitFromCommonMessage(packet.substr(0, length)));
@@ -96,7 +97,7 @@ TEST(CommonPacket, ReadsNothingPastTheEnd) {
     EXPECT_EQ(message.Address2, length > 10 ? "B" : "");
     EXPECT_EQ(message.level, 0);  // the code of "L" is no level
     EXPECT_EQ(message.param2, length > 13 ? 0x33 : 0);
-    EXPECT_EQ(message.rawAnalog16, length < 14 ? 0 : 0x3FF >> 4 * (16 - length));
+    EXPECT_EQ(message.rawAnalog16, length < 14 ? 0 : 0x3FF >> 4 * (16 - std::min<std::size_t>(length, 16)));
   }
 }
 

@@ -1,4 +1,3 @@
-
 #include "message/missing_object.h"
 #include "tests/kit.h"
 
