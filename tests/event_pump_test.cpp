@@ -9,7 +9,6 @@
 #include <memory>
 
 #include "platform/descriptor.h"
-#include "platform/ticks.h"
 #include "tests/system_calls.h"
 
 namespace platform {
@@ -143,17 +142,6 @@ TEST(Descriptor, IsNoStandardOneAndIsNotInherited) {
     EXPECT_GT(descriptor->Number(), STDERR_FILENO);
     EXPECT_EQ(fcntl(descriptor->Number(), F_GETFD), FD_CLOEXEC);
   }
-}
-
-TEST(Ticks, CountSixtiethsOfASecond) {
-  VirtualClock clock;
-  const std::int64_t start = Ticks();
-  clock.Pass(milliseconds(16));
-  EXPECT_EQ(Ticks() - start, 0);
-  clock.Pass(milliseconds(1));
-  EXPECT_EQ(Ticks() - start, 1);
-  clock.Pass(milliseconds(983));
-  EXPECT_EQ(Ticks() - start, 60);
 }
 
 }  // namespace

@@ -53,7 +53,10 @@ std::string DateLine(platform::DateTime moment) {
 
 TEST(DebugText, ShowsEveryFieldOfAFreshMessage) {
   setenv("LC_ALL", "C", 1);
+  const auto before = std::chrono::system_clock::now();
   const cQuorvaneCommand message;
+  EXPECT_GE(message.TimeStamp, before - std::chrono::milliseconds(20));
+  EXPECT_LE(message.TimeStamp, std::chrono::system_clock::now());
   EXPECT_EQ(message.DebugString(),
             DateLine(message.TimeStamp) +
                 "       Header: UNKNOWN ()\r       Packet Length: 0 RealLength: 0\r       Version: \r"

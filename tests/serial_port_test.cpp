@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
+#include <signal.h>
 #include <sys/ioctl.h>
 #include <termios.h>
 #include <time.h>
@@ -297,6 +298,9 @@ TEST_F(AdapterTest, NeitherOpeningNorClosingBlocksForLong) {
   };
   EXPECT_TRUE(line.Open());
   EXPECT_EQ(opened, 1);
+  struct sigaction alarm{};
+  sigaction(SIGALRM, nullptr, &alarm);
+  EXPECT_EQ(alarm.sa_handler, SIG_DFL);  // and is no longer taken for the end of a call
 }
 
 }  // namespace

@@ -27,6 +27,7 @@ class Client : public TcpClientSocket {
  public:
   std::vector<std::string> events;
   std::function<void(const std::string& event)> then;
+  bool reads = true;
 
   Client(const std::string& address, std::int32_t port, std::size_t receive_size = kReceiveSize)
       : TcpClientSocket(receive_size) {
@@ -37,7 +38,7 @@ class Client : public TcpClientSocket {
 
  protected:
   void Event_Connected() override { Record("connected"); }
-  void Event_DataAvailable() override { Record("data " + ReadAll()); }
+  void Event_DataAvailable() override { Record("data " + (reads ? ReadAll() : "")); }
   void Event_Error() override { Record(Error(LastErrorCode())); }
 
  private:
