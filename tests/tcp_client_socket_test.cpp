@@ -148,6 +148,7 @@ TEST_F(TcpClientSocketTest, LimitOfTheOutputHoldsWhileConnecting) {
   client->Write(std::string(TcpClientSocket::kOutputLimit, 'x'));
   client->Write("x");
   EXPECT_THAT(Events(1), testing::Contains(Error(ENOBUFS)));
+  EXPECT_TRUE(WaitFor([this] { return listener.Peer() != nullptr && listener.Peer()->Ended; }));
 }
 
 }  // namespace
