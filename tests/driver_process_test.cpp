@@ -65,6 +65,9 @@ TEST_F(DriverProcess, WritesNothingElsewhereWithoutStandardDescriptors) {
   Start([] {
     for (const int number : {0, 1, 2}) close(number);
   });
+  for (const char* number : {"0", "1", "2"}) {  // nothing else can be taken for one
+    EXPECT_EQ(access(("/proc/" + std::to_string(driver->Id()) + "/fd/" + number).c_str(), F_OK), 0) << number;
+  }
   host.Link()->Close();  // makes it print
   ExpectEnd();
   EXPECT_EQ(terminal.Line().Received, "");

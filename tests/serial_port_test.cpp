@@ -39,6 +39,11 @@ class SerialPortTest : public testing::Test {
   Line line;
 
   void SetUp() override { ASSERT_TRUE(line.Find(terminal.Path())); }
+  termios Settings() {
+    termios settings{};
+    EXPECT_EQ(tcgetattr(terminal.Line().Number(), &settings), 0);
+    return settings;
+  }
 };
 
 TEST_F(SerialPortTest, FindsPathsNamesAndLinks) {
@@ -64,14 +69,13 @@ TEST_F(SerialPortTest, FindsPathsNamesAndLinks) {
 }
 
 TEST_F(SerialPortTest, OpensRawAt9600) {
-  termios settings{};
-  ASSERT_EQ(tcgetattr(terminal.Line().Number(), &settings), 0);
+  termios settings = Settings();
   settings.c_cflag |= CSTOPB | CRTSCTS;
   settings.c_iflag |= IXON | IXOFF | ICRNL;
   cfsetospeed(&settings, B300);
   ASSERT_EQ(tcsetattr(terminal.Line().Number(), TCSANOW, &settings), 0);
   ASSERT_TRUE(line.Open());
-  ASSERT_EQ(tcgetattr(terminal.Line().Number(), &settings), 0);
+  settings = Settings();
   constexpr tcflag_t kAsked = CSIZE | PARENB | CSTOPB | CRTSCTS | CREAD | CLOCAL;
   EXPECT_EQ(settings.c_cflag & kAsked, static_cast<tcflag_t>(CS8 | CREAD | CLOCAL));
   EXPECT_EQ(settings.c_iflag | settings.c_oflag | settings.c_lflag, 0U);
@@ -81,14 +85,29 @@ TEST_F(SerialPortTest, OpensRawAt9600) {
   EXPECT_EQ(settings.c_cc[VTIME], 0);
 }
 
-TEST_F(SerialPortTest, RefusesSettingsThatTheLineCannotHave) {
-  line.SetSpeed(9601);
-  EXPECT_FALSE(line.Open());
-  line.SetSpeed(9600);
-  for (const std::int32_t bits : {4, 9, 7}) {  // a pseudo-terminal has 8 always
+TEST_F(SerialPortTest, HasTheStandardSpeeds) {
+  const std::pair<std::int32_t, speed_t> speeds[] = {
+      {300, B300},     {600, B600},     {1200, B1200},   {2400, B2400},     {4800, B4800}, {9600, B9600},
+      {19200, B19200}, {38400, B38400}, {57600, B57600}, {115200, B115200}, {9601, B0}};
+  for (const auto& [bits_per_second, code] : speeds) {
+    line.SetSpeed(bits_per_second);
+    EXPECT_EQ(line.Open(), code != B0) << bits_per_second;
+    const termios settings = Settings();
+    EXPECT_TRUE(code == B0 || cfgetospeed(&settings) == code) << bits_per_second;
+  }
+}
+
+TEST_F(SerialPortTest, RefusesSettingsThatTheLineCannotHave) {  // a pseudo-terminal has 8 bits and no parity always
+  for (const std::int32_t bits : {4, 9, 7}) {
     line.SetDataBits(bits);
     EXPECT_FALSE(line.Open()) << bits;
     EXPECT_EQ(line.LastErrorCode(), EINVAL);
+  }
+  line.SetDataBits(8);
+  for (const auto parity : {SerialPort::ParityKind::kOdd, SerialPort::ParityKind::kEven}) {
+    line.SetParity(parity);
+    EXPECT_FALSE(line.Open());
+    EXPECT_EQ((Settings().c_cflag & PARODD) != 0, parity == SerialPort::ParityKind::kOdd);
   }
 }
 
@@ -222,9 +241,18 @@ TEST_F(AdapterTest, WaitsUntilTheLastByteHasLeftAsLongAsBytesLeave) {
   EXPECT_THAT(Events(), testing::IsEmpty());
 }
 
+TEST_F(AdapterTest, MayNotTellWhatItHasQueued) {
+  Calls().on_ioctl = [](int, unsigned long request, void*) { return std::optional(request == TIOCOUTQ ? -1 : 0); };
+  line.WaitTransmitted();
+  line.Close();
+  EXPECT_EQ(drains, 1);
+  EXPECT_EQ(flushes, 0);
+  EXPECT_THAT(Events(), testing::IsEmpty());
+}
+
 TEST_F(AdapterTest, QueueThatDoesNotMoveFailsTheLine) {
   queued = 5;
-  EXPECT_GE(TimeOf([this] { line.WaitTransmitted(); }), SerialPort::kPatience);
+  EXPECT_EQ(std::chrono::round<std::chrono::seconds>(TimeOf([this] { line.WaitTransmitted(); })).count(), 5);
   EXPECT_EQ(drains, 0);
   EXPECT_EQ(flushes, 1);  // what it did not take is not kept for whoever opens it next
   EXPECT_THAT(Events(), timed_out);
@@ -285,7 +313,7 @@ TEST_F(AdapterTest, NeitherOpeningNorClosingBlocksForLong) {
     if (number != line.DescriptorNumber()) return;
     ++closed;
     BlockUntilTheAlarm();
-    EXPECT_LE(Calls().alarm, SerialPort::kClosingPatience);
+    EXPECT_EQ(Calls().alarm, milliseconds(500));
   };
   queued = 5;
   line.Close();

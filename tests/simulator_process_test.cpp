@@ -39,13 +39,6 @@ class Simulator : public testing::Test {
     if (!text.empty()) std::ofstream(files_.back()) << text;
     return files_.back();
   }
-  static std::vector<std::string> Lines(const std::string& path) {
-    std::ifstream file(path);
-    std::vector<std::string> lines;
-    for (std::string line; std::getline(file, line);) lines.push_back(line);
-    return lines;
-  }
-
   // Starts the simulator with files as its standard input and, unless it is empty, output.
   std::unique_ptr<ChildProcess> Start(const std::vector<std::string>& options, const std::string& input = kNoDevice,
                                       const std::string& output = {}) {
@@ -153,14 +146,16 @@ TEST_F(Simulator, WatchesTheOtherEndOfARealLineAndRecords) {
       Start({"--port", port.Path(), "--other-end", other_end.Path(), "--script", script, "--record", record});
   WaitForEnd(*first);
   EXPECT_EQ(first->Status(), 0) << first->Output().Received;
+  std::ifstream file(record);
+  std::vector<std::string> lines;
+  for (std::string line; std::getline(file, line);) lines.push_back(line);
   // Device bytes and log lines come over two links, in either order.
-  EXPECT_THAT(
-      Lines(record),
-      UnorderedElementsAre("# recorded by torvy-simulator", "over serial", "debug", "0102 ON", "expect 0102U",
-                           "expect log received command from Quorvane:\\20", "expect log sending command: (0102U)",
-                           "raw 65 6E 64", "expect \\65nd", "expect log received command from Quorvane: X", "wait 200",
-                           "quit", "expect log received command from Quorvane: Q",
-                           "expect log The torvy plx has been asked to quit. (1)", "expect end"));
+  EXPECT_THAT(lines, UnorderedElementsAre("# recorded by torvy-simulator", "over serial", "debug", "0102 ON",
+                                          "expect 0102U", "expect log received command from Quorvane:\\20",
+                                          "expect log sending command: (0102U)", "raw 65 6E 64", "expect \\65nd",
+                                          "expect log received command from Quorvane: X", "wait 200", "quit",
+                                          "expect log received command from Quorvane: Q",
+                                          "expect log The torvy plx has been asked to quit. (1)", "expect end"));
   const auto again = Start({"--script", record});
   WaitForEnd(*again);
   EXPECT_EQ(again->Status(), 0) << again->Output().Received;
