@@ -5,23 +5,15 @@
 #include "fuzz/require.h"
 #include "message/quorvane_command.h"
 
-namespace {
-
-void Describe(const cQuorvaneCommand& message) {
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  const std::string packet(reinterpret_cast<const char*>(data), size);
+  cQuorvaneCommand message;
+  const bool parsed = message.InitFromCommonMessage(packet);
   Require(message.DebugString().ends_with(")\r"));
   Require(!message.GetLogLine().empty());
   Require(!message.GetCommandCodeDescription().empty());
   Require(!message.GetErrorCodeDescription().empty());
   Require(message.GetHouseCode().size() == 1);
-}
-
-}  // namespace
-
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  const std::string packet(reinterpret_cast<const char*>(data), size);
-  cQuorvaneCommand message;
-  const bool parsed = message.InitFromCommonMessage(packet);
-  Describe(message);
   Require(message.GetSendRawData().size() <= 255);
   message.SetFlag(packet);
   message.SetHouseCode(packet);

@@ -14,24 +14,14 @@
 #include "peers/simulated_host.h"
 #include "peers/waiting.h"
 
-namespace {
-
-// A host with the driver's side of the link to it, and what is behind that.
-struct Link {
-  SimulatedHost host;
-
-  Link() {
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  static SimulatedHost host;
+  if (State().HostSocket == nullptr) {
     ConnectToHost("127.0.0.1", host.Port(), "17");
-    Require(WaitFor([this] { return host.ConnectionID() == "17"; }));
+    Require(WaitFor([] { return host.ConnectionID() == "17"; }));
     State().Driver = std::make_shared<cTorvy>();
     State().DevicePort = std::make_shared<DetachedPort>([](const std::string&) {});
   }
-};
-
-}  // namespace
-
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  static Link link;
   cQuorvaneDeviceSocket& socket = *State().HostSocket;
   socket.Buffer.clear();
   State().DebugMode = false;
@@ -39,13 +29,13 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   if (size < 2) return 0;
   const std::size_t piece = data[0] == 0 ? size : data[0];
   for (std::size_t at = 1; at < size; at += piece) {
-    Require(send(link.host.Link()->Number(), data + at, std::min(piece, size - at), 0) >= 0);
+    Require(send(host.Link()->Number(), data + at, std::min(piece, size - at), 0) >= 0);
     platform::EventPump::Instance().RunOnly(socket);
   }
   Require(socket.IsConnected());
   Require(socket.Buffer.size() < 65536 + platform::ByteStream::kReceiveSize);
   platform::EventPump::Instance().Run(0);
-  Require(link.host.Unexpected().empty());
-  link.host.ForgetLog();
+  Require(host.Unexpected().empty());
+  host.ForgetLog();
   return 0;
 }

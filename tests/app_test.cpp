@@ -21,9 +21,6 @@ using testing::Contains;
 using testing::ElementsAre;
 using testing::MatchesRegex;
 
-const std::string kReady = "2 " + std::string(App::kReadyLine);
-constexpr const char* kQuit = "2 The torvy plx has been asked to quit. (1)";
-
 class AppTest : public testing::Test {
  protected:
   VirtualClock clock;

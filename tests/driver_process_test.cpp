@@ -1,25 +1,18 @@
 // The real driver as a child process, as the host sees it from start to end.
 
-#include <gmock/gmock.h>
 #include <sys/resource.h>
 #include <termios.h>
 #include <unistd.h>
 
-#include "app/app.h"
 #include "app/process_state.h"
 #include "host/connection.h"
-#include "host/host_socket.h"
 #include "peers/child_process.h"
 #include "peers/pseudo_terminal.h"
-#include "peers/simulated_host.h"
-#include "peers/waiting.h"
+#include "tests/kit.h"
 
 namespace {
 
 using testing::ElementsAre;
-
-const std::string kReady = "2 " + std::string(App::kReadyLine);
-constexpr const char* kQuit = "2 The torvy plx has been asked to quit. (1)";
 
 class DriverProcess : public testing::Test {
  protected:

@@ -41,8 +41,6 @@ void Throw(int deeper, bool no_exception_class) {
 class FailingPort : public DetachedPort {
  public:
   FailingPort() : DetachedPort(nullptr) {}
-  FailingPort(const FailingPort&) = delete;
-  FailingPort& operator=(const FailingPort&) = delete;
   __attribute__((noinline)) ~FailingPort() override { throw_from(1, false); }
 };
 

@@ -11,11 +11,16 @@
 #include <string_view>
 #include <vector>
 
+#include "app/app.h"
 #include "host/host_socket.h"
 #include "message/quorvane_command.h"
 #include "peers/simulated_host.h"
 #include "peers/waiting.h"
 #include "platform/text.h"
+
+// The driver's log lines when it is ready and when it was asked to quit.
+inline const std::string kReady = "2 " + std::string(App::kReadyLine);
+inline const std::string kQuit = "2 The torvy plx has been asked to quit. (1)";
 
 // The bytes of hexadecimal pairs with blanks between them.
 inline std::string Bytes(std::string_view hexadecimal) {

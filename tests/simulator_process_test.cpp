@@ -56,46 +56,12 @@ class Simulator : public testing::Test {
   std::vector<std::string> files_;
 };
 
-TEST_F(Simulator, RefusesWhatIsWrong) {
+TEST_F(Simulator, RefusesWhatIsWrongAndTellsHowASessionWent) {
   const std::string empty = File("empty", "# nothing to do\n\n");
   const std::string wrong = File("wrong", "0102 ON\nfoo\n");
   const std::string late = File("late", "0102 ON\nover ip\n");
   const std::string serial = File("serial", "over serial\n0102 ON\n");
   const std::string sight = File("sight", "0102 ON\nexpect 0102U\n");
-  const struct {
-    std::vector<std::string> options;
-    std::string output;
-  } cases[] = {{{"--port"}, "--port"},
-               {{"--device", "nowhere"}, "\"nowhere\" is no device"},
-               {{"--device", "[::1]:1x"}, "\"[::1]:1x\" is no device"},
-               {{"--device=::1:4001"}, "\"::1:4001\" is no device"},
-               {{"--device", "192.0.2.7:65536"}, "a port is 1 to 65535"},
-               {{"--ip", "--port", "/dev/null"}, "--port"},
-               {{"--other-end", "/dev/null"}, "--port"},
-               {{"--watch"}, "--stand-in"},
-               {{"--patience", "0"}, "--patience"},
-               {{"--color=often"}, "--color"},
-               {{"unexpected"}, "unexpected"},
-               {{"--script", "/no/file"}, "cannot read /no/file"},
-               {{"--script", folder}, folder + " is a folder"},
-               {{"--script", empty}, empty + " holds no step"},
-               {{"--script", "-"}, "standard input holds no step"},
-               {{"--script", wrong}, wrong + ":2: \"foo\" is no step"},
-               {{"--script", late}, late + ":2: over ip can only be a script's first step"},
-               {{"--ip", "--script", serial}, serial + " is for a device on a serial line"},
-               {{"--port", "/dev/null", "--script", sight}, sight + ":2: what reaches a real device cannot be seen"},
-               {{"--driver", "/no/such/driver"}, "/no/such/driver"},
-               {{"--driver", "no-such-driver"}, "is no program in PATH"},
-               {{"--record", "/no/file"}, "/no/file"}};
-  for (const auto& c : cases) {
-    const auto simulator = Start(c.options);
-    WaitForEnd(*simulator);
-    EXPECT_EQ(simulator->Status(), 2) << c.output;
-    EXPECT_THAT(simulator->Output().Received, HasSubstr(c.output));
-  }
-}
-
-TEST_F(Simulator, TellsHowASessionWent) {
   const std::string other_byte = File("other-byte", "0102 ON\nexpect 0102D\n");
   const std::string more_bytes = File("more-bytes", "over ip\n0102 ON\nexpect 0102U\nraw 21\nwait 200\n");
   const std::string in_vain = File("in-vain", "quit\nexpect log no\n");
@@ -113,6 +79,28 @@ TEST_F(Simulator, TellsHowASessionWent) {
     std::string input = kNoDevice;
     std::string output = {};
   } cases[] = {
+      {2, {"--port"}, {"--port"}},
+      {2, {"--device", "nowhere"}, {"\"nowhere\" is no device"}},
+      {2, {"--device", "[::1]:1x"}, {"\"[::1]:1x\" is no device"}},
+      {2, {"--device=::1:4001"}, {"\"::1:4001\" is no device"}},
+      {2, {"--device", "192.0.2.7:65536"}, {"a port is 1 to 65535"}},
+      {2, {"--ip", "--port", "/dev/null"}, {"--port"}},
+      {2, {"--other-end", "/dev/null"}, {"--port"}},
+      {2, {"--watch"}, {"--stand-in"}},
+      {2, {"--patience", "0"}, {"--patience"}},
+      {2, {"--color=often"}, {"--color"}},
+      {2, {"unexpected"}, {"unexpected"}},
+      {2, {"--script", "/no/file"}, {"cannot read /no/file"}},
+      {2, {"--script", folder}, {folder + " is a folder"}},
+      {2, {"--script", empty}, {empty + " holds no step"}},
+      {2, {"--script", "-"}, {"standard input holds no step"}},
+      {2, {"--script", wrong}, {wrong + ":2: \"foo\" is no step"}},
+      {2, {"--script", late}, {late + ":2: over ip can only be a script's first step"}},
+      {2, {"--ip", "--script", serial}, {serial + " is for a device on a serial line"}},
+      {2, {"--port", "/dev/null", "--script", sight}, {sight + ":2: what reaches a real device cannot be seen"}},
+      {2, {"--driver", "/no/such/driver"}, {"/no/such/driver"}},
+      {2, {"--driver", "no-such-driver"}, {"is no program in PATH"}},
+      {2, {"--record", "/no/file"}, {"/no/file"}},
       {0, {}, {"driver -> device  0304S  unit 0304 stop\n", "as expected       0304S\n"}, "status 0\n" + went_well},
       {0, {"--ip", "--verbose", "--color=always"}, {"mcmd = ON", "\x1b[32m"}, went_well},
       {1, {}, {}, "", kNoDevice, "/dev/full"},

@@ -50,8 +50,6 @@ class VirtualClock {
 
   VirtualClock() { Calls().clock = this; }
   ~VirtualClock() { Calls() = {}; }
-  VirtualClock(const VirtualClock&) = delete;
-  VirtualClock& operator=(const VirtualClock&) = delete;
 
   std::vector<Wait> waits;
 
