@@ -12,12 +12,12 @@ namespace platform {
 
 void ByteStream::Poll() {
   // Only sending is possible then, and what was just refused would be refused again.
-  if (in_data_event_ && output_refused_) return;
+  if (in_data_event_ && opening_.output_refused) return;
   EventPump::Instance().RunOnly(*this);
 }
 
 std::string ByteStream::ReadAll() {
-  std::string bytes = std::exchange(inbox_, {});
+  std::string bytes = std::exchange(opening_.inbox, {});
   if (!in_data_event_) bytes += ReadWaiting(InputWaiting());
   return bytes;
 }
@@ -43,38 +43,34 @@ void ByteStream::Use(Descriptor descriptor) {
 
 void ByteStream::CloseStream() {
   descriptor_.Reset();
-  inbox_.clear();
-  error_after_input_ = 0;
-  failed_ = false;
-  error_due_ = false;
-  output_refused_ = false;
+  opening_ = {};
   DescriptorChanged();
 }
 
 void ByteStream::FailLater(std::int32_t error) {
-  if (failed_) return;
-  failed_ = true;
-  error_due_ = true;
+  if (opening_.failed) return;
+  opening_.failed = true;
+  opening_.error_due = true;
   last_error_ = error;
   OnFailure();
 }
 
 void ByteStream::FailAfterInput(std::int32_t error) {
-  error_after_input_ = error;
+  opening_.error_after_input = error;
 }
 
 EventSource::Interest ByteStream::InputInterest() const {
   if (in_data_event_) return {.descriptor = DescriptorNumber()};
   return {.descriptor = DescriptorNumber(),
           .read = IsOpen(),
-          .pending = error_due_ || (error_after_input_ != 0 && IsOpen())};
+          .pending = opening_.error_due || (opening_.error_after_input != 0 && IsOpen())};
 }
 
 EventSource::Interest ByteStream::SendBeforeWait(OutputQueue& output) {
   if (!TakesOutput()) output.Clear();
-  if (!output_refused_ || output.Empty()) {
+  if (!opening_.output_refused || output.Empty()) {
     if (const std::int32_t error = output.SendTo(DescriptorNumber()); error != 0) FailAfterInput(error);
-    output_refused_ = !output.Empty();
+    opening_.output_refused = !output.Empty();
   }
   Interest interest = InputInterest();
   interest.write = !output.Empty();
@@ -94,21 +90,21 @@ void ByteStream::HandleInput() {
     }
     if (count < 0 && errno == EINTR) return;
     const bool ended = count == 0 || errno != EAGAIN;
-    if (!ended && error_after_input_ == 0) return;
+    if (!ended && opening_.error_after_input == 0) return;
     const std::int32_t reason = count == 0 || !ended ? ECONNRESET : errno;
-    FailLater(error_after_input_ != 0 ? error_after_input_ : reason);
+    FailLater(opening_.error_after_input != 0 ? opening_.error_after_input : reason);
   }
-  if (std::exchange(error_due_, false)) Event_Error();
+  if (std::exchange(opening_.error_due, false)) Event_Error();
 }
 
 void ByteStream::RaiseData(const char* bytes, std::size_t count) {
-  inbox_.append(bytes, count);
+  opening_.inbox.append(bytes, count);
   in_data_event_ = true;
   const Watch watch(*this);
   Event_DataAvailable();
   if (!watch.Alive()) return;
   in_data_event_ = false;
-  inbox_.clear();
+  opening_.inbox.clear();
 }
 
 }  // namespace platform

@@ -40,9 +40,9 @@ class ByteStream : public EventSource {
   virtual void Event_DataAvailable() = 0;
   virtual void Event_Error() = 0;
 
-  bool IsOpen() const { return descriptor_.IsOpen() && !failed_; }
+  bool IsOpen() const { return descriptor_.IsOpen() && !opening_.failed; }
   // Whether bytes can still be sent: open, and no send has failed.
-  bool TakesOutput() const { return IsOpen() && error_after_input_ == 0; }
+  bool TakesOutput() const { return IsOpen() && opening_.error_after_input == 0; }
   int DescriptorNumber() const { return descriptor_.Number(); }
 
   // How many bytes wait in the kernel to be read.
@@ -79,7 +79,7 @@ class ByteStream : public EventSource {
   Interest SendBeforeWait(OutputQueue& output);
 
   // Called when there may be room again for output that was refused.
-  void TryOutputAgain() { output_refused_ = false; }
+  void TryOutputAgain() { opening_.output_refused = false; }
 
   // Receives once and raises the data event, or the error event that is due. May destroy the stream.
   void HandleInput();
@@ -89,15 +89,20 @@ class ByteStream : public EventSource {
  private:
   void RaiseData(const char* bytes, std::size_t count);
 
+  // What holds for one opening of the stream, and is forgotten when it is closed.
+  struct Opening {
+    std::string inbox{};
+    std::int32_t error_after_input = 0;
+    bool failed = false;
+    bool error_due = false;
+    bool output_refused = false;  // the kernel had no room, and has not said since that it has
+  };
+
   Descriptor descriptor_;
   std::size_t receive_size_;
-  std::string inbox_;
+  Opening opening_;
   std::int32_t last_error_ = 0;
-  std::int32_t error_after_input_ = 0;
-  bool failed_ = false;
-  bool error_due_ = false;
   bool in_data_event_ = false;
-  bool output_refused_ = false;  // the kernel had no room, and has not said since that it has
 };
 
 }  // namespace platform
