@@ -1,5 +1,6 @@
 #include "host/host_socket.h"
 
+#include <algorithm>
 #include <chrono>
 #include <utility>
 
@@ -39,15 +40,19 @@ void cQuorvaneDeviceSocket::Event_DataAvailable() {
   const Watch watch(*this);
   const MessageHandler handler = handler_;  // outlives a socket that the handler releases
   std::size_t front = 0;
+  std::size_t allowance = kCompletionSize;
   bool in_zero_run = false;
   while (front < Buffer.size()) {
     const std::string_view bytes = std::string_view(Buffer).substr(front);
     const Frame frame = FrontFrame(bytes);
     if (frame.missing != 0) {
       // Where our own receive cut a multipacket, the rest of it is here already: the host did not send it in pieces.
-      const std::string more = ReadWaiting(frame.missing);
+      const std::string more = ReadWaiting(std::min(frame.missing, allowance));
       Buffer += more;
+      allowance -= more.size();
       if (!more.empty()) continue;
+      // What completes one packet can cut the next: a flood of them must not keep this event for ever.
+      if (InputWaiting() > 0) break;
     }
     if (frame.kind == Kind::kPlainIncomplete) break;
     if (frame.kind == Kind::kMultiIncomplete) {

@@ -20,9 +20,12 @@ class cQuorvaneDeviceSocket : public platform::TcpClientSocket {
  public:
   using MessageHandler = std::function<void(cQuorvaneCommand&)>;
 
-  // The most bytes that one data event brings. On a serial line of 960 bytes a second what they ask for takes some
+  // The most bytes that one receive brings. On a serial line of 960 bytes a second what they ask for takes some
   // four seconds, in which nothing else of the host is heard.
   static constexpr std::size_t kHostReceiveSize = 4096;
+  // The most bytes that a data event takes beyond them, to complete what the receive cut: one packet of the largest
+  // size.
+  static constexpr std::size_t kCompletionSize = 65535;
 
   explicit cQuorvaneDeviceSocket(MessageHandler handler);
 

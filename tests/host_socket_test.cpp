@@ -4,6 +4,7 @@
 #include <netinet/tcp.h>
 
 #include "tests/kit.h"
+#include "tests/system_calls.h"
 
 namespace {
 
@@ -73,6 +74,22 @@ TEST_F(HostStream, TellsHowMuchOfAMultipacketIsThere) {
   EXPECT_THAT(socket.Logged(),
               ElementsAre("2 bufflength is 5 packet length is: 300", "2 bufflength is 205 packet length is: 300"));
   EXPECT_EQ(socket.Buffer, "J\x04");
+}
+
+// Each head that is completed cuts the next, and there is always more.
+TEST_F(HostStream, FloodOfCutHeadsIsLeftToLaterEvents) {
+  constexpr int kMost = 200'000;
+  int heads = 0;
+  const auto feed = [&](const std::string& bytes) {
+    return send(socket.Host.Link()->Number(), bytes.data(), bytes.size(), MSG_DONTWAIT);
+  };
+  ASSERT_GT(feed("X\x02J"), 0);
+  Calls().fails = [&] { return heads < kMost && ++heads > 0 && feed(std::string("\0\0\0J", 4)) == 0; };
+  platform::EventPump::Instance().RunOnly(socket);
+  Calls() = {};
+  EXPECT_LT(heads, kMost);
+  ASSERT_GT(feed(std::string("\0\0\0", 3) + Plain('D')), 0);
+  EXPECT_TRUE(WaitFor([this] { return messages == "X , X D, "; }));
 }
 
 // Packets of these sizes put every part of a multipacket's head at the end of a receive.
