@@ -1,19 +1,23 @@
 #include "platform/call_limit.h"
 
 #include <signal.h>
-#include <time.h>
+#include <sys/time.h>
 
 #include <algorithm>
-
-#include "platform/ticks.h"
 
 namespace platform {
 namespace {
 
 // Of the one limit that is in force.
 struct sigaction action_before;
-timer_t timer;
-bool armed;
+
+timeval ToTimeval(std::chrono::microseconds time) {
+  const auto seconds = std::chrono::floor<std::chrono::seconds>(time);
+  timeval value{};
+  value.tv_sec = static_cast<decltype(value.tv_sec)>(seconds.count());
+  value.tv_usec = static_cast<decltype(value.tv_usec)>((time - seconds).count());
+  return value;
+}
 
 }  // namespace
 
@@ -22,19 +26,18 @@ CallLimit::CallLimit(std::chrono::nanoseconds limit) {
   struct sigaction end_calls{};
   end_calls.sa_handler = [](int) {};
   sigaction(SIGALRM, &end_calls, &action_before);
-  sigevent alarm{};
-  alarm.sigev_notify = SIGEV_SIGNAL;
-  alarm.sigev_signo = SIGALRM;
-  armed = timer_create(CLOCK_MONOTONIC, &alarm, &timer) == 0;
-  if (!armed) return;
-  // The alarm may come just before the call, or between two waits of one call: it is repeated.
+  // The alarm may come just before the call, or between two waits of one call: it is repeated. This kind of timer can
+  // be had even where no signal may be queued.
   constexpr std::chrono::milliseconds kRepeated{20};
-  const itimerspec times{ToTimespec(kRepeated), ToTimespec(std::max<std::chrono::nanoseconds>(limit, kRepeated))};
-  timer_settime(timer, 0, &times, nullptr);
+  const auto first =
+      std::max<std::chrono::microseconds>(std::chrono::ceil<std::chrono::microseconds>(limit), kRepeated);
+  const itimerval times{ToTimeval(kRepeated), ToTimeval(first)};
+  setitimer(ITIMER_REAL, &times, nullptr);
 }
 
 CallLimit::~CallLimit() {
-  if (armed) timer_delete(timer);
+  const itimerval none{};
+  setitimer(ITIMER_REAL, &none, nullptr);
   // An alarm that is still pending would end the process.
   struct sigaction ignore{};
   ignore.sa_handler = SIG_IGN;

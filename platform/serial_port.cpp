@@ -152,13 +152,16 @@ void SerialPort::WaitTransmitted() {
     if (waiting > 0 && TimeLeft(last_progress).count() <= 0) FailLater(ETIMEDOUT);
   }
   if (!TakesOutput()) return;
+  if (!Drain(last_progress)) FailLater(ETIMEDOUT);
+}
+
+bool SerialPort::Drain(std::chrono::nanoseconds last_progress) const {
   // An adapter that keeps reporting a busy transmitter would hold the drain up for ever.
   const CallLimit limit(TimeLeft(last_progress));
   while (tcdrain(DescriptorNumber()) != 0 && errno == EINTR) {
-    if (TimeLeft(last_progress).count() > 0) continue;
-    FailLater(ETIMEDOUT);
-    return;
+    if (TimeLeft(last_progress).count() <= 0) return false;
   }
+  return true;
 }
 
 void SerialPort::Hurry(std::chrono::nanoseconds time) {

@@ -70,6 +70,8 @@ class SerialPort : public ByteStream {
   void CloseLine();
   std::chrono::nanoseconds TimeLeft(std::chrono::nanoseconds last_progress) const;
   bool ApplySettings(const Descriptor& line) const;
+  // Waits for the transmitter; false when it stayed busy too long.
+  bool Drain(std::chrono::nanoseconds last_progress) const;
   std::size_t OutputWaiting() const;
   void DiscardOutput() const;
 

@@ -206,7 +206,13 @@ class AdapterTest : public SerialPortTest {
     };
     ASSERT_TRUE(line.Open());
   }
-  void TearDown() override { Calls() = {}; }
+  void TearDown() override {
+    struct sigaction alarm{};
+    sigaction(SIGALRM, nullptr, &alarm);
+    EXPECT_EQ(alarm.sa_handler, SIG_DFL);  // it is no longer taken for the end of a call
+    EXPECT_FALSE(Calls().alarm.has_value());
+    Calls() = {};
+  }
 
   // What a call does that only a signal ends: without an alarm it would never return.
   static void BlockUntilTheAlarm() {
@@ -243,7 +249,6 @@ TEST_F(AdapterTest, WaitsUntilTheLastByteHasLeftAsLongAsBytesLeave) {
   EXPECT_EQ(queued, 0);
   EXPECT_EQ(drains, 1);
   EXPECT_EQ(flushes, 0);
-  EXPECT_FALSE(Calls().alarm.has_value());
   EXPECT_THAT(Events(), testing::IsEmpty());
 }
 
@@ -332,9 +337,6 @@ TEST_F(AdapterTest, NeitherOpeningNorClosingBlocksForLong) {
   };
   EXPECT_TRUE(line.Open());
   EXPECT_EQ(opened, 1);
-  struct sigaction alarm{};
-  sigaction(SIGALRM, nullptr, &alarm);
-  EXPECT_EQ(alarm.sa_handler, SIG_DFL);  // and is no longer taken for the end of a call
 }
 
 }  // namespace

@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 #include <sys/ioctl.h>
 #include <sys/syscall.h>
+#include <sys/time.h>
 #include <termios.h>
 #include <time.h>
 #include <unistd.h>
@@ -232,14 +233,10 @@ int clock_gettime(clockid_t clock, timespec* time) noexcept {
   return 0;
 }
 
-int timer_settime(timer_t timer, int flags, const itimerspec* times, itimerspec* before) noexcept {
-  Calls().alarm = FromTimespec(times->it_value);
-  return System<&timer_settime>(timer, flags, times, before);
-}
-
-int timer_delete(timer_t timer) noexcept {
-  Calls().alarm.reset();
-  return System<&timer_delete>(timer);
+int setitimer(int kind, const itimerval* times, itimerval* before) noexcept {
+  const auto first = std::chrono::seconds(times->it_value.tv_sec) + std::chrono::microseconds(times->it_value.tv_usec);
+  Calls().alarm = first == nanoseconds::zero() ? std::nullopt : std::optional<nanoseconds>(first);
+  return System<&setitimer>(kind, times, before);
 }
 
 }  // extern "C"
