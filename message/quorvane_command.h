@@ -65,10 +65,10 @@ class cQuorvaneCommand {
   // The command in English, from the vocabulary that the header and fCCM select.
   virtual std::string GetCommandCodeDescription() const;
 
-  // The house code, "A" to "P"; "A" when Address1 is no digit.
+  // The house code, "A" to "P" for one hexadecimal digit in Address1; "A" when it is none.
   virtual std::string GetHouseCode() const;
 
-  // The unit number, "1" to "16"; "1" when Address2 is no digit.
+  // The unit number, "1" to "16" for one hexadecimal digit in Address2; "1" when it is none.
   virtual std::string GetUnitCode() const;
 
   virtual std::string GetCommandCode() const;

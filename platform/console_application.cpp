@@ -31,6 +31,13 @@ void OpenStandardDescriptors() {
   }
 }
 
+// A console that is a file at its size limit loses what does not fit, as one that is a closed pipe does.
+void IgnoreFileSizeSignal() {
+  struct sigaction ignore{};
+  ignore.sa_handler = SIG_IGN;
+  sigaction(SIGXFSZ, &ignore, nullptr);
+}
+
 // The alarm that ends system calls must come through, whatever signals we were started with.
 void UnblockAlarm() {
   sigset_t alarm;
@@ -49,6 +56,7 @@ ConsoleApplication::~ConsoleApplication() {
 
 std::int32_t RunApplication(ConsoleApplication& application, int argument_count, char** arguments) {
   OpenStandardDescriptors();
+  IgnoreFileSizeSignal();
   UnblockAlarm();
   EventPump::Instance();
   running_application = &application;

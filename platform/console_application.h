@@ -28,7 +28,7 @@ class ConsoleApplication {
 };
 
 // Runs the application and returns its exit status. To be called by main, once. Standard descriptors that are
-// closed are opened on /dev/null first, and SIGPIPE is ignored.
+// closed are opened on /dev/null first, and SIGPIPE and SIGXFSZ are ignored.
 std::int32_t RunApplication(ConsoleApplication& application, int argument_count, char** arguments);
 
 }  // namespace platform

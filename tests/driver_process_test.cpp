@@ -4,6 +4,8 @@
 #include <termios.h>
 #include <unistd.h>
 
+#include <cstdio>
+
 #include "app/process_state.h"
 #include "host/connection.h"
 #include "peers/child_process.h"
@@ -66,11 +68,19 @@ TEST_F(DriverProcess, WritesNothingElsewhereWithoutStandardDescriptors) {
   EXPECT_EQ(terminal.Line().Received, "");
 }
 
-TEST_F(DriverProcess, OutlivesAConsoleThatIsAClosedPipe) {
-  Start();
-  driver->Output().Close();
-  host.Link()->Close();
-  EXPECT_TRUE(WaitFor([this] { return driver->Status() == 0; }));
+TEST_F(DriverProcess, OutlivesAConsoleThatIsAClosedPipeOrAFullFile) {
+  const std::unique_ptr<FILE, int (*)(FILE*)> file(std::tmpfile(), &std::fclose);
+  for (const bool is_pipe : {true, false}) {
+    Start([&] {
+      const rlimit nothing{};
+      if (!is_pipe) setrlimit(RLIMIT_FSIZE, &nothing);
+      if (!is_pipe) dup2(fileno(file.get()), STDOUT_FILENO);
+    });
+    driver->Output().Close();
+    host.Link()->Close();
+    EXPECT_TRUE(WaitFor([this] { return driver->Status() == 0; }));
+    host.ForgetLog();
+  }
 }
 
 TEST(ConnectToHost, AppliesItsDefaultsAndReplacesTheSocket) {

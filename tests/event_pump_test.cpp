@@ -94,13 +94,6 @@ TEST(EventPump, NestedPassTakesUpASourceDropsOneAndLeavesTheOuterPassItsOwn) {
   EXPECT_EQ(added->calls, 1);
 }
 
-TEST(EventPump, RunIsOneWaitForItsWholeTime) {
-  const VirtualClock clock;
-  Pump().Run(300);
-  EXPECT_THAT(clock.Runs(), testing::ElementsAre("300"));
-  EXPECT_EQ(clock.waits.size(), 1U);
-}
-
 // A wait that ends early leaves the rest of the run to others, down to less than a millisecond, and none is empty.
 TEST(EventPump, InterruptedRunKeepsItsDeadlineAndDoesNotSpin) {
   VirtualClock clock;

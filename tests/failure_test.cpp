@@ -1,5 +1,4 @@
-// What the driver makes of a failure: of one that nothing catches, and of an allocation or a system call that fails in
-// the middle of a session. Each happens in a child of the test.
+// A failure that nothing catches, and an allocation or a system call that fails in the middle of a session.
 
 #include <fcntl.h>
 #include <sys/resource.h>
@@ -178,9 +177,7 @@ TEST(Failure, ReportDoesNotWaitForAStuckConsole) {
 
 Fault call_fault;
 
-constexpr int kOrderly = 0;
-constexpr int kOther = 1;
-constexpr int kNothingStruck = 2;
+enum Outcome { kOrderly, kOther, kNothingStruck };
 
 // A session that shows every kind of line. The host and the device are bare sockets: nothing of theirs can fail.
 int ServeWith(Fault& fault, long turn, bool over_ip) {

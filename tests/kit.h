@@ -5,7 +5,6 @@
 #define TESTS_KIT_H_
 
 #include <gmock/gmock.h>
-#include <sys/socket.h>
 
 #include <string>
 #include <string_view>

@@ -55,17 +55,11 @@ class SerialPortTest : public testing::Test {
 TEST_F(SerialPortTest, FindsPathsNamesAndLinks) {
   const std::string link = testing::TempDir() + "torvy-link-" + std::to_string(getpid());
   std::filesystem::create_symlink(terminal.Path(), link);
-  const std::pair<std::string, bool> cases[] = {{link, true},
-                                                {"null", true},
-                                                {"/dev/null", true},
-                                                {"no-such-port", false},
-                                                {"", false},
-                                                {"/dev", false},
-                                                {"pts", false},
-                                                {"NULL", false},
-                                                {"/etc/passwd", false},
-                                                {terminal.Path().substr(5), false}};  // a slash makes it a path
-  for (const auto& [name, found] : cases) EXPECT_EQ(line.Find(name), found) << name;
+  const std::vector<std::string> found{link, "null", "/dev/null"};
+  const std::vector<std::string> not_found{"no-such-port",           "", "/dev", "pts", "NULL", "/etc/passwd",
+                                           terminal.Path().substr(5)};  // a slash makes it a path
+  for (const std::string& name : found) EXPECT_TRUE(line.Find(name)) << name;
+  for (const std::string& name : not_found) EXPECT_FALSE(line.Find(name)) << name;
   ASSERT_TRUE(line.Find(link));
   EXPECT_TRUE(line.Open());
   std::filesystem::remove(link);
