@@ -40,21 +40,21 @@ void cQuorvaneDeviceSocket::Event_DataAvailable() {
   const Watch watch(*this);
   const MessageHandler handler = handler_;  // outlives a socket that the handler releases
   std::size_t front = 0;
-  std::size_t allowance = kCompletionSize;
   bool in_zero_run = false;
+  // Where our own receive cut a multipacket, the rest of it is here already: the host did not send it in pieces. What
+  // completes one packet can cut the next: a flood of them must not keep this event for ever.
+  std::size_t allowance = kCompletionSize;
+  const auto take_more = [this, &allowance](std::size_t missing) {
+    const std::string more = ReadWaiting(std::min(missing, allowance));
+    Buffer += more;
+    allowance -= more.size();
+    return !more.empty();
+  };
   while (front < Buffer.size()) {
     const std::string_view bytes = std::string_view(Buffer).substr(front);
     const Frame frame = FrontFrame(bytes);
-    if (frame.missing != 0) {
-      // Where our own receive cut a multipacket, the rest of it is here already: the host did not send it in pieces.
-      const std::string more = ReadWaiting(std::min(frame.missing, allowance));
-      Buffer += more;
-      allowance -= more.size();
-      if (!more.empty()) continue;
-      // What completes one packet can cut the next: a flood of them must not keep this event for ever.
-      if (InputWaiting() > 0) break;
-    }
-    if (frame.kind == Kind::kPlainIncomplete) break;
+    if (frame.missing != 0 && take_more(frame.missing)) continue;
+    if (frame.kind == Kind::kPlainIncomplete || (frame.missing != 0 && InputWaiting() > 0)) break;
     if (frame.kind == Kind::kMultiIncomplete) {
       SendLog("bufflength is " + std::to_string(bytes.size()) + " packet length is: " + std::to_string(frame.length),
               kLogLevelOperational);
