@@ -64,6 +64,7 @@ StackAddresses CurrentStack() {
 
 std::vector<std::string> Failure::Stack() const {
   std::vector<std::string> names;
+  names.reserve(stack_.count);
   for (std::size_t i = 0; i < stack_.count; ++i) names.push_back(FunctionName(stack_.addresses.at(i)));
   names.erase(names.begin(), names.begin() + static_cast<std::ptrdiff_t>(FirstOwnFrame(names)));
   return names;
