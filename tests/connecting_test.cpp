@@ -3,9 +3,11 @@
 #include <dlfcn.h>
 #include <netdb.h>
 
+#include <algorithm>
+#include <array>
 #include <atomic>
-#include <map>
 #include <set>
+#include <string_view>
 #include <thread>
 
 #include "tests/tcp_kit.h"
@@ -15,12 +17,16 @@ namespace {
 std::atomic<std::thread::id> resolver_thread;
 std::atomic<bool> resolver_may_answer = false;
 
-// What the names of these tests stand for. Who is asked for another one finds nothing.
-const std::map<std::string, std::vector<const char*>, std::less<>> kNames{
-    {"refused-first.test", {"127.0.0.2", "127.0.0.1"}},
-    {"silent-first.test", {"127.0.0.3", "127.0.0.1"}},
-    {"silent-second.test", {"127.0.0.3", "127.0.0.4"}},
-    {"slow.test", {"127.0.0.1"}}};
+// What the names of these tests stand for; nothing is found for another one. A constant, so that a look-up that was
+// given up may outlive the test.
+struct Name {
+  std::string_view name;
+  std::array<const char*, 2> addresses;
+};
+constexpr Name kNames[] = {{"refused-first.test", {"127.0.0.2", "127.0.0.1"}},
+                           {"silent-first.test", {"127.0.0.3", "127.0.0.1"}},
+                           {"silent-second.test", {"127.0.0.3", "127.0.0.4"}},
+                           {"slow.test", {"127.0.0.1", "127.0.0.2"}}};
 
 }  // namespace
 
@@ -30,11 +36,11 @@ extern "C" int getaddrinfo(const char* name, const char* service, const addrinfo
   if (hints != nullptr && (hints->ai_flags & AI_NUMERICHOST) != 0) return system_resolver(name, service, hints, found);
   resolver_thread = std::this_thread::get_id();
   while (name == std::string_view("slow.test") && !resolver_may_answer) std::this_thread::yield();
-  const auto entry = kNames.find(std::string_view(name));
-  if (entry == kNames.end()) return EAI_NONAME;
+  const auto* entry = std::ranges::find(kNames, std::string_view(name), &Name::name);
+  if (entry == std::end(kNames)) return EAI_NONAME;
   addrinfo numeric = *hints;
   numeric.ai_flags |= AI_NUMERICHOST;
-  for (const char* address : entry->second) {
+  for (const char* address : entry->addresses) {
     system_resolver(address, service, &numeric, found);
     found = &(*found)->ai_next;
   }
