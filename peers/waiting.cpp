@@ -1,14 +1,28 @@
 #include "peers/waiting.h"
 
 #include "platform/event_pump.h"
-#include "platform/ticks.h"
+
+namespace {
+
+constexpr std::int32_t kSliceMilliseconds = 2;
+
+}  // namespace
+
+Patience::Patience(std::chrono::milliseconds each, int most)
+    : each_(each.count() / kSliceMilliseconds), left_(each_), most_(each_ * most) {}
+
+bool Patience::Wait() {
+  if (left_ == 0 || most_ == 0) return false;
+  --left_;
+  --most_;
+  platform::EventPump::Instance().Run(kSliceMilliseconds);
+  return true;
+}
 
 bool WaitFor(const std::function<bool()>& condition, std::chrono::milliseconds limit) {
-  constexpr std::int32_t kSliceMilliseconds = 2;
-  const auto deadline = platform::MonotonicNow() + limit;
+  Patience patience(limit);
   while (!condition()) {
-    if (platform::MonotonicNow() >= deadline) return false;
-    platform::EventPump::Instance().Run(kSliceMilliseconds);
+    if (!patience.Wait()) return false;
   }
   return true;
 }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "peers/waiting.h"
 #include "platform/event_pump.h"
 #include "platform/ticks.h"
 #include "simulator/interruption.h"
@@ -126,23 +127,20 @@ bool Session::Await(const std::function<bool()>& condition, const std::string& w
   // nothing comes from a driver that has ended once what it left is taken.
   constexpr int kMostPatiences = 20;
   constexpr int kMostPassesAfterEnd = 20;
-  constexpr std::int32_t kSliceMilliseconds = 2;
-  const auto last = platform::MonotonicNow() + kMostPatiences * patience;
-  auto deadline = platform::MonotonicNow() + patience;
+  Patience left(patience, kMostPatiences);
   int passes_after_end = 0;
   std::size_t before = Progress();
   while (!condition()) {
     if (interruption::IsPending()) return Fail("interrupted while waiting for " + what);
     if (transcript_.WriteError() != 0) return false;
     passes_after_end = driver_.Status() ? passes_after_end + 1 : 0;
-    if (platform::MonotonicNow() >= std::min(deadline, last) || passes_after_end > kMostPassesAfterEnd) {
+    if (passes_after_end > kMostPassesAfterEnd || !left.Wait()) {
       return Fail("waited in vain for " + what + (driver_.Status() ? "; the driver has ended" : ""));
     }
-    platform::EventPump::Instance().Run(kSliceMilliseconds);
     device_.ShowRest();
     if (const std::size_t now = Progress(); now != before) {
       before = now;
-      deadline = platform::MonotonicNow() + patience;
+      left.Renew();
       passes_after_end = 0;
     }
   }

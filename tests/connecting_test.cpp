@@ -9,6 +9,7 @@
 #include <set>
 #include <string_view>
 #include <thread>
+#include <utility>
 
 #include "tests/tcp_kit.h"
 
@@ -19,10 +20,7 @@ std::atomic<bool> resolver_may_answer = false;
 
 // What the names of these tests stand for; nothing is found for another one. A constant, so that a look-up that was
 // given up may outlive the test.
-struct Name {
-  std::string_view name;
-  std::array<const char*, 2> addresses;
-};
+using Name = std::pair<std::string_view, std::array<const char*, 2>>;
 constexpr Name kNames[] = {{"refused-first.test", {"127.0.0.2", "127.0.0.1"}},
                            {"silent-first.test", {"127.0.0.3", "127.0.0.1"}},
                            {"silent-second.test", {"127.0.0.3", "127.0.0.4"}},
@@ -36,11 +34,11 @@ extern "C" int getaddrinfo(const char* name, const char* service, const addrinfo
   if (hints != nullptr && (hints->ai_flags & AI_NUMERICHOST) != 0) return system_resolver(name, service, hints, found);
   resolver_thread = std::this_thread::get_id();
   while (name == std::string_view("slow.test") && !resolver_may_answer) std::this_thread::yield();
-  const auto* entry = std::ranges::find(kNames, std::string_view(name), &Name::name);
+  const auto* entry = std::ranges::find(kNames, std::string_view(name), &Name::first);
   if (entry == std::end(kNames)) return EAI_NONAME;
   addrinfo numeric = *hints;
   numeric.ai_flags |= AI_NUMERICHOST;
-  for (const char* address : entry->addresses) {
+  for (const char* address : entry->second) {
     system_resolver(address, service, &numeric, found);
     found = &(*found)->ai_next;
   }

@@ -8,6 +8,7 @@
 #include <functional>
 #include <memory>
 
+#include "peers/waiting.h"
 #include "platform/descriptor.h"
 #include "tests/system_calls.h"
 
@@ -124,6 +125,16 @@ TEST(EventPump, RunEndsOnTimeUnderAFlood) {
   flood.handler = [&clock] { clock.Pass(milliseconds(1)); };
   Pump().Run(300);
   EXPECT_EQ(flood.calls, 300);
+}
+
+TEST(Waiting, IsUsedUpByWaitsAndNotByAMachineThatStandsStill) {
+  VirtualClock clock;
+  clock.before_wait = [&clock](const VirtualClock::Wait&) {
+    clock.Pass(std::chrono::hours(1));
+    return 0;
+  };
+  EXPECT_FALSE(WaitFor([] { return false; }, milliseconds(100)));
+  EXPECT_EQ(clock.waits.size(), 50U);
 }
 
 TEST(Descriptor, IsNoStandardOneAndIsNotInherited) {
