@@ -82,7 +82,7 @@ bool SerialPort::Open() {
 bool SerialPort::ApplySettings(const Descriptor& line) const {
   const speed_t speed = SpeedCode(speed_);
   const std::int32_t data_bits = data_bits_ - kFewestDataBits;
-  if (speed == B0 || data_bits < 0 || data_bits >= static_cast<std::int32_t>(kDataBits.size())) {
+  if (speed == B0 || !parity_ || data_bits < 0 || data_bits >= static_cast<std::int32_t>(kDataBits.size())) {
     errno = EINVAL;
     return false;
   }

@@ -11,6 +11,7 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -34,9 +35,8 @@ class SerialPort : public ByteStream {
   // Returns whether it names a character device, and attaches this object to it.
   [[nodiscard]] bool Find(const std::string& name);
 
-  // Settings of the next Open: 5 to 8 data bits and a standard speed in bits a second, without which no port opens;
-  // parity, none unless set; the data-terminal-ready line, dropped unless set. One stop bit and no flow control are
-  // fixed.
+  // Settings of the next Open: 5 to 8 data bits, the parity and a standard speed in bits a second, without which no
+  // port opens; the data-terminal-ready line, dropped unless set. One stop bit and no flow control are fixed.
   void SetDataBits(std::int32_t bits) { data_bits_ = bits; }
   void SetParity(ParityKind parity) { parity_ = parity; }
   void SetSpeed(std::int32_t bits_per_second) { speed_ = bits_per_second; }
@@ -78,7 +78,7 @@ class SerialPort : public ByteStream {
   std::string path_;
   std::int32_t data_bits_ = 0;
   std::int32_t speed_ = 0;
-  ParityKind parity_ = ParityKind::kNone;
+  std::optional<ParityKind> parity_;
   bool dtr_ = false;
   std::chrono::nanoseconds deadline_ = kNever;  // of all output, once there is hurry
 };

@@ -116,12 +116,9 @@ EventSource::Interest TcpClientSocket::PrepareToWait() {
 
 void TcpClientSocket::HandleReady() {
   switch (phase_) {
-    case Phase::kResolving: {
-      AddressList addresses = lookup_->Take();
-      lookup_.reset();
-      StartAttempts(std::move(addresses));
+    case Phase::kResolving:
+      StartAttempts(std::exchange(lookup_, nullptr)->Take());
       return;
-    }
     case Phase::kConnecting:
       AdvanceAttempts();
       return;

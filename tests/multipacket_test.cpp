@@ -92,7 +92,7 @@ TEST(Multipacket, NeedsADictionary) {
   cQuorvaneCommand message;
   EXPECT_THROW(message.GetMulti("addr"), MissingObject);
   EXPECT_THROW(message.hasKey("addr"), MissingObject);
-  EXPECT_THROW(message.GetKeys(), MissingObject);
+  EXPECT_THAT([&] { message.GetKeys(); }, testing::ThrowsMessage<MissingObject>("the message has no dictionary"));
   EXPECT_THROW(message.MakeAck(), MissingObject);
   message.SetCommand("2");
   EXPECT_EQ(message.GetRawMultipacket(), message.GetRawCommand());

@@ -31,6 +31,7 @@ class Line : public SerialPort {
 
   Line() {
     SetDataBits(8);
+    SetParity(ParityKind::kNone);
     SetSpeed(9600);
   }
 
