@@ -127,6 +127,14 @@ TEST(EventPump, RunEndsOnTimeUnderAFlood) {
   EXPECT_EQ(flood.calls, 300);
 }
 
+TEST(EventPump, PassesUseTheMemoryOfTheOnesBefore) {
+  const ReadySource source;
+  Pump().Run(0);
+  allocation_fault.turns_left = 2;
+  for (int pass = 0; pass < 3; ++pass) Pump().Run(0);
+  EXPECT_EQ(allocation_fault.turns_left.exchange(0), 2);
+}
+
 TEST(Waiting, IsUsedUpByWaitsAndNotByAMachineThatStandsStill) {
   VirtualClock clock;
   clock.before_wait = [&clock](const VirtualClock::Wait&) {

@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <memory>
 
 #include "peers/pseudo_terminal.h"
 #include "peers/waiting.h"
@@ -229,11 +230,14 @@ class AdapterTest : public SerialPortTest {
   const std::vector<std::string> timed_out{"error " + std::to_string(ETIMEDOUT)};
 };
 
-TEST_F(AdapterTest, AssertsDtrForTheDriver) {
+TEST_F(AdapterTest, DriversPortAssertsDtrAndDiscardsWhatItLeaves) {
   EXPECT_FALSE(dtr);
   line.Close();
-  const cSerialPortAbstractor port(terminal.Path());
+  auto port = std::make_unique<cSerialPortAbstractor>(terminal.Path());
   EXPECT_TRUE(dtr);
+  queued = 5;
+  port.reset();
+  EXPECT_EQ(flushes, 1);
 }
 
 TEST_F(AdapterTest, WaitsUntilTheLastByteHasLeftAsLongAsBytesLeave) {
