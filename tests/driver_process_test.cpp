@@ -6,6 +6,7 @@
 
 #include <cstdio>
 
+#include "app/app.h"
 #include "app/process_state.h"
 #include "host/connection.h"
 #include "peers/child_process.h"

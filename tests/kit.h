@@ -10,7 +10,6 @@
 #include <string_view>
 #include <vector>
 
-#include "app/app.h"
 #include "host/host_socket.h"
 #include "message/quorvane_command.h"
 #include "peers/simulated_host.h"
@@ -18,7 +17,7 @@
 #include "platform/text.h"
 
 // The driver's log lines when it is ready and when it was asked to quit.
-inline const std::string kReady = "2 " + std::string(App::kReadyLine);
+inline const std::string kReady = "2 Torvy Serial Remote Control interface version 1 (build 001) ready.";
 inline const std::string kQuit = "2 The torvy plx has been asked to quit. (1)";
 
 // The bytes of hexadecimal pairs with blanks between them.

@@ -79,8 +79,11 @@ TEST(DebugText, ShowsAReceivedPacketByteForByte) {
                 "       Level: 9       DoTrans:1  CCM:1  AddressOnly:1  CommandOnly:1  Wireless:1 Pass:1\r"
                 "       raw command:(" +
                 packet + ")\r");
-  message.Header.assign(1, 'a');
-  EXPECT_NE(message.DebugString().find("Header: shell echo of packet, ignored: ( A)\r"), std::string::npos);
+  for (const std::string label :
+       {"Development (X)", "Direct log: (L)", "plx error: (E)", "shell echo of packet, ignored: ( A)", "UNKNOWN (Z)"}) {
+    message.Header.assign(1, label.at(label.size() - 2));
+    EXPECT_THAT(message.DebugString(), testing::HasSubstr("Header: " + label + "\r"));
+  }
 }
 
 TEST(LogLine, SummarisesAUnitCommand) {
