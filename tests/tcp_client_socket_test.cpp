@@ -142,11 +142,11 @@ TEST_F(TcpClientSocketTest, RefusedOutputIsNotTriedAgainInTheSameDataEvent) {
 
 TEST_F(TcpClientSocketTest, LimitOfTheOutputHoldsWhileConnecting) {
   client->Connect();
-  client->Write(std::string(TcpClientSocket::kOutputLimit, 'x'));
+  client->Write(std::string(std::size_t{8} << 20, 'x'));
   client->Poll();
   EXPECT_THAT(client->events, testing::AnyOf(ElementsAre(), ElementsAre("connected")));
   client->Connect();
-  client->Write(std::string(TcpClientSocket::kOutputLimit, 'x'));
+  client->Write(std::string(std::size_t{8} << 20, 'x'));
   client->Write("x");
   EXPECT_THAT(Events(1), testing::Contains(Error(ENOBUFS)));
   EXPECT_TRUE(WaitFor([this] { return listener.Peer() != nullptr && listener.Peer()->Ended; }));
