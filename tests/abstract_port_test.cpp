@@ -113,14 +113,8 @@ TEST(SerialPortAbstractor, EndsItsOutputSoonAfterAQuit) {
   cSerialPortAbstractor port(terminal.Path());
   constexpr std::chrono::seconds kBetweenBytes{4};
   bool refused = false;
-  Calls().on_write = [&refused](int, std::size_t) -> std::optional<ssize_t> {
-    errno = EAGAIN;
-    return (refused = !refused) ? -1 : 1;
-  };
-  Calls().on_poll = [&](int) {
-    Calls().time_passed += kBetweenBytes;
-    return std::optional(1);
-  };
+  Calls().on_write = [&refused](int, std::size_t) { return (refused = !refused) ? Failure(EAGAIN) : 1; };
+  Calls().on_poll = [&](int) { return After(kBetweenBytes, 1); };
   const auto time_of = [&port](int commands) {
     const auto start = platform::MonotonicNow();
     for (int i = 0; i < commands; ++i) port.PortSendData("0102U");

@@ -68,8 +68,7 @@ TEST(CommonPacket, AcceptsKindsInEitherCase) {
   }
   for (const char kind : std::string_view("AJZE\0", 5)) {
     Probe message;
-    EXPECT_FALSE(message.InitFromCommonMessage(kind + std::string("\x09"
-                                                                  "23456789")));
+    EXPECT_FALSE(message.InitFromCommonMessage(kind + std::string("\t23456789")));
     EXPECT_EQ(message.Header, std::string(1, kind));
     EXPECT_EQ(message.Code, kind == 'E' ? "7" : "");
     EXPECT_EQ(message.Version + message.Command + std::to_string(message.PacketLength), "0");

@@ -148,9 +148,7 @@ TEST(Console, IsWaitedForOneSecondInAll) {
   Calls().on_poll = [](int) { return std::optional(1); };
   Calls().on_write = [](int, std::size_t) {
     EXPECT_TRUE(Calls().alarm.has_value()) << "blocks for ever";
-    Calls().time_passed += Calls().alarm.value_or(std::chrono::hours(1));
-    errno = EINTR;
-    return std::optional<ssize_t>(-1);
+    return After(Calls().alarm.value_or(std::chrono::hours(1)), Failure(EINTR));
   };
   const auto start = platform::MonotonicNow();
   for (int line = 0; line < 5; ++line) platform::PrintLine("nobody reads this");

@@ -6,6 +6,7 @@
 
 #include <gmock/gmock.h>
 
+#include <fstream>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -27,6 +28,12 @@ inline std::string Bytes(std::string_view hexadecimal) {
     bytes += static_cast<char>(platform::ReadHexadecimal(hexadecimal.substr(i, 2)));
   }
   return bytes;
+}
+
+// All of a file.
+inline std::string Contents(const char* path) {
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), {}};
 }
 
 // A message whose inner fields can be seen and set.

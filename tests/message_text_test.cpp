@@ -3,7 +3,6 @@
 #include <stdlib.h>
 #include <time.h>
 
-#include <fstream>
 #include <map>
 #include <regex>
 
@@ -98,15 +97,11 @@ TEST(LogLine, SummarisesAUnitCommand) {
 }
 
 std::map<std::string, std::string> Examples() {
-  std::ifstream page(TORVY_PROTOCOL_PAGE);
+  const std::string page = Contents(TORVY_PROTOCOL_PAGE);
+  const std::regex example("```hex (.*)\n([^`]*)");
   std::map<std::string, std::string> examples;
-  std::string* bytes = nullptr;
-  for (std::string line; std::getline(page, line);) {
-    if (line.starts_with("```")) {
-      bytes = line.starts_with("```hex ") ? &examples[line.substr(7)] : nullptr;
-    } else if (bytes != nullptr) {
-      *bytes += Bytes(line);
-    }
+  for (std::sregex_iterator found(page.begin(), page.end(), example), end; found != end; ++found) {
+    examples[found->str(1)] = Bytes(found->str(2));
   }
   return examples;
 }

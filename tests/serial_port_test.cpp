@@ -185,13 +185,9 @@ class AdapterTest : public SerialPortTest {
       if (request != TIOCOUTQ) return std::nullopt;
       queued -= std::min(queued, sent_each_time);
       *static_cast<int*>(argument) = queued;
-      Calls().time_passed += between_questions;
-      return 0;
+      return After(between_questions, 0);
     };
-    Calls().on_poll = [](int limit) {
-      Calls().time_passed += milliseconds(limit);
-      return std::optional(0);
-    };
+    Calls().on_poll = [](int limit) { return After(milliseconds(limit), 0); };
     Calls().on_tcdrain = [this](int) {
       ++drains;
       return std::optional(0);
@@ -272,8 +268,7 @@ TEST_F(AdapterTest, TransmitterThatStaysBusyFailsTheLine) {
   Calls().on_tcdrain = [this](int) {
     ++drains;
     BlockUntilTheAlarm();
-    errno = EINTR;
-    return std::optional(-1);
+    return Failure(EINTR);
   };
   EXPECT_GE(TimeOf([this] { line.WaitTransmitted(); }), SerialPort::kPatience);
   line.WaitTransmitted();
@@ -292,10 +287,7 @@ TEST_F(AdapterTest, DeliversWhatCameBeforeAWriteFailed) {
   terminal.Line().Send("last words");
   EventPump::Instance().RunOnly(terminal.Line());
   ASSERT_TRUE(terminal.WaitForInput());
-  Calls().on_write = [](int, std::size_t) {
-    errno = EIO;
-    return std::optional<ssize_t>(-1);
-  };
+  Calls().on_write = [](int, std::size_t) { return Failure(EIO); };
   line.Write("0102U");
   line.Poll();
   line.Poll();
@@ -304,14 +296,8 @@ TEST_F(AdapterTest, DeliversWhatCameBeforeAWriteFailed) {
 
 TEST_F(AdapterTest, WriteIsPatientAsLongAsBytesAreTaken) {
   int refusals = 0;
-  Calls().on_write = [&](int, std::size_t) -> std::optional<ssize_t> {
-    errno = EAGAIN;
-    return ++refusals % 2 == 0 ? 1 : -1;
-  };
-  Calls().on_poll = [](int limit) {
-    Calls().time_passed += milliseconds(limit - 1);
-    return std::optional(1);
-  };
+  Calls().on_write = [&](int, std::size_t) { return ++refusals % 2 == 0 ? 1 : Failure(EAGAIN); };
+  Calls().on_poll = [](int limit) { return After(milliseconds(limit - 1), 1); };
   EXPECT_GT(TimeOf([this] { line.Write("0102U"); }), 4 * SerialPort::kPatience);
   EXPECT_EQ(refusals, 10);
   EXPECT_THAT(Events(), testing::IsEmpty());

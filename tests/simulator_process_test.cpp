@@ -62,7 +62,7 @@ TEST_F(Simulator, RefusesWhatIsWrongAndTellsHowASessionWent) {
   const std::string late = File("late", "0102 ON\nover ip\n");
   const std::string serial = File("serial", "over serial\n0102 ON\n");
   const std::string sight = File("sight", "0102 ON\nexpect 0102U\n");
-  const std::string other_byte = File("other-byte", "0102 ON\nexpect 0102D\n");
+  const std::string other = File("other-byte", "0102 ON\nexpect 0102D\n");
   const std::string more_bytes = File("more-bytes", "over ip\n0102 ON\nexpect 0102U\nraw 21\nwait 200\n");
   const std::string in_vain = File("in-vain", "quit\nexpect log no\n");
   const std::string right = File("right", "0102 ON\r\n\nexpect 0102U\nquit\nexpect end\n");
@@ -106,9 +106,7 @@ TEST_F(Simulator, RefusesWhatIsWrongAndTellsHowASessionWent) {
       {1, {}, {}, "", kNoDevice, "/dev/full"},
       {1, {"--help"}, {}, "", kNoDevice, "/dev/full"},
       {0, {"--port", real_port.Path()}, {}, "what reached the device cannot be seen from here\n"},
-      {1,
-       {"--script", other_byte},
-       {other_byte + ":2: expected the device to get \"D\" after 4 right bytes, it got \"U\"\n"}},
+      {1, {"--script", other}, {other + ":2: expected the device to get \"D\" after 4 right bytes, it got \"U\"\n"}},
       {1, {"--script", more_bytes}, {"the device got more than was expected: !  (raw bytes)\n"}},
       {1, {"--script", in_vain}, {in_vain + ":2: waited in vain for the log line \"no\""}},
       {0, {"--script", "-"}, {}, went_well, right},

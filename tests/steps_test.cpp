@@ -4,13 +4,13 @@
 
 #include <gmock/gmock.h>
 
-#include <fstream>
 #include <regex>
 #include <sstream>
 
 #include "simulator/command_line.h"
 #include "simulator/unit_view.h"
 #include "simulator/wording.h"
+#include "tests/kit.h"
 
 namespace {
 
@@ -79,9 +79,7 @@ TEST(Steps, AreCompleted) {
 }
 
 TEST(ManPage, ListsWhatHelpLists) {
-  std::stringstream page;
-  page << std::ifstream(TORVY_SIMULATOR_MAN_PAGE).rdbuf();
-  const std::string text = page.str();
+  const std::string text = Contents(TORVY_SIMULATOR_MAN_PAGE);
   const std::regex item(R"(\n\.TP\n\.[BI]+ (.*)\n(.*))");
   std::vector<std::pair<std::string, std::string>> listed;
   for (std::sregex_iterator found(text.begin(), text.end(), item), end; found != end; ++found) {

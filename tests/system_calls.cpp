@@ -53,10 +53,7 @@ int SystemPpoll(pollfd* polled, nfds_t count, nanoseconds limit) {
 template <typename... Arguments, typename Result = int>
 std::optional<Result> Answer(const std::function<std::optional<Result>(Arguments...)>& hook,
                              std::type_identity_t<Arguments>... arguments) {
-  if (const auto& fails = Calls().fails; fails && fails()) {
-    errno = EIO;
-    return -1;
-  }
+  if (const auto& fails = Calls().fails; fails && fails()) return Failure(EIO);
   return hook ? hook(arguments...) : std::nullopt;
 }
 std::optional<int> Answer() {
@@ -74,10 +71,7 @@ SystemCalls& Calls() {
 int VirtualClock::OnWait(pollfd* polled, nfds_t count, nanoseconds limit) {
   waits.push_back({platform::MonotonicNow(), limit});
   if (before_wait) {
-    if (const int error = before_wait(waits.back()); error > 0) {
-      errno = error;
-      return -1;
-    }
+    if (const int error = before_wait(waits.back()); error > 0) return Failure(error);
   }
   constexpr milliseconds kRealSlice{1};
   constexpr int kRealSlices = 60'000;
@@ -160,7 +154,7 @@ int tcsetattr(int descriptor, int when, const termios* settings) noexcept {
 }
 
 int ppoll(pollfd* polled, nfds_t count, const timespec* limit, const sigset_t* /*mask*/) {
-  if (const auto& hook = Calls().before_ppoll) hook();
+  ++Calls().ppolls;
   if (const auto answer = Answer()) return *answer;
   if (Calls().clock != nullptr) return Calls().clock->OnWait(polled, count, FromTimespec(*limit));
   return SystemPpoll(polled, count, FromTimespec(*limit));
@@ -174,6 +168,7 @@ int nanosleep(const timespec* time, timespec* left) {
 }
 
 ssize_t write(int descriptor, const void* bytes, std::size_t count) {
+  ++Calls().writes;
   if (const auto answer = Answer(Calls().on_write, descriptor, count)) return *answer;
   return syscall(SYS_write, descriptor, bytes, count);
 }

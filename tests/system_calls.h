@@ -9,6 +9,7 @@
 #include <sys/types.h>
 
 #include <atomic>
+#include <cerrno>
 #include <chrono>
 #include <functional>
 #include <optional>
@@ -21,7 +22,6 @@ class VirtualClock;
 struct SystemCalls {
   std::function<bool()> fails;  // asked by each call first, which then fails with EIO
   std::function<void(int socket, const sockaddr* address, socklen_t size)> before_connect;
-  std::function<void()> before_ppoll;
   std::function<std::optional<ssize_t>(int descriptor, std::size_t count)> on_write;
   std::function<std::optional<int>(int milliseconds)> on_poll;
   std::function<std::optional<int>(int descriptor, unsigned long request, void* argument)> on_ioctl;
@@ -30,6 +30,8 @@ struct SystemCalls {
   std::function<void(int descriptor)> before_close;
   std::function<void(const char* path)> before_open;
 
+  int ppolls = 0;  // calls so far
+  int writes = 0;
   VirtualClock* clock = nullptr;           // stands in for the monotonic one
   std::chrono::nanoseconds time_passed{};  // added to what the monotonic clock shows
   // What the alarm was last set to, while there is one.
@@ -37,6 +39,17 @@ struct SystemCalls {
 };
 
 SystemCalls& Calls();
+
+// The result of a call that takes this time.
+inline int After(std::chrono::nanoseconds time, int result) {
+  Calls().time_passed += time;
+  return result;
+}
+// The result of a call that fails with this errno value.
+inline int Failure(int error) {
+  errno = error;
+  return -1;
+}
 
 // A clock for one test: while it lives, time passes only where the event pump waits, and passes at once.
 //
