@@ -64,7 +64,6 @@ std::string LittleEndianBytes(double number) {
 cQuorvaneCommand::cQuorvaneCommand() : TimeStamp(platform::Now()) {}
 
 bool cQuorvaneCommand::InitFromCommonMessage(std::string packet_bytes) {
-  if (MultiDict) MultiDict->TakeApart(RawCommonCommand);
   RawCommonCommand = std::move(packet_bytes);
   const std::string_view packet = RawCommonCommand;
   Header = TextAt(packet, 0);

@@ -1,8 +1,8 @@
 #include "message/multi_dictionary.h"
 
 #include <algorithm>
+#include <bit>
 #include <compare>
-#include <cstring>
 
 namespace {
 
@@ -19,30 +19,27 @@ Key FourByteForm(std::string_view key) {
   return form;
 }
 
-std::string_view AsText(const Key& key) {
-  return {key.data(), key.size()};
+// The key of an entry in wire form.
+Key KeyOf(std::string_view entry) {
+  Key key{};
+  entry.copy(key.data(), key.size());
+  return key;
 }
 
 // The key's four bytes as one number that is the same for either case of a letter.
-std::uint32_t Fold(std::string_view key) {
+std::uint32_t Fold(const Key& key) {
   constexpr std::uint32_t kEachByte = 0x01010101;
-  std::uint32_t bytes = 0;
-  std::memcpy(&bytes, key.data(), sizeof bytes);
-  // In each byte the top bit of a sum tells whether its low seven bits reach "A", or are past "Z".
+  const auto bytes = std::bit_cast<std::uint32_t>(key);
+  // Bit 7 of each byte of the sums: byte >= 'A', byte > 'Z' (four bytes at once).
   const std::uint32_t low_bits = bytes & 0x7F * kEachByte;
-  const std::uint32_t reach_a = low_bits + (0x80 - 'A') * kEachByte;
+  const std::uint32_t from_a = low_bits + (0x80 - 'A') * kEachByte;
   const std::uint32_t past_z = low_bits + (0x7F - 'Z') * kEachByte;
-  const std::uint32_t capitals = (reach_a ^ past_z) & ~bytes & 0x80 * kEachByte;
+  const std::uint32_t capitals = (from_a ^ past_z) & ~bytes & 0x80 * kEachByte;
   return bytes | capitals >> 2;
 }
 
-std::uint32_t FoldedForm(std::string_view key) {
-  if (key.size() == MultiDictionary::kKeySize) return Fold(key);
-  return Fold(AsText(FourByteForm(key)));
-}
-
-// Takes the next entry off the front of the rest; false when there is no whole head left. Of a value that the end cuts
-// short, the bytes that are there are kept.
+// Takes the next entry off the front of the rest; false when no whole header is left. A value that the packet's end cuts
+// short keeps the bytes that are there.
 bool TakeEntry(std::string_view& rest, Lengths lengths, std::string_view& entry) {
   if (rest.size() < kEntryHeadSize) return false;
   const std::size_t first = static_cast<unsigned char>(rest[MultiDictionary::kKeySize]);
@@ -57,40 +54,39 @@ std::string_view EntriesOf(std::string_view packet) {
   return packet.substr(std::min(kHeadSize, packet.size()));
 }
 
-// Of entries with the same key the first keeps its place and its letters, and gets the value of the last. Sorting takes
-// as long for chosen keys as for any.
+// Of entries with the same key the first keeps its place and its letters, and gets the value of the last.
 void MergeSameKeys(std::vector<MultiDictionary::Entry>& entries) {
-  struct Place {
+  struct FoldedKey {
     std::uint32_t folded;
     std::size_t index;
-    auto operator<=>(const Place&) const = default;
+    auto operator<=>(const FoldedKey&) const = default;
   };
-  std::vector<Place> places;
-  places.reserve(entries.size());
-  for (const auto& entry : entries) places.push_back({Fold(AsText(entry.key)), places.size()});
-  std::ranges::sort(places);
-  std::vector<bool> later(entries.size());
+  // Sorted, not hashed: crafted keys cannot make it slow.
+  std::vector<FoldedKey> keys;
+  keys.reserve(entries.size());
+  for (const auto& entry : entries) keys.push_back({Fold(entry.key), keys.size()});
+  std::ranges::sort(keys);
+  std::vector<bool> repeats(entries.size());
   std::size_t first = 0;
-  for (std::size_t i = 1; i < places.size(); ++i) {
-    if (places[i].folded != places[first].folded) {
+  for (std::size_t i = 1; i < keys.size(); ++i) {
+    if (keys[i].folded != keys[first].folded) {
       first = i;
       continue;
     }
-    later[places[i].index] = true;
-    entries[places[first].index].value = entries[places[i].index].value;
+    repeats[keys[i].index] = true;
+    entries[keys[first].index].value = entries[keys[i].index].value;
   }
   std::size_t index = 0;
-  std::erase_if(entries, [&](const auto& /*entry*/) { return later[index++]; });
+  std::erase_if(entries, [&](const auto& /*entry*/) { return repeats[index++]; });
 }
 
 }  // namespace
 
-void MultiDictionary::Set(std::string_view key, std::string_view value, std::string_view packet) {
-  TakeApart(packet);
+void MultiDictionary::Set(std::string_view key, std::string_view value) {
+  ParsePacket();
   const Key form = FourByteForm(key);
-  const std::uint32_t folded = Fold(form.data());
-  const auto place =
-      std::ranges::find_if(own_, [folded](const OwnEntry& entry) { return Fold(AsText(entry.key)) == folded; });
+  const std::uint32_t folded = Fold(form);
+  const auto place = std::ranges::find_if(own_, [folded](const OwnEntry& entry) { return Fold(entry.key) == folded; });
   if (place == own_.end()) {
     own_.push_back({form, std::string(value)});
   } else {
@@ -98,28 +94,28 @@ void MultiDictionary::Set(std::string_view key, std::string_view value, std::str
   }
 }
 
-std::optional<std::string_view> MultiDictionary::Find(std::string_view key, std::string_view packet) const {
-  const std::uint32_t folded = FoldedForm(key);
+std::optional<std::string_view> MultiDictionary::Find(std::string_view key) const {
+  const std::uint32_t folded = Fold(FourByteForm(key));
   std::optional<std::string_view> value;
   if (lengths_) {
-    std::string_view rest = EntriesOf(packet);
+    std::string_view rest = EntriesOf(packet_);
     for (std::string_view entry; TakeEntry(rest, *lengths_, entry);) {
-      if (Fold(entry) == folded) value = entry.substr(kEntryHeadSize);
+      if (Fold(KeyOf(entry)) == folded) value = entry.substr(kEntryHeadSize);
     }
     return value;
   }
   for (const OwnEntry& entry : own_) {
-    if (Fold(AsText(entry.key)) == folded) value = entry.value;
+    if (Fold(entry.key) == folded) value = entry.value;
   }
   return value;
 }
 
-std::vector<MultiDictionary::Entry> MultiDictionary::Entries(std::string_view packet) const {
+std::vector<MultiDictionary::Entry> MultiDictionary::Entries() const {
   std::vector<Entry> entries;
   if (lengths_) {
-    std::string_view rest = EntriesOf(packet);
+    std::string_view rest = EntriesOf(packet_);
     for (std::string_view entry; TakeEntry(rest, *lengths_, entry);) {
-      entries.push_back({FourByteForm(entry.substr(0, kKeySize)), entry.substr(kEntryHeadSize)});
+      entries.push_back({KeyOf(entry), entry.substr(kEntryHeadSize)});
     }
     MergeSameKeys(entries);
     return entries;
@@ -129,8 +125,9 @@ std::vector<MultiDictionary::Entry> MultiDictionary::Entries(std::string_view pa
   return entries;
 }
 
-void MultiDictionary::TakeApart(std::string_view packet) {
+void MultiDictionary::ParsePacket() {
   if (!lengths_) return;
-  for (const Entry& entry : Entries(packet)) own_.push_back({entry.key, std::string(entry.value)});
+  for (const Entry& entry : Entries()) own_.push_back({entry.key, std::string(entry.value)});
   lengths_.reset();
+  packet_.clear();
 }

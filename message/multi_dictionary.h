@@ -1,7 +1,6 @@
-// The named entries of a multipacket: four-byte keys, whose letters match in either case, with byte-string values.
+// The entries of a multipacket: four-byte keys, compared without regard to letter case, with byte-string values.
 //
-// The entries of a received packet stay where they lie in it, and are taken apart when one is set for the first time.
-// So every operation is given the packet as it was received; a dictionary that was built here makes no use of it.
+// The entries of a received packet stay in wire form, in the dictionary's own copy of the packet, until one is set.
 
 #ifndef MESSAGE_MULTI_DICTIONARY_H_
 #define MESSAGE_MULTI_DICTIONARY_H_
@@ -12,6 +11,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 class MultiDictionary {
@@ -20,36 +20,37 @@ class MultiDictionary {
 
   struct Entry {
     std::array<char, kKeySize> key;  // in the letters it was first stored with
-    std::string_view value;          // valid as long as the dictionary and its packet stay as they are
+    std::string_view value;          // valid until the dictionary changes or goes
   };
 
   enum class Lengths { kMostSignificantFirst, kLeastSignificantFirst };
 
   // An empty dictionary.
   MultiDictionary() = default;
-  // That of a received packet, with the lengths of its values in this byte order.
-  explicit MultiDictionary(Lengths lengths) : lengths_(lengths) {}
+  // The entries of a received packet, whose value lengths have this byte order.
+  MultiDictionary(std::string packet, Lengths lengths) : packet_(std::move(packet)), lengths_(lengths) {}
 
   // A key of any length is reduced to its last four bytes, blanks in front when it has fewer.
-  void Set(std::string_view key, std::string_view value, std::string_view packet);
+  void Set(std::string_view key, std::string_view value);
 
-  // The value, of a key that the packet has twice the later one; nothing when there is no such entry.
-  std::optional<std::string_view> Find(std::string_view key, std::string_view packet) const;
+  // The value, valid until the dictionary changes or goes; nothing when there is no such entry. Of two entries with the
+  // same key the later one counts.
+  std::optional<std::string_view> Find(std::string_view key) const;
 
   // In the order in which the keys were first stored.
-  std::vector<Entry> Entries(std::string_view packet) const;
-
-  // From here on the packet is not needed any more.
-  void TakeApart(std::string_view packet);
+  std::vector<Entry> Entries() const;
 
  private:
+  void ParsePacket();
+
   struct OwnEntry {
     std::array<char, kKeySize> key;
     std::string value;
   };
 
-  std::optional<Lengths> lengths_;  // while the entries lie in the packet
-  std::vector<OwnEntry> own_;
+  std::string packet_;              // as received; empty once it has been parsed
+  std::optional<Lengths> lengths_;  // set while the entries are in packet_
+  std::vector<OwnEntry> own_;       // the entries otherwise
 };
 
 #endif  // MESSAGE_MULTI_DICTIONARY_H_

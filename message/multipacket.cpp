@@ -25,7 +25,7 @@ bool cQuorvaneCommand::initFromMultiPacket(std::string packet_bytes) {
   MultiFlags = size > kFlagOffset ? static_cast<unsigned char>(RawCommonCommand[kFlagOffset]) : 0;
   LittleEndian = (MultiFlags & kLittleEndianFlag) != 0;
   using Lengths = MultiDictionary::Lengths;
-  MultiDict.emplace(LittleEndian ? Lengths::kLeastSignificantFirst : Lengths::kMostSignificantFirst);
+  MultiDict.emplace(RawCommonCommand, LittleEndian ? Lengths::kLeastSignificantFirst : Lengths::kMostSignificantFirst);
   return true;
 }
 
@@ -33,7 +33,7 @@ std::string cQuorvaneCommand::GetRawMultipacket() {
   if (!MultiDict) return BuildPlainPacket();
   constexpr std::string_view kHead("J\0\0\x80", 4);
   std::string packet(kHead);
-  for (const MultiDictionary::Entry& entry : MultiDict->Entries(RawCommonCommand)) {
+  for (const MultiDictionary::Entry& entry : MultiDict->Entries()) {
     const std::string_view value = entry.value.substr(0, kLargestLength);
     packet.append(entry.key.data(), entry.key.size());
     packet += LengthBytes(value.size());
@@ -44,22 +44,22 @@ std::string cQuorvaneCommand::GetRawMultipacket() {
 }
 
 std::string cQuorvaneCommand::GetMulti(std::string_view key) const {
-  return std::string(RequireDictionary().Find(key, RawCommonCommand).value_or(std::string_view()));
+  return std::string(RequireDictionary().Find(key).value_or(std::string_view()));
 }
 
 bool cQuorvaneCommand::hasKey(std::string_view key) const {
-  return RequireDictionary().Find(key, RawCommonCommand).has_value();
+  return RequireDictionary().Find(key).has_value();
 }
 
 void cQuorvaneCommand::SetMulti(std::string_view key, std::string_view value) {
   isMultiPacket = true;
   if (!MultiDict) MultiDict.emplace();
-  MultiDict->Set(key, value, RawCommonCommand);
+  MultiDict->Set(key, value);
 }
 
 std::vector<std::string> cQuorvaneCommand::GetKeys() const {
   std::vector<std::string> keys;
-  for (const MultiDictionary::Entry& entry : RequireDictionary().Entries(RawCommonCommand)) {
+  for (const MultiDictionary::Entry& entry : RequireDictionary().Entries()) {
     keys.emplace_back(entry.key.data(), entry.key.size());
   }
   return keys;
@@ -67,7 +67,6 @@ std::vector<std::string> cQuorvaneCommand::GetKeys() const {
 
 cQuorvaneCommand cQuorvaneCommand::MakeAck() const {
   cQuorvaneCommand ack;
-  ack.isMultiPacket = true;
   ack.SetMulti("mcmd", "ACK");
   ack.SetMulti("PkID", GetMulti("PkID"));
   return ack;

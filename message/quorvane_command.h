@@ -151,7 +151,7 @@ class cQuorvaneCommand {
   bool fAddressOnly = false;
   bool fCommandOnly = false;
   bool fPassThrough = false;
-  std::string RawCommonCommand;   // the packet as received; the entries of a multipacket lie in it
+  std::string RawCommonCommand;   // the packet as received
   std::int32_t PacketLength = 0;  // received: the length byte; built: the real length
 
  private:
