@@ -38,8 +38,9 @@ class cQuorvaneDeviceSocket : public platform::TcpClientSocket {
   void Event_DataAvailable() override;
 
  public:
-  // Queues the message's packet.
+  // Queues the message's packet. The defaults that building it applies stay in the message.
   virtual void SendCommand(cQuorvaneCommand& command);
+  void SendCommand(cQuorvaneCommand&& command) { SendCommand(command); }
 
   // Queues a log line; level 0 to 255. The packet holds the first 249 bytes of the text, or fewer so that no
   // character is split. It leaves with the next poll of this socket or run of the event pump.

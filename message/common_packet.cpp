@@ -61,7 +61,7 @@ std::string LittleEndianBytes(double number) {
 
 }  // namespace
 
-cQuorvaneCommand::cQuorvaneCommand() : TimeStamp(platform::Now()) {}
+cQuorvaneCommand::cQuorvaneCommand() : TimeStamp(platform::DateTime::clock::now()) {}
 
 bool cQuorvaneCommand::InitFromCommonMessage(std::string packet_bytes) {
   RawCommonCommand = std::move(packet_bytes);
@@ -93,9 +93,10 @@ bool cQuorvaneCommand::InitFromCommonMessage(std::string packet_bytes) {
   ParseFlags();
   Code = TextAt(packet, layout::kCode);
   Command = TextAt(packet, layout::kCommand);
-  // A controller command is no sensor reading: its "Q" is a "Q".
+  // The host asks the driver to quit with a controller command "Q", which is no sensor reading.
+  const bool asks_to_quit = (Flags & layout::kFlagCCM) != 0 && EqualIgnoringCase(Command, "Q");
   for (const LowBatteryForm& form : kLowBatteryForms) {
-    if (fCCM || !EqualIgnoringCase(Command, form.received)) continue;
+    if (asks_to_quit || !EqualIgnoringCase(Command, form.received)) continue;
     Command = form.base;
     LowBattery = true;
     break;

@@ -9,30 +9,22 @@
 
 namespace {
 
-constexpr std::int32_t kFlagDoTransmit = 0x80;
-constexpr std::int32_t kFlagCCM = 0x40;
-constexpr std::int32_t kFlagAddressOnly = 0x20;
-constexpr std::int32_t kFlagCommandOnly = 0x10;
-constexpr std::int32_t kFlagWireless = 0x08;
-constexpr std::int32_t kFlagPassThrough = 0x04;
-constexpr std::int32_t kFlagStacked = 0x02;
-
 constexpr std::size_t kHouseCodes = 16;
 
 }  // namespace
 
 void cQuorvaneCommand::ParseFlags() {
-  if ((Flags & kFlagDoTransmit) != 0) fDoTransmit = true;
-  if ((Flags & kFlagCCM) != 0) fCCM = true;
-  if ((Flags & kFlagAddressOnly) != 0) fAddressOnly = true;
-  if ((Flags & kFlagCommandOnly) != 0) fCommandOnly = true;
-  if ((Flags & kFlagWireless) != 0) fWireless = true;
-  if ((Flags & kFlagPassThrough) != 0) fPassThrough = true;
-  if ((Flags & kFlagStacked) != 0) fStacked = true;
+  if ((Flags & layout::kFlagDoTransmit) != 0) fDoTransmit = true;
+  if ((Flags & layout::kFlagCCM) != 0) fCCM = true;
+  if ((Flags & layout::kFlagAddressOnly) != 0) fAddressOnly = true;
+  if ((Flags & layout::kFlagCommandOnly) != 0) fCommandOnly = true;
+  if ((Flags & layout::kFlagWireless) != 0) fWireless = true;
+  if ((Flags & layout::kFlagPassThrough) != 0) fPassThrough = true;
+  if ((Flags & layout::kFlagStacked) != 0) fStacked = true;
 }
 
 void cQuorvaneCommand::SetFlag(std::string_view number) {
-  Flags ^= static_cast<std::int32_t>(static_cast<std::uint32_t>(platform::ReadNumber(number)));
+  Flags ^= static_cast<std::int32_t>(platform::ReadLow32Bits(number));
   ParseFlags();
 }
 

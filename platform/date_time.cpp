@@ -27,17 +27,6 @@ std::string Format(DateTime moment, const char* format) {
 
 }  // namespace
 
-DateTime Now() {
-#ifdef CLOCK_REALTIME_COARSE
-  timespec now{};
-  if (clock_gettime(CLOCK_REALTIME_COARSE, &now) == 0) {
-    const auto since_epoch = std::chrono::seconds(now.tv_sec) + std::chrono::nanoseconds(now.tv_nsec);
-    return DateTime(std::chrono::duration_cast<DateTime::duration>(since_epoch));
-  }
-#endif
-  return std::chrono::system_clock::now();
-}
-
 std::string LongTime(DateTime moment) {
   return Format(moment, "%X");
 }

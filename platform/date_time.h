@@ -1,5 +1,4 @@
-// A moment as the person at this computer would write it: local time, in the form of the environment's locale
-// (the C locale's form when the environment names none that exists).
+// Local date and time as text, in the format of the environment's locale, or the C locale's if there is no such locale.
 
 #ifndef PLATFORM_DATE_TIME_H_
 #define PLATFORM_DATE_TIME_H_
@@ -10,9 +9,6 @@
 namespace platform {
 
 using DateTime = std::chrono::system_clock::time_point;
-
-// Now on the wall clock, to a tick of the system's timer.
-DateTime Now();
 
 // The time of day with hours, minutes and seconds.
 std::string LongTime(DateTime moment);

@@ -14,14 +14,27 @@ int DigitValue(char c) {
   return 16;
 }
 
-std::int64_t ReadDigits(std::string_view text, int base) {
+struct Digits {
+  int base;
+  std::string_view text;
+};
+
+// The digits that follow the prefix of a number, and their base.
+Digits DigitsOf(std::string_view text) {
+  const std::string_view prefix = text.substr(0, 2);
+  if (EqualIgnoringCase(prefix, "&h")) return {16, text.substr(2)};
+  if (EqualIgnoringCase(prefix, "&b")) return {2, text.substr(2)};
+  return {10, text};
+}
+
+std::int64_t ReadDigits(Digits digits) {
   constexpr std::int64_t kTop = std::numeric_limits<std::int64_t>::max();
   std::int64_t value = 0;
-  for (const char c : text) {
+  for (const char c : digits.text) {
     const int digit = DigitValue(c);
-    if (digit >= base) break;
-    if (value > (kTop - digit) / base) return kTop;
-    value = value * base + digit;
+    if (digit >= digits.base) break;
+    if (value > (kTop - digit) / digits.base) return kTop;
+    value = value * digits.base + digit;
   }
   return value;
 }
@@ -42,10 +55,7 @@ bool EqualIgnoringCase(std::string_view a, std::string_view b) {
 }
 
 std::int64_t ReadNumber(std::string_view text) {
-  const std::string_view prefix = text.substr(0, 2);
-  if (EqualIgnoringCase(prefix, "&h")) return ReadDigits(text.substr(2), 16);
-  if (EqualIgnoringCase(prefix, "&b")) return ReadDigits(text.substr(2), 2);
-  return ReadDigits(text, 10);
+  return ReadDigits(DigitsOf(text));
 }
 
 std::int32_t ReadInt32(std::string_view text) {
@@ -53,8 +63,19 @@ std::int32_t ReadInt32(std::string_view text) {
   return static_cast<std::int32_t>(std::min(ReadNumber(text), kTop));
 }
 
+std::uint32_t ReadLow32Bits(std::string_view text) {
+  const Digits digits = DigitsOf(text);
+  std::uint32_t value = 0;
+  for (const char c : digits.text) {
+    const int digit = DigitValue(c);
+    if (digit >= digits.base) break;
+    value = value * static_cast<std::uint32_t>(digits.base) + static_cast<std::uint32_t>(digit);
+  }
+  return value;
+}
+
 std::int64_t ReadHexadecimal(std::string_view digits) {
-  return ReadDigits(digits, 16);
+  return ReadDigits({16, digits});
 }
 
 std::string ToHexadecimal(std::uint64_t value) {

@@ -25,6 +25,9 @@ std::int64_t ReadNumber(std::string_view text);
 // As ReadNumber, for a 32-bit number.
 std::int32_t ReadInt32(std::string_view text);
 
+// The low 32 bits of such a number, however many digits it has.
+std::uint32_t ReadLow32Bits(std::string_view text);
+
 // The hexadecimal number a text begins with, without any prefix.
 std::int64_t ReadHexadecimal(std::string_view digits);
 

@@ -47,8 +47,8 @@ void cIPStreamAbstractor::Event_Error() {
 }
 
 void cIPStreamAbstractor::Event_Connected() {
-  InitialFlush = true;
   LogToHostInDebugMode("torvy Device connection event. ");
+  InitialFlush = true;
 }
 
 void cIPStreamAbstractor::PortSetParent(std::shared_ptr<iAbstractPortReceiver> receiver) {

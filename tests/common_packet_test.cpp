@@ -100,19 +100,21 @@ TEST(CommonPacket, ReadsNothingPastTheEnd) {
   }
 }
 
-TEST(CommonPacket, ReplacesLowBatteryFormsOfSensorsAlone) {
+TEST(CommonPacket, ReplacesLowBatteryFormsButTheCommandToQuit) {
   const struct {
     std::string_view flags_and_command;
     std::string stored;
     bool low;
   } cases[] = {
       {"00 05", "\x04", true}, {"00 55", "T", true},  {"00 75", "T", true},  {"00 01", std::string(1, '\0'), true},
-      {"00 51", "P", true},    {"00 54", "T", false}, {"40 51", "Q", false}, {"40 71", "q", false}};
+      {"00 51", "P", true},    {"00 54", "T", false}, {"40 51", "Q", false}, {"40 71", "q", false},
+      {"40 55", "T", true},    {"40 01", std::string(1, '\0'), true}};
   for (const auto& c : cases) {
     std::string packet = Bytes(kOnForA1);
     packet[6] = Bytes(c.flags_and_command)[0];
     packet[8] = Bytes(c.flags_and_command)[1];
     cQuorvaneCommand message;
+    message.fCCM = true;  // of another packet: this one's own bit counts
     ASSERT_TRUE(message.InitFromCommonMessage(packet));
     EXPECT_EQ(message.Command, c.stored);
     EXPECT_EQ(message.LowBattery, c.low);
@@ -147,7 +149,8 @@ TEST(Flags, ViewsFollowTheBitsAndAreNeverCleared) {
   message.SetFlag("128");
   message.SetFlag("&h80 or so");
   EXPECT_EQ(message.Flags, 0);
-  message.SetFlag("&h1FFFFFFFF");
+  message.SetFlag("&hABCDEF0123456789FFFFFFFE");  // the low 32 bits of any number
+  message.SetFlag("36893488147419103233");          // 2^65 + 1
   EXPECT_EQ(message.Flags, -1);
 }
 

@@ -121,9 +121,10 @@ TEST(HostSocket, WritesLogPackets) {
   socket.SendLog(two_byte_letters, 4);
   cQuorvaneCommand command = DeviceCommand("0102", "ON", "1");
   socket.SendCommand(command);
+  socket.SendCommand(command.MakeAck());
   const std::string expected = Bytes("4C 03 02") + "L\x08\xFFready" + "L\xFC\x04" + std::string(249, 'x') +
                                "L\xFC\x02" + std::string(249, 'y') + "L\xFB\x04" + two_byte_letters.substr(0, 248) +
-                               command.GetRawCommand();
+                               command.GetRawCommand() + command.MakeAck().GetRawCommand();
   EXPECT_TRUE(WaitFor([&] { return socket.Host.Link()->Received.size() >= expected.size(); }));
   EXPECT_EQ(socket.Host.Link()->Received, expected);
 }

@@ -54,7 +54,7 @@ TEST(DebugText, ShowsEveryFieldOfAFreshMessage) {
   setenv("LC_ALL", "C", 1);
   const auto before = std::chrono::system_clock::now();
   const cQuorvaneCommand message;
-  EXPECT_GE(message.TimeStamp, before - std::chrono::milliseconds(20));
+  EXPECT_GE(message.TimeStamp, before);
   EXPECT_LE(message.TimeStamp, std::chrono::system_clock::now());
   EXPECT_EQ(message.DebugString(),
             DateLine(message.TimeStamp) +
