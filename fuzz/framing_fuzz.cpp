@@ -14,12 +14,19 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   while (!rest.empty()) {
     const Frame early = FrontFrame(rest.substr(0, 1 + data[0]));
     const Frame frame = FrontFrame(rest);
-    const bool settled = early.kind != Kind::kPlainIncomplete && early.kind != Kind::kMultiIncomplete;
+    const bool settled = early.kind != Kind::kIncomplete && early.kind != Kind::kMultiIncomplete;
     if (settled && early.missing == 0) Require(early.kind == frame.kind && early.length == frame.length);
     Require(frame.kind != Kind::kMulti || frame.missing == 0);
     Require(frame.kind != Kind::kMultiIncomplete || frame.length == rest.size() + frame.missing);
+    if (frame.kind == Kind::kZeroLength) {
+      const std::size_t next = NextWholePacket(rest);
+      Require(next > 0 && next <= rest.size());
+      rest.remove_prefix(next);
+      Require(rest.empty() || FrontFrame(rest).kind == Kind::kPlain || FrontFrame(rest).kind == Kind::kMulti);
+      continue;
+    }
     Require(frame.length > 0);
-    if (frame.kind == Kind::kPlainIncomplete || frame.kind == Kind::kMultiIncomplete) {
+    if (frame.kind == Kind::kIncomplete || frame.kind == Kind::kMultiIncomplete) {
       Require(frame.length > rest.size());
       return 0;
     }

@@ -1,35 +1,51 @@
 #include "host/framing.h"
 
+#include "message/packet_layout.h"
 #include "platform/text.h"
 
 namespace {
 
-constexpr std::size_t kMultiHeadSize = 4;
-constexpr std::size_t kPlainHeadSize = 2;
+using Kind = Frame::Kind;
 
 std::size_t ByteAt(std::string_view bytes, std::size_t offset) {
   return static_cast<unsigned char>(bytes[offset]);
 }
 
+bool StartsMulti(std::string_view bytes) {
+  return platform::EqualIgnoringCase(bytes.substr(0, 1), layout::kMultiKind);
+}
+
+bool StartsWithWholePacket(std::string_view bytes) {
+  if (!StartsMulti(bytes) && layout::kParsedKinds.find(platform::ToLower(bytes[0])) == std::string_view::npos) {
+    return false;
+  }
+  const Kind kind = FrontFrame(bytes).kind;
+  return kind == Kind::kMulti || (kind == Kind::kPlain && !StartsMulti(bytes));
+}
+
 }  // namespace
 
 Frame FrontFrame(std::string_view bytes) {
-  using Kind = Frame::Kind;
-  const bool starts_multi = platform::ToLower(bytes[0]) == 'j';
-  if (starts_multi && bytes.size() > kMultiHeadSize) {
-    const std::size_t length = ByteAt(bytes, 1) + 256 * ByteAt(bytes, 2);
-    if (length == 0) return {Kind::kZeroLength, kMultiHeadSize};
+  const bool starts_multi = StartsMulti(bytes);
+  if (starts_multi && bytes.size() > layout::kMultiHeaderSize) {
+    const std::size_t length = ByteAt(bytes, layout::kMultiLength) + 256 * ByteAt(bytes, layout::kMultiLength + 1);
+    if (length == 0) return {Kind::kZeroLength};
     if (length > bytes.size()) return {Kind::kMultiIncomplete, length, length - bytes.size()};
     return {Kind::kMulti, length};
   }
-  // So few bytes are a plain packet, unless the next one comes with them.
-  const std::size_t missing = starts_multi ? kMultiHeadSize + 1 - bytes.size() : 0;
-  if (bytes.size() < kPlainHeadSize) return {Kind::kPlainIncomplete, kPlainHeadSize, missing};
-  const std::size_t length = ByteAt(bytes, 1);
-  if (length == 0) {
-    // With more to come it may be a multipacket whose length is a multiple of 256.
-    return starts_multi ? Frame{Kind::kPlainIncomplete, kMultiHeadSize + 1, missing}
-                        : Frame{Kind::kZeroLength, kPlainHeadSize};
+  // Up to four bytes are a plain packet unless more of a multipacket header follows.
+  const std::size_t missing = starts_multi ? layout::kMultiHeaderSize + 1 - bytes.size() : 0;
+  if (bytes.size() < layout::kHeaderSize) return {Kind::kIncomplete, layout::kHeaderSize, missing};
+  const std::size_t length = ByteAt(bytes, layout::kLength);
+  if (length == 0 && !starts_multi) return {Kind::kZeroLength};
+  // A "J" with a zero may be a multipacket whose length is a multiple of 256.
+  if (length == 0) return {Kind::kIncomplete, layout::kMultiHeaderSize + 1, missing};
+  return {length > bytes.size() ? Kind::kIncomplete : Kind::kPlain, length, missing};
+}
+
+std::size_t NextWholePacket(std::string_view bytes) {
+  for (std::size_t offset = 1; offset < bytes.size(); ++offset) {
+    if (StartsWithWholePacket(bytes.substr(offset))) return offset;
   }
-  return {length > bytes.size() ? Kind::kPlainIncomplete : Kind::kPlain, length, missing};
+  return bytes.size();
 }

@@ -1,4 +1,4 @@
-// Cuts the host's stream into packets: what the front of the received bytes holds. Pure functions of bytes.
+// Cuts the host's stream into packets. Pure functions of the received bytes.
 
 #ifndef HOST_FRAMING_H_
 #define HOST_FRAMING_H_
@@ -10,16 +10,20 @@ struct Frame {
   enum class Kind {
     kPlain,            // a whole plain, log or error packet
     kMulti,            // a whole multipacket
-    kPlainIncomplete,  // wait for more
-    kMultiIncomplete,  // wait for more, and tell the host so
-    kZeroLength,       // a head that names no byte; to be dropped with one complaint for a run of them
+    kIncomplete,       // wait for more bytes
+    kMultiIncomplete,  // wait for more bytes, and report it to the host
+    kZeroLength,       // no packet: its header has a length of 0
   };
-  Kind kind = Kind::kPlainIncomplete;
-  std::size_t length = 0;   // bytes of the packet, as its head says; of a zero length's head alone
-  std::size_t missing = 0;  // bytes that would settle what a multipacket is; 0 for every other kind
+  Kind kind = Kind::kIncomplete;
+  std::size_t length = 0;   // of the packet in bytes, as its header says
+  std::size_t missing = 0;  // bytes that would complete a multipacket, or tell whether it is one; else 0
 };
 
-// What `bytes` begin with; there must be at least one. Bytes past the frame's length belong to what follows.
+// The packet at the front of `bytes`, of which there must be at least one.
 Frame FrontFrame(std::string_view bytes);
+
+// Where framing goes on after a zero length at the front: the next offset at which a whole packet of a kind that is
+// acted on begins, or the end of `bytes`. Takes linear time.
+std::size_t NextWholePacket(std::string_view bytes);
 
 #endif  // HOST_FRAMING_H_

@@ -5,14 +5,18 @@
 #include <utility>
 
 #include "app/process_state.h"
-#include "host/framing.h"
 #include "host/log.h"
+#include "message/packet_layout.h"
 #include "platform/console.h"
 #include "platform/text.h"
 
 namespace {
 
 constexpr std::size_t kLongestLogText = 249;  // with the level byte, the 250 bytes that the host takes
+
+// What a data event may take beyond its one receive, to complete what that receive cut: a packet of the largest size. A
+// flood of packets that complete each other must not keep the event for ever.
+constexpr std::size_t kCompletionSize = 65535;
 
 constexpr std::string_view kMalformed = "torvy: Received malformed packet from host";
 constexpr std::string_view kUnparsable = "unable to parse multipacket";
@@ -37,37 +41,25 @@ void cQuorvaneDeviceSocket::Event_Error() {
 void cQuorvaneDeviceSocket::Event_DataAvailable() {
   using Kind = Frame::Kind;
   Buffer += ReadAll();
+  completion_left_ = kCompletionSize;
   const Watch watch(*this);
   const MessageHandler handler = handler_;  // outlives a socket that the handler releases
   std::size_t front = 0;
-  bool in_zero_run = false;
-  // Where our own receive cut a multipacket, the rest of it is here already: the host did not send it in pieces. What
-  // completes one packet can cut the next: a flood of them must not keep this event for ever.
-  std::size_t allowance = kCompletionSize;
-  const auto take_more = [this, &allowance](std::size_t missing) {
-    const std::string more = ReadWaiting(std::min(missing, allowance));
-    Buffer += more;
-    allowance -= more.size();
-    return !more.empty();
-  };
   while (front < Buffer.size()) {
+    const Frame frame = NextFrame(front);
     const std::string_view bytes = std::string_view(Buffer).substr(front);
-    const Frame frame = FrontFrame(bytes);
-    if (frame.missing != 0 && take_more(frame.missing)) continue;
-    if (frame.kind == Kind::kPlainIncomplete || (frame.missing != 0 && InputWaiting() > 0)) break;
+    if (frame.kind == Kind::kIncomplete) break;
     if (frame.kind == Kind::kMultiIncomplete) {
       SendLog("bufflength is " + std::to_string(bytes.size()) + " packet length is: " + std::to_string(frame.length),
               kLogLevelOperational);
       break;
     }
-    front += frame.length;
     if (frame.kind == Kind::kZeroLength) {
-      // One line for the whole run: a stream of zeros must not come back to the host as a flood of complaints.
-      if (!in_zero_run) SendLog(kMalformed, kLogLevelDetail);
-      in_zero_run = true;
+      SendLog(kMalformed, kLogLevelDetail);
+      front += NextWholePacket(bytes);
       continue;
     }
-    in_zero_run = false;
+    front += frame.length;
 
     cQuorvaneCommand message;
     std::string packet(bytes.substr(0, frame.length));
@@ -86,6 +78,26 @@ void cQuorvaneDeviceSocket::Event_DataAvailable() {
   Buffer.erase(0, front);
 }
 
+// The frame at `front`, judged by all that the host has sent of it: what our own receive cut waits in the kernel.
+Frame cQuorvaneDeviceSocket::NextFrame(std::size_t front) {
+  while (true) {
+    Frame frame = FrontFrame(std::string_view(Buffer).substr(front));
+    const bool zero = frame.kind == Frame::Kind::kZeroLength;
+    if (Complete(zero ? kCompletionSize : frame.missing)) continue;
+    // The rest of it is left to the next event.
+    if (frame.missing != 0 && InputWaiting() > 0) frame.kind = Frame::Kind::kIncomplete;
+    return frame;
+  }
+}
+
+// Takes up to so many more bytes from the kernel, as far as this data event's allowance goes; returns whether any came.
+bool cQuorvaneDeviceSocket::Complete(std::size_t missing) {
+  const std::string more = ReadWaiting(std::min(missing, completion_left_));
+  Buffer += more;
+  completion_left_ -= more.size();
+  return !more.empty();
+}
+
 void cQuorvaneDeviceSocket::SendCommand(cQuorvaneCommand& command) {
   Write(command.GetRawCommand());
 }
@@ -93,7 +105,7 @@ void cQuorvaneDeviceSocket::SendCommand(cQuorvaneCommand& command) {
 void cQuorvaneDeviceSocket::SendLog(std::string_view text, std::int32_t level) {
   text = platform::CutToBytes(text, kLongestLogText);
   std::string packet = "L";
-  packet += static_cast<char>(text.size() + 3);  // header, this byte and the level
+  packet += static_cast<char>(layout::kLogHeaderSize + text.size());
   packet += static_cast<char>(level & 0xFF);
   packet += text;
   Write(packet);

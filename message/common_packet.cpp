@@ -72,15 +72,14 @@ bool cQuorvaneCommand::InitFromCommonMessage(std::string packet_bytes) {
     Code = TextAt(packet, layout::kCode);
     return false;
   }
-  constexpr std::string_view kAccepted = "xylmn";
-  if (kAccepted.find(kind) == std::string_view::npos) return false;
+  if (layout::kParsedKinds.find(kind) == std::string_view::npos) return false;
 
   PacketLength = ValueAt(packet, layout::kLength);
   if (kind == 'l') {
     LogData = ValueAt(packet, layout::kLogLevel);
     const bool has_level = LogData <= kLargestLogLevel;
     if (!has_level) LogData = kLargestLogLevel;
-    const std::size_t text_offset = has_level ? layout::kLogLevel + 1 : layout::kLogLevel;
+    const std::size_t text_offset = has_level ? layout::kLogHeaderSize : layout::kLogLevel;
     LogMessage = packet.substr(std::min(text_offset, packet.size()));
     return true;
   }

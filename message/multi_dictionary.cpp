@@ -7,10 +7,7 @@
 namespace {
 
 using Lengths = MultiDictionary::Lengths;
-using Key = std::array<char, MultiDictionary::kKeySize>;
-
-constexpr std::size_t kHeadSize = 4;  // of the packet, before its first entry
-constexpr std::size_t kEntryHeadSize = MultiDictionary::kKeySize + 2;
+using Key = std::array<char, layout::kKeySize>;
 
 Key FourByteForm(std::string_view key) {
   Key form{' ', ' ', ' ', ' '};
@@ -38,20 +35,20 @@ std::uint32_t Fold(const Key& key) {
   return bytes | capitals >> 2;
 }
 
-// Takes the next entry off the front of the rest; false when no whole header is left. A value that the packet's end cuts
-// short keeps the bytes that are there.
+// Takes the next entry off the front of the rest; false when no whole header is left. A value that the packet's end
+// cuts short keeps the bytes that are there.
 bool TakeEntry(std::string_view& rest, Lengths lengths, std::string_view& entry) {
-  if (rest.size() < kEntryHeadSize) return false;
-  const std::size_t first = static_cast<unsigned char>(rest[MultiDictionary::kKeySize]);
-  const std::size_t second = static_cast<unsigned char>(rest[MultiDictionary::kKeySize + 1]);
+  if (rest.size() < layout::kEntryHeaderSize) return false;
+  const std::size_t first = static_cast<unsigned char>(rest[layout::kValueLength]);
+  const std::size_t second = static_cast<unsigned char>(rest[layout::kValueLength + 1]);
   const std::size_t length = lengths == Lengths::kLeastSignificantFirst ? first + 256 * second : 256 * first + second;
-  entry = rest.substr(0, kEntryHeadSize + length);
+  entry = rest.substr(0, layout::kEntryHeaderSize + length);
   rest.remove_prefix(entry.size());
   return true;
 }
 
 std::string_view EntriesOf(std::string_view packet) {
-  return packet.substr(std::min(kHeadSize, packet.size()));
+  return packet.substr(std::min(layout::kMultiHeaderSize, packet.size()));
 }
 
 // Of entries with the same key the first keeps its place and its letters, and gets the value of the last.
@@ -100,7 +97,7 @@ std::optional<std::string_view> MultiDictionary::Find(std::string_view key) cons
   if (lengths_) {
     std::string_view rest = EntriesOf(packet_);
     for (std::string_view entry; TakeEntry(rest, *lengths_, entry);) {
-      if (Fold(KeyOf(entry)) == folded) value = entry.substr(kEntryHeadSize);
+      if (Fold(KeyOf(entry)) == folded) value = entry.substr(layout::kEntryHeaderSize);
     }
     return value;
   }
@@ -115,7 +112,7 @@ std::vector<MultiDictionary::Entry> MultiDictionary::Entries() const {
   if (lengths_) {
     std::string_view rest = EntriesOf(packet_);
     for (std::string_view entry; TakeEntry(rest, *lengths_, entry);) {
-      entries.push_back({KeyOf(entry), entry.substr(kEntryHeadSize)});
+      entries.push_back({KeyOf(entry), entry.substr(layout::kEntryHeaderSize)});
     }
     MergeSameKeys(entries);
     return entries;

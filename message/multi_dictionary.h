@@ -14,13 +14,13 @@
 #include <utility>
 #include <vector>
 
+#include "message/packet_layout.h"
+
 class MultiDictionary {
  public:
-  static constexpr std::size_t kKeySize = 4;
-
   struct Entry {
-    std::array<char, kKeySize> key;  // in the letters it was first stored with
-    std::string_view value;          // valid until the dictionary changes or goes
+    std::array<char, layout::kKeySize> key;  // in the letters it was first stored with
+    std::string_view value;                  // valid until the dictionary changes or goes
   };
 
   enum class Lengths { kMostSignificantFirst, kLeastSignificantFirst };
@@ -44,7 +44,7 @@ class MultiDictionary {
   void ParsePacket();
 
   struct OwnEntry {
-    std::array<char, kKeySize> key;
+    std::array<char, layout::kKeySize> key;
     std::string value;
   };
 

@@ -4,12 +4,11 @@
 #include <utility>
 
 #include "message/missing_object.h"
+#include "message/packet_layout.h"
 #include "message/quorvane_command.h"
 
 namespace {
 
-constexpr std::size_t kFlagOffset = 3;
-constexpr std::int32_t kLittleEndianFlag = 0x80;
 constexpr std::size_t kLargestLength = std::numeric_limits<std::uint16_t>::max();
 
 std::string LengthBytes(std::size_t length) {
@@ -22,8 +21,8 @@ bool cQuorvaneCommand::initFromMultiPacket(std::string packet_bytes) {
   isMultiPacket = true;
   RawCommonCommand = std::move(packet_bytes);
   const std::size_t size = RawCommonCommand.size();
-  MultiFlags = size > kFlagOffset ? static_cast<unsigned char>(RawCommonCommand[kFlagOffset]) : 0;
-  LittleEndian = (MultiFlags & kLittleEndianFlag) != 0;
+  MultiFlags = size > layout::kMultiFlags ? static_cast<unsigned char>(RawCommonCommand[layout::kMultiFlags]) : 0;
+  LittleEndian = (MultiFlags & layout::kFlagLittleEndian) != 0;
   using Lengths = MultiDictionary::Lengths;
   MultiDict.emplace(RawCommonCommand, LittleEndian ? Lengths::kLeastSignificantFirst : Lengths::kMostSignificantFirst);
   return true;
@@ -31,15 +30,14 @@ bool cQuorvaneCommand::initFromMultiPacket(std::string packet_bytes) {
 
 std::string cQuorvaneCommand::GetRawMultipacket() {
   if (!MultiDict) return BuildPlainPacket();
-  constexpr std::string_view kHead("J\0\0\x80", 4);
-  std::string packet(kHead);
+  std::string packet("J\0\0\x80", layout::kMultiHeaderSize);
   for (const MultiDictionary::Entry& entry : MultiDict->Entries()) {
     const std::string_view value = entry.value.substr(0, kLargestLength);
     packet.append(entry.key.data(), entry.key.size());
     packet += LengthBytes(value.size());
     packet += value;
   }
-  packet.replace(1, 2, LengthBytes(packet.size()));
+  packet.replace(layout::kMultiLength, 2, LengthBytes(packet.size()));
   return packet;
 }
 

@@ -1,13 +1,17 @@
-// Where the fields of a plain packet stand, in bytes from its start.
+// Layout of the host link's packets: offsets in bytes from the packet's start, header sizes and flag bits.
 
 #ifndef MESSAGE_PACKET_LAYOUT_H_
 #define MESSAGE_PACKET_LAYOUT_H_
 
 #include <cstddef>
 #include <cstdint>
+#include <string_view>
 
 namespace layout {
 
+// Plain packets, and the first two bytes of log and error packets.
+inline constexpr std::string_view kParsedKinds = "xylmn";  // kind letters, which are compared without regard to case
+inline constexpr std::size_t kHeaderSize = 2;
 inline constexpr std::size_t kLength = 1;
 inline constexpr std::size_t kVersion = 2;
 inline constexpr std::size_t kTransaction = 3;
@@ -31,8 +35,19 @@ inline constexpr std::int32_t kFlagWireless = 0x08;
 inline constexpr std::int32_t kFlagPassThrough = 0x04;
 inline constexpr std::int32_t kFlagStacked = 0x02;
 
-// A log packet's.
+// Log packets. The packet may have no level byte.
 inline constexpr std::size_t kLogLevel = 2;
+inline constexpr std::size_t kLogHeaderSize = 3;
+
+// Multipackets, and the entries in them.
+inline constexpr std::string_view kMultiKind = "J";
+inline constexpr std::size_t kMultiLength = 1;  // 16 bits, least significant byte first
+inline constexpr std::size_t kMultiFlags = 3;
+inline constexpr std::size_t kMultiHeaderSize = 4;
+inline constexpr std::int32_t kFlagLittleEndian = 0x80;  // of the value lengths
+inline constexpr std::size_t kKeySize = 4;
+inline constexpr std::size_t kValueLength = 4;  // from the entry's start; 16 bits
+inline constexpr std::size_t kEntryHeaderSize = 6;
 
 }  // namespace layout
 

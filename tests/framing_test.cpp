@@ -17,26 +17,26 @@ TEST(Framing, TellsWhatTheFrontOfTheStreamHolds) {
     Kind kind;
     std::size_t length;
     std::size_t missing = 0;
-  } cases[] = {{"X", Kind::kPlainIncomplete, 2},
-               {"X\x03", Kind::kPlainIncomplete, 3},
+  } cases[] = {{"X", Kind::kIncomplete, 2},
+               {"X\x03", Kind::kIncomplete, 3},
                {"X\x03y", Kind::kPlain, 3},
                {"X\x03yz", Kind::kPlain, 3},
                {"?\x01", Kind::kPlain, 1},
-               {std::string("X\0y", 3), Kind::kZeroLength, 2},
-               {std::string("X\xFF") + std::string(252, 'x'), Kind::kPlainIncomplete, 255},
+               {std::string("X\0y", 3), Kind::kZeroLength, 0},
+               {std::string("X\xFF") + std::string(252, 'x'), Kind::kIncomplete, 255},
                {std::string("X\xFF") + std::string(253, 'x'), Kind::kPlain, 255},
-               {"J", Kind::kPlainIncomplete, 2, 4},
+               {"J", Kind::kIncomplete, 2, 4},
                {"J\x02", Kind::kPlain, 2, 3},
                {"j\x04xx", Kind::kPlain, 4, 1},
-               {"J\x05xx", Kind::kPlainIncomplete, 5, 1},
-               {std::string("J\0", 2), Kind::kPlainIncomplete, 5, 3},
-               {std::string("J\0\1\x80", 4), Kind::kPlainIncomplete, 5, 1},
+               {"J\x05xx", Kind::kIncomplete, 5, 1},
+               {std::string("J\0", 2), Kind::kIncomplete, 5, 3},
+               {std::string("J\0\1\x80", 4), Kind::kIncomplete, 5, 1},
                {std::string("J\0\1\x80k", 5), Kind::kMultiIncomplete, 256, 251},
                {std::string("j\0\1\x80", 4) + std::string(252, 'k'), Kind::kMulti, 256},
                {std::string("J\x2C\1\x80", 4) + std::string(296, 'k'), Kind::kMulti, 300},
                {std::string("J\xFF\xFF\x80k", 5), Kind::kMultiIncomplete, 65535, 65530},
                {std::string("J\3\0\x80k", 5), Kind::kMulti, 3},
-               {std::string("J\0\0\x80k", 5), Kind::kZeroLength, 4}};
+               {std::string("J\0\0\x80k", 5), Kind::kZeroLength, 0}};
   for (const auto& c : cases) {
     SCOPED_TRACE(testing::PrintToString(c.bytes.substr(0, 8)));
     const Frame frame = FrontFrame(c.bytes);
@@ -44,6 +44,28 @@ TEST(Framing, TellsWhatTheFrontOfTheStreamHolds) {
     EXPECT_EQ(frame.length, c.length);
     EXPECT_EQ(frame.missing, c.missing);
   }
+}
+
+TEST(Framing, GoesOnAfterAZeroLengthAtTheNextWholePacket) {
+  const std::string multi = Bytes("6A 0A 00 80 50 6B 49 44 00 00");
+  const struct {
+    std::string bytes;
+    std::size_t next;
+  } cases[] = {{std::string("X\0\0\0X\x02", 6), 4},
+               {std::string("\0n\x01", 3), 1},
+               {std::string("\0", 1) + multi, 1},
+               {std::string("\0J\1\0\0k", 6), 1},          // a length below the header's
+               {std::string("\0J\1\0\0", 5), 5},           // four bytes are no multipacket
+               {std::string("\0J\0\0\0Y\x02", 7), 5},      // a zero length, too
+               {std::string("\0J\x09\0\0kX\x03y", 9), 6},  // a multipacket that is not all there
+               {std::string("\0X\x06yY\x02", 6), 4},       // nor this one
+               {std::string("\0E\x02"
+                            "A\x02M\x02",
+                            7),
+                5},  // of no kind that is acted on
+               {std::string("X\0J\0\1", 5), 5},
+               {std::string(3, '\0'), 3}};
+  for (const auto& c : cases) EXPECT_EQ(NextWholePacket(c.bytes), c.next) << testing::PrintToString(c.bytes);
 }
 
 // Each seed, cut at every place: the target itself holds what is settled early against what is so in the end.

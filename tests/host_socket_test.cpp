@@ -20,6 +20,11 @@ std::string Device(std::string_view address, std::string_view command) {
   return DeviceCommand(address, command, "17").GetRawCommand();
 }
 
+// The packet with so many zero bytes as its length.
+std::string Zeroed(std::string packet, std::size_t length_size) {
+  return packet.replace(1, length_size, length_size, '\0');
+}
+
 class HostStream : public testing::Test {
  protected:
   std::string messages;  // each in short: its kind and command, or the address and command of a device command
@@ -53,9 +58,14 @@ TEST_F(HostStream, CutsPacketsInOrderAndGoesOnAfterBadOnes) {
       {Bytes("4A 0B 00 80 61 64 64 72 09 00 31") + "L\x05\x02hi", "J 1 , L , ", 0},
       {Bytes("4A 04 00 80"), "", 1},  // four bytes are no multipacket yet
       {std::string(cQuorvaneDeviceSocket::kHostReceiveSize, '\0'), "", 1},
-      {std::string("X\0Y\0", 4) + Plain('D') + std::string(8, '\0') + Plain('D'), "X D, X D, ", 2},
-      {std::string("J\0\0\x80j\0\0\0", 8) + Plain('D'), "X D, ", 1},
-      {std::string("X\0J\0\0\0", 6), "", 1, 4}};  // may yet become a multipacket of 256 bytes
+      {std::string(3, '\0') + Plain('D'), "X D, ", 1},
+      {Zeroed(Plain('Q'), 1) + Plain('D') + Zeroed(Plain('Q'), 1) + Plain('D'), "X D, X D, ", 2},
+      {Zeroed(Device("0102", "ON"), 2) + Plain('D'), "X D, ", 1},
+      {std::string("X\0J\0\0\0", 6), "", 1},
+      {std::string("J\0\0\0", 4), "", 0, 4},  // may yet become a multipacket of 256 bytes
+      // Packets that our own receive cuts are looked for, too.
+      {std::string("X\0", 2) + std::string(cQuorvaneDeviceSocket::kHostReceiveSize - 9, '?') + Device("0102", "ON"),
+       "J 0102 ON, ", 1}};
   for (const auto& c : cases) {
     socket.Buffer.clear();
     socket.Deliver(c.stream);
