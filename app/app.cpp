@@ -8,10 +8,11 @@
 #include "device/torvy.h"
 #include "host/connection.h"
 #include "host/log.h"
+#include "platform/clock.h"
 #include "platform/console.h"
 #include "platform/event_pump.h"
+#include "platform/random.h"
 #include "platform/text.h"
-#include "platform/ticks.h"
 #include "ports/ip_stream_abstractor.h"
 #include "ports/serial_port_abstractor.h"
 

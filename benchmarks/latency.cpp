@@ -11,8 +11,8 @@
 
 #include "benchmarks/measure.h"
 #include "peers/waiting.h"
+#include "platform/clock.h"
 #include "platform/event_pump.h"
-#include "platform/ticks.h"
 
 namespace {
 

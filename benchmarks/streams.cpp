@@ -14,8 +14,8 @@
 
 #include "benchmarks/measure.h"
 #include "peers/waiting.h"
+#include "platform/clock.h"
 #include "platform/tcp_client_socket.h"
-#include "platform/ticks.h"
 
 namespace {
 

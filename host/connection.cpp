@@ -5,8 +5,8 @@
 #include "app/process_state.h"
 #include "host/dispatch.h"
 #include "host/host_socket.h"
+#include "platform/clock.h"
 #include "platform/event_pump.h"
-#include "platform/ticks.h"
 
 namespace {
 

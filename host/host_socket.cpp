@@ -42,7 +42,7 @@ void cQuorvaneDeviceSocket::Event_DataAvailable() {
   using Kind = Frame::Kind;
   Buffer += ReadAll();
   completion_left_ = kCompletionSize;
-  const Watch watch(*this);
+  const LifetimeGuard guard(*this);
   const MessageHandler handler = handler_;  // outlives a socket that the handler releases
   std::size_t front = 0;
   while (front < Buffer.size()) {
@@ -73,7 +73,7 @@ void cQuorvaneDeviceSocket::Event_DataAvailable() {
       continue;
     }
     handler(message);
-    if (!watch.Alive()) return;
+    if (!guard.Alive()) return;
   }
   Buffer.erase(0, front);
 }

@@ -17,8 +17,8 @@ void Channel::FinishSending() {
   shutdown(DescriptorNumber(), SHUT_WR);
 }
 
-platform::EventSource::Interest Channel::PrepareToWait() {
-  Interest interest = SendBeforeWait(output_);
+platform::Interest Channel::PrepareToWait() {
+  platform::Interest interest = SendBeforeWait(output_);
   interest.read = interest.read && !Paused;
   interest.pending = interest.pending && !Paused;
   return interest;

@@ -38,7 +38,7 @@ class Channel : public platform::ByteStream {
   int Number() const { return DescriptorNumber(); }
 
  protected:
-  Interest PrepareToWait() override;
+  platform::Interest PrepareToWait() override;
   void HandleReady() override;
   void Event_DataAvailable() override;
   void Event_Error() override;

@@ -25,7 +25,7 @@ class Listener : public platform::EventSource {
   bool Paused = false;             // accepts nobody
 
  protected:
-  Interest PrepareToWait() override { return {.descriptor = listening_.Number(), .read = !Paused}; }
+  platform::Interest PrepareToWait() override { return {.descriptor = listening_.Number(), .read = !Paused}; }
   void HandleReady() override;
 
  private:

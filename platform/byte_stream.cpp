@@ -59,14 +59,14 @@ void ByteStream::FailAfterInput(std::int32_t error) {
   opening_.error_after_input = error;
 }
 
-EventSource::Interest ByteStream::InputInterest() const {
+Interest ByteStream::InputInterest() const {
   if (in_data_event_) return {.descriptor = DescriptorNumber()};
   return {.descriptor = DescriptorNumber(),
           .read = IsOpen(),
           .pending = opening_.error_due || (opening_.error_after_input != 0 && IsOpen())};
 }
 
-EventSource::Interest ByteStream::SendBeforeWait(OutputQueue& output) {
+Interest ByteStream::SendBeforeWait(OutputQueue& output) {
   if (!TakesOutput()) output.Clear();
   if (!opening_.output_refused || output.Empty()) {
     if (const std::int32_t error = output.SendTo(DescriptorNumber()); error != 0) FailAfterInput(error);
@@ -100,9 +100,9 @@ void ByteStream::HandleInput() {
 void ByteStream::RaiseData(const char* bytes, std::size_t count) {
   opening_.inbox.append(bytes, count);
   in_data_event_ = true;
-  const Watch watch(*this);
+  const LifetimeGuard guard(*this);
   Event_DataAvailable();
-  if (!watch.Alive()) return;
+  if (!guard.Alive()) return;
   in_data_event_ = false;
   opening_.inbox.clear();
 }

@@ -9,7 +9,7 @@
 #include <chrono>
 
 #include "platform/call_limit.h"
-#include "platform/ticks.h"
+#include "platform/clock.h"
 
 namespace platform {
 namespace {

@@ -11,24 +11,19 @@
 #include <csignal>
 #include <thread>
 
-#include "platform/ticks.h"
+#include "platform/clock.h"
 
 namespace platform {
 namespace {
-
-std::uint64_t NextIdentity() {
-  static std::uint64_t last = 0;
-  return ++last;
-}
 
 void Wait(std::vector<pollfd>& polled, std::chrono::nanoseconds limit) {
   const timespec time = ToTimespec(limit);
   if (ppoll(polled.data(), polled.size(), &time, nullptr) >= 0) return;
   for (pollfd& entry : polled) entry.revents = 0;
   if (errno == EINTR) return;
-  // The kernel is short of memory: nothing can be waited for now, and asking again at once would only spin.
-  const timespec breath = ToTimespec(std::min<std::chrono::nanoseconds>(limit, std::chrono::milliseconds(10)));
-  nanosleep(&breath, nullptr);
+  // ppoll is out of memory: back off instead of spinning.
+  const timespec backoff = ToTimespec(std::min<std::chrono::nanoseconds>(limit, std::chrono::milliseconds(10)));
+  nanosleep(&backoff, nullptr);
 }
 
 }  // namespace
@@ -54,7 +49,7 @@ class EventPump::PassScope {
   // Lets a source prepare itself, and has it take part if there is anything that it wants.
   void Admit(std::size_t slot) {
     EventSource& source = *pump_.sources_[slot];
-    const EventSource::Interest interest = source.PrepareToWait();
+    const Interest interest = source.PrepareToWait();
     const std::size_t first_polled = polled.size();
     if (interest.read || interest.write) {
       const int events = (interest.read ? POLLIN : 0) | (interest.write ? POLLOUT : 0);
@@ -62,7 +57,7 @@ class EventPump::PassScope {
     }
     for (const Descriptor& descriptor : interest.connecting) polled.push_back({descriptor.Number(), POLLOUT, 0});
     const std::size_t polled_count = polled.size() - first_polled;
-    if (polled_count == 0 && !interest.pending && interest.due == EventSource::kNever) return;
+    if (polled_count == 0 && !interest.pending && interest.due == Interest::kNever) return;
     participants.push_back({slot, source.identity_, first_polled, polled_count, interest.pending, interest.due});
     any_pending_ = any_pending_ || interest.pending;
     first_due_ = std::min(first_due_, interest.due);
@@ -71,7 +66,7 @@ class EventPump::PassScope {
   // How long to wait when there are `limit` left: until something is due at most.
   std::chrono::nanoseconds WaitingTime(std::chrono::nanoseconds limit) const {
     if (any_pending_) return std::chrono::nanoseconds::zero();
-    if (first_due_ == EventSource::kNever) return limit;
+    if (first_due_ == Interest::kNever) return limit;
     return std::clamp(first_due_ - MonotonicNow(), std::chrono::nanoseconds::zero(), limit);
   }
 
@@ -80,7 +75,7 @@ class EventPump::PassScope {
     return participant.pending ||
            std::any_of(first, first + static_cast<std::ptrdiff_t>(participant.polled_count),
                        [](const pollfd& entry) { return entry.revents != 0; }) ||
-           (participant.due != EventSource::kNever && participant.due <= MonotonicNow());
+           (participant.due != Interest::kNever && participant.due <= MonotonicNow());
   }
 
   std::vector<pollfd> polled;
@@ -89,7 +84,7 @@ class EventPump::PassScope {
  private:
   EventPump& pump_;
   bool any_pending_ = false;
-  std::chrono::nanoseconds first_due_ = EventSource::kNever;
+  std::chrono::nanoseconds first_due_ = Interest::kNever;
 };
 
 EventPump& EventPump::Instance() {
@@ -146,19 +141,6 @@ void EventPump::Remove(const EventSource* source) {
 
 void YieldToBackground() {
   std::this_thread::yield();
-}
-
-EventSource::EventSource() : identity_(NextIdentity()) {
-  EventPump::Instance().Add(this);
-}
-
-EventSource::~EventSource() {
-  for (Watch* watch = watch_; watch != nullptr; watch = watch->outer_) watch->source_ = nullptr;
-  EventPump::Instance().Remove(this);
-}
-
-void EventSource::DescriptorChanged() {
-  identity_ = NextIdentity();
 }
 
 }  // namespace platform

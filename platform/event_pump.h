@@ -12,16 +12,13 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
-#include <span>
 #include <vector>
 
-#include "platform/descriptor.h"
+#include "platform/event_source.h"
 
 struct pollfd;
 
 namespace platform {
-
-class EventSource;
 
 class EventPump {
  public:
@@ -64,62 +61,6 @@ class EventPump {
 
 // Gives other work of the process a turn of the processor; raises no events.
 void YieldToBackground();
-
-// Something whose events the pump delivers, from its construction to its destruction.
-class EventSource {
- public:
-  EventSource(const EventSource&) = delete;
-  EventSource& operator=(const EventSource&) = delete;
-  virtual ~EventSource();
-
- protected:
-  static constexpr std::chrono::nanoseconds kNever = std::chrono::nanoseconds::max();
-
-  // What a source wants of the next wait. One that asks for nothing is not waited for.
-  struct Interest {
-    int descriptor = -1;
-    bool read = false;
-    bool write = false;
-    bool pending = false;                      // has an event to raise without any wait
-    std::span<const Descriptor> connecting{};  // to be written to once their connections are there
-    std::chrono::nanoseconds due = kNever;     // when to be called whatever happens, on the clock of MonotonicNow
-  };
-
-  // Tells a function that calls a handler whether the source outlived it.
-  class Watch {
-   public:
-    explicit Watch(EventSource& source) : source_(&source), outer_(source.watch_) { source.watch_ = this; }
-    ~Watch() {
-      if (source_ != nullptr) source_->watch_ = outer_;
-    }
-    Watch(const Watch&) = delete;
-    Watch& operator=(const Watch&) = delete;
-    bool Alive() const { return source_ != nullptr; }
-
-   private:
-    friend class EventSource;
-    EventSource* source_;
-    Watch* outer_;
-  };
-
-  EventSource();
-
-  // Called at the start of a pass: sends what is queued and says what to wait for. Raises no events.
-  virtual Interest PrepareToWait() = 0;
-
-  // Called when a wanted descriptor is ready, failed or hung up, when an event was pending, or when the source is due.
-  // May raise events.
-  virtual void HandleReady() = 0;
-
-  // To be called whenever the source's descriptor is closed or replaced: what was ready on the old one is void.
-  void DescriptorChanged();
-
- private:
-  friend class EventPump;
-
-  std::uint64_t identity_;
-  Watch* watch_ = nullptr;
-};
 
 }  // namespace platform
 

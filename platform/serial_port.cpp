@@ -14,7 +14,7 @@
 #include <utility>
 
 #include "platform/call_limit.h"
-#include "platform/ticks.h"
+#include "platform/clock.h"
 
 namespace platform {
 namespace {
@@ -62,7 +62,7 @@ bool SerialPort::Find(const std::string& name) {
 
 bool SerialPort::Open() {
   Close();
-  deadline_ = kNever;
+  deadline_ = Interest::kNever;
   const CallLimit limit(kPatience);
   // Non-blocking, or the call would wait for a modem's carrier.
   Descriptor line(open(path_.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC));
@@ -165,7 +165,7 @@ bool SerialPort::Drain(std::chrono::nanoseconds last_progress) const {
 }
 
 void SerialPort::Hurry(std::chrono::nanoseconds time) {
-  if (deadline_ == kNever) deadline_ = MonotonicNow() + time;
+  if (deadline_ == Interest::kNever) deadline_ = MonotonicNow() + time;
 }
 
 std::chrono::nanoseconds SerialPort::TimeLeft(std::chrono::nanoseconds last_progress) const {

@@ -80,7 +80,7 @@ class SerialPort : public ByteStream {
   std::int32_t speed_ = 0;
   std::optional<ParityKind> parity_;
   bool dtr_ = false;
-  std::chrono::nanoseconds deadline_ = kNever;  // of all output, once there is hurry
+  std::chrono::nanoseconds deadline_ = Interest::kNever;  // of all output, once there is hurry
 };
 
 }  // namespace platform

@@ -11,7 +11,7 @@
 #include <cstring>
 #include <utility>
 
-#include "platform/ticks.h"
+#include "platform/clock.h"
 
 namespace platform {
 namespace {
@@ -101,12 +101,13 @@ void TcpClientSocket::Write(std::string_view bytes) {
   output_.Append(bytes);
 }
 
-EventSource::Interest TcpClientSocket::PrepareToWait() {
+Interest TcpClientSocket::PrepareToWait() {
   switch (phase_) {
     case Phase::kResolving:
       return {.descriptor = lookup_->DescriptorNumber(), .read = true, .pending = lookup_->DescriptorNumber() < 0};
     case Phase::kConnecting:
-      return {.connecting = attempts_, .due = next_address_ < untried_.addresses.size() ? next_attempt_due_ : kNever};
+      return {.connecting = attempts_,
+              .due = next_address_ < untried_.addresses.size() ? next_attempt_due_ : Interest::kNever};
     case Phase::kIdle:
     case Phase::kConnected:
       break;

@@ -4,8 +4,8 @@
 
 #include "app/process_state.h"
 #include "host/log.h"
+#include "platform/clock.h"
 #include "platform/event_pump.h"
-#include "platform/ticks.h"
 
 namespace {
 

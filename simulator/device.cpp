@@ -5,7 +5,7 @@
 #include <utility>
 
 #include "peers/serial_line.h"
-#include "platform/ticks.h"
+#include "platform/clock.h"
 
 Device::Device(const Place& place) {
   if (!place.address.empty()) {

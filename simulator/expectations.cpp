@@ -3,8 +3,8 @@
 #include <algorithm>
 
 #include "peers/waiting.h"
+#include "platform/clock.h"
 #include "platform/event_pump.h"
-#include "platform/ticks.h"
 #include "simulator/interruption.h"
 #include "simulator/session.h"
 #include "simulator/wording.h"

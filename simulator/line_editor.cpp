@@ -23,7 +23,7 @@ class InputWatch : public platform::EventSource {
   bool Ready = false;
 
  protected:
-  Interest PrepareToWait() override { return {.descriptor = STDIN_FILENO, .read = !Ready}; }
+  platform::Interest PrepareToWait() override { return {.descriptor = STDIN_FILENO, .read = !Ready}; }
   void HandleReady() override { Ready = true; }
 };
 

@@ -6,7 +6,7 @@
 
 #include "app/app.h"
 #include "platform/event_pump.h"
-#include "platform/ticks.h"
+
 #include "simulator/interruption.h"
 #include "simulator/wording.h"
 

@@ -5,8 +5,8 @@
 #include <cstdio>
 
 #include "message/quorvane_command.h"
+#include "platform/clock.h"
 #include "platform/text.h"
-#include "platform/ticks.h"
 #include "simulator/wording.h"
 
 namespace {

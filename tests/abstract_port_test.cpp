@@ -4,7 +4,7 @@
 
 #include "app/process_state.h"
 #include "peers/pseudo_terminal.h"
-#include "platform/ticks.h"
+#include "platform/clock.h"
 #include "ports/ip_stream_abstractor.h"
 #include "ports/serial_port_abstractor.h"
 #include "tests/kit.h"

@@ -9,7 +9,7 @@
 #include "host/connection.h"
 #include "peers/bare_port.h"
 #include "peers/pseudo_terminal.h"
-#include "platform/ticks.h"
+
 #include "ports/ip_stream_abstractor.h"
 #include "ports/serial_port_abstractor.h"
 #include "tests/kit.h"

@@ -14,9 +14,9 @@
 #include "peers/bare_port.h"
 #include "peers/detached_port.h"
 #include "peers/pseudo_terminal.h"
+#include "platform/clock.h"
 #include "platform/console.h"
 #include "platform/output_queue.h"
-#include "platform/ticks.h"
 #include "tests/kit.h"
 #include "tests/system_calls.h"
 

@@ -14,7 +14,7 @@
 
 #include "peers/pseudo_terminal.h"
 #include "peers/waiting.h"
-#include "platform/ticks.h"
+#include "platform/clock.h"
 #include "ports/serial_port_abstractor.h"
 #include "tests/system_calls.h"
 

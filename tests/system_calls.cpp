@@ -19,7 +19,7 @@
 #include <memory>
 #include <new>
 
-#include "platform/ticks.h"
+#include "platform/clock.h"
 
 using std::chrono::milliseconds;
 using std::chrono::nanoseconds;

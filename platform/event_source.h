@@ -1,0 +1,71 @@
+// Something whose events the pump delivers, from its construction to its destruction.
+
+#ifndef PLATFORM_EVENT_SOURCE_H_
+#define PLATFORM_EVENT_SOURCE_H_
+
+#include <chrono>
+#include <cstdint>
+#include <span>
+
+#include "platform/descriptor.h"
+
+namespace platform {
+
+// What a source wants of the next wait. One that asks for nothing is not waited for.
+struct Interest {
+  static constexpr std::chrono::nanoseconds kNever = std::chrono::nanoseconds::max();
+
+  int descriptor = -1;
+  bool read = false;
+  bool write = false;
+  bool pending = false;                      // has an event to raise without any wait
+  std::span<const Descriptor> connecting{};  // sockets with a connect in progress; ready when writable
+  std::chrono::nanoseconds due = kNever;     // when to be called in any case, on the clock of MonotonicNow
+};
+
+class EventSource {
+ public:
+  EventSource(const EventSource&) = delete;
+  EventSource& operator=(const EventSource&) = delete;
+  virtual ~EventSource();
+
+ protected:
+  // Tells a function that calls a handler whether the source outlived it.
+  class LifetimeGuard {
+   public:
+    explicit LifetimeGuard(EventSource& source) : source_(&source), outer_(source.guard_) { source.guard_ = this; }
+    ~LifetimeGuard() {
+      if (source_ != nullptr) source_->guard_ = outer_;
+    }
+    LifetimeGuard(const LifetimeGuard&) = delete;
+    LifetimeGuard& operator=(const LifetimeGuard&) = delete;
+    bool Alive() const { return source_ != nullptr; }
+
+   private:
+    friend class EventSource;
+    EventSource* source_;
+    LifetimeGuard* outer_;
+  };
+
+  EventSource();
+
+  // Called at the start of a pass: sends what is queued and says what to wait for. Raises no events.
+  virtual Interest PrepareToWait() = 0;
+
+  // Called when a wanted descriptor is ready, failed or hung up, when an event was pending, or when the source is due.
+  // May raise events.
+  virtual void HandleReady() = 0;
+
+  // To be called whenever the source's descriptor is closed or replaced: what was ready on the old one is void.
+  void DescriptorChanged();
+
+ private:
+  friend class EventPump;
+
+  std::uint64_t identity_;
+  LifetimeGuard* guard_ = nullptr;
+};
+
+}  // namespace platform
+
+#endif  // PLATFORM_EVENT_SOURCE_H_
