@@ -92,7 +92,9 @@ Frame cQuorvaneDeviceSocket::NextFrame(std::size_t front) {
 
 // Takes up to so many more bytes from the kernel, as far as this data event's allowance goes; returns whether any came.
 bool cQuorvaneDeviceSocket::Complete(std::size_t missing) {
-  const std::string more = ReadWaiting(std::min(missing, completion_left_));
+  missing = std::min(missing, completion_left_);
+  if (missing == 0 || !IsOpen()) return false;
+  const std::string more = ReadWaiting(missing);
   Buffer += more;
   completion_left_ -= more.size();
   return !more.empty();

@@ -3,7 +3,7 @@
 #include <sys/socket.h>
 
 void Channel::Send(std::string_view bytes) {
-  if (TakesOutput()) output_.Append(bytes);
+  if (ByteStream::CanSend()) QueueOutput(bytes);
 }
 
 void Channel::Reset() {
@@ -18,7 +18,7 @@ void Channel::FinishSending() {
 }
 
 platform::Interest Channel::PrepareToWait() {
-  platform::Interest interest = SendBeforeWait(output_);
+  platform::Interest interest = ByteStream::PrepareToWait();
   interest.read = interest.read && !Paused;
   interest.pending = interest.pending && !Paused;
   return interest;
@@ -26,7 +26,7 @@ platform::Interest Channel::PrepareToWait() {
 
 void Channel::HandleReady() {
   if (Paused) {
-    TryOutputAgain();
+    RetryOutput();
   } else {
     ByteStream::HandleReady();
   }

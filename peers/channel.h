@@ -9,12 +9,11 @@
 #include <utility>
 
 #include "platform/byte_stream.h"
-#include "platform/output_queue.h"
 
 class Channel : public platform::ByteStream {
  public:
   Channel() = default;
-  explicit Channel(platform::Descriptor descriptor) { Use(std::move(descriptor)); }
+  explicit Channel(platform::Descriptor descriptor) { Adopt(std::move(descriptor)); }
 
   std::string Received;            // everything that has come and was not taken
   bool Ended = false;              // the other side closed or failed
@@ -24,10 +23,10 @@ class Channel : public platform::ByteStream {
   // Queues bytes; they leave when the event pump runs.
   void Send(std::string_view bytes);
   // How many bytes are still queued.
-  std::size_t Unsent() const { return output_.Size(); }
+  std::size_t Unsent() const { return OutputQueued(); }
 
   // Whether what is sent can still arrive, as far as this side knows.
-  bool CanSend() const { return TakesOutput() && !Ended && !finished_; }
+  bool CanSend() const { return ByteStream::CanSend() && !finished_; }
 
   void Close() { CloseStream(); }
   // Closes a socket so that the other side sees it broken.
@@ -44,7 +43,6 @@ class Channel : public platform::ByteStream {
   void Event_Error() override;
 
  private:
-  platform::OutputQueue output_;
   bool finished_ = false;
 };
 

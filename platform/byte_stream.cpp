@@ -8,25 +8,30 @@
 #include <cerrno>
 #include <utility>
 
+#include "platform/event_pump.h"
+
 namespace platform {
 
 void ByteStream::Poll() {
-  // Only sending is possible then, and what was just refused would be refused again.
-  if (in_data_event_ && opening_.output_refused) return;
+  if (in_data_event_ && CanSend()) {
+    if (!connection_.output_refused) SendOutput();
+    return;
+  }
   EventPump::Instance().RunOnly(*this);
 }
 
 std::string ByteStream::ReadAll() {
-  std::string bytes = std::exchange(opening_.inbox, {});
-  if (!in_data_event_) bytes += ReadWaiting(InputWaiting());
+  std::string bytes = std::exchange(connection_.inbox, {});
+  if (in_data_event_) return bytes;
+  const std::size_t end = bytes.size() + InputWaiting();
+  while (bytes.size() < end && Receive(bytes, end - bytes.size()) > 0) {
+  }
   return bytes;
 }
 
 std::string ByteStream::ReadWaiting(std::size_t most) {
-  std::string bytes(std::min(most, InputWaiting()), '\0');
-  if (bytes.empty()) return bytes;
-  const ssize_t count = read(DescriptorNumber(), bytes.data(), bytes.size());
-  bytes.resize(static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
+  std::string bytes;
+  Receive(bytes, most);
   return bytes;
 }
 
@@ -36,75 +41,87 @@ std::size_t ByteStream::InputWaiting() const {
   return static_cast<std::size_t>(waiting);
 }
 
-void ByteStream::Use(Descriptor descriptor) {
-  CloseStream();
+void ByteStream::QueueOutput(std::string_view bytes) {
+  connection_.output.Append(bytes);
+  RetryOutput();
+}
+
+void ByteStream::SendOutput() {
+  if (!CanSend() || connection_.output.Empty()) return;
+  const std::int32_t error = connection_.output.SendTo(DescriptorNumber());
+  if (error != 0) FailWhenDrained(error);
+  connection_.output_refused = !connection_.output.Empty();
+}
+
+void ByteStream::Adopt(Descriptor descriptor) {
   descriptor_ = std::move(descriptor);
+  DescriptorChanged();
 }
 
 void ByteStream::CloseStream() {
   descriptor_.Reset();
-  opening_ = {};
+  connection_ = {};
   DescriptorChanged();
 }
 
-void ByteStream::FailLater(std::int32_t error) {
-  if (opening_.failed) return;
-  opening_.failed = true;
-  opening_.error_due = true;
+void ByteStream::Fail(std::int32_t error) {
+  std::string inbox = std::move(connection_.inbox);  // a data handler that runs may not have read it yet
+  CloseStream();
+  connection_.inbox = std::move(inbox);
+  connection_.error_due = true;
   last_error_ = error;
-  OnFailure();
 }
 
-void ByteStream::FailAfterInput(std::int32_t error) {
-  opening_.error_after_input = error;
+void ByteStream::FailWhenDrained(std::int32_t error) {
+  connection_.error_when_drained = error;
+  connection_.output.Clear();
 }
 
-Interest ByteStream::InputInterest() const {
-  if (in_data_event_) return {.descriptor = DescriptorNumber()};
+Interest ByteStream::PrepareToWait() {
+  if (!connection_.output_refused) SendOutput();
+  const bool failing = connection_.error_due || connection_.error_when_drained != 0;
   return {.descriptor = DescriptorNumber(),
-          .read = IsOpen(),
-          .pending = opening_.error_due || (opening_.error_after_input != 0 && IsOpen())};
+          .read = IsOpen() && !in_data_event_,
+          .write = IsOpen() && !connection_.output.Empty(),
+          .pending = failing && !in_data_event_};
 }
 
-Interest ByteStream::SendBeforeWait(OutputQueue& output) {
-  if (!TakesOutput()) output.Clear();
-  if (!opening_.output_refused || output.Empty()) {
-    if (const std::int32_t error = output.SendTo(DescriptorNumber()); error != 0) FailAfterInput(error);
-    opening_.output_refused = !output.Empty();
-  }
-  Interest interest = InputInterest();
-  interest.write = !output.Empty();
-  return interest;
-}
-
-void ByteStream::HandleInput() {
-  TryOutputAgain();
+void ByteStream::HandleReady() {
+  RetryOutput();
   if (in_data_event_) return;
   if (IsOpen()) {
-    // One buffer for all streams: its bytes are copied out before any handler runs.
-    static std::array<char, kReceiveSize> received;
-    const ssize_t count = read(DescriptorNumber(), received.data(), receive_size_);
+    const ssize_t count = Receive(connection_.inbox, receive_size_);
     if (count > 0) {
-      RaiseData(received.data(), static_cast<std::size_t>(count));
+      RaiseData();
       return;
     }
-    if (count < 0 && errno == EINTR) return;
-    const bool ended = count == 0 || errno != EAGAIN;
-    if (!ended && opening_.error_after_input == 0) return;
-    const std::int32_t reason = count == 0 || !ended ? ECONNRESET : errno;
-    FailLater(opening_.error_after_input != 0 ? opening_.error_after_input : reason);
+    const std::int32_t reason = count == 0 ? ECONNRESET : errno;
+    const std::int32_t earlier = connection_.error_when_drained;
+    if (reason == EAGAIN && earlier == 0) return;
+    Fail(earlier != 0 ? earlier : reason);
   }
-  if (std::exchange(opening_.error_due, false)) Event_Error();
+  if (std::exchange(connection_.error_due, false)) Event_Error();
 }
 
-void ByteStream::RaiseData(const char* bytes, std::size_t count) {
-  opening_.inbox.append(bytes, count);
+// Appends what one receive brings. Returns the number of bytes, 0 at the end of the stream, -1 with errno set
+// otherwise.
+ssize_t ByteStream::Receive(std::string& to, std::size_t most) const {
+  static std::array<char, kReceiveSize> buffer;  // for all streams: its bytes are copied before any handler runs
+  ssize_t count = 0;
+  do {
+    count = read(DescriptorNumber(), buffer.data(), std::min(most, buffer.size()));
+  } while (count < 0 && errno == EINTR);
+  if (count > 0) to.append(buffer.data(), static_cast<std::size_t>(count));
+  return count;
+}
+
+void ByteStream::RaiseData() {
   in_data_event_ = true;
   const LifetimeGuard guard(*this);
   Event_DataAvailable();
   if (!guard.Alive()) return;
   in_data_event_ = false;
-  opening_.inbox.clear();
+  connection_.inbox.clear();
 }
 
 }  // namespace platform

@@ -1,18 +1,22 @@
-// The half that a socket and a serial port share: an open descriptor that brings bytes until it fails.
+// Common base of TcpClientSocket and SerialPort: receives from a descriptor, sends queued output, and raises data and
+// error events.
 //
-// A data event is raised with what one bounded receive brought, and never while the same stream's data handler still
-// runs. Bytes that came before the end are delivered before the error event, which is raised once. A stream that failed
-// leaves the pump's wait set.
+// A data event brings what one bounded receive brought, and is never raised while the same stream's data handler runs.
+// Bytes that came before the end are delivered before the error event, which is raised once. A stream that failed has
+// no descriptor.
 
 #ifndef PLATFORM_BYTE_STREAM_H_
 #define PLATFORM_BYTE_STREAM_H_
 
+#include <sys/types.h>
+
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 #include "platform/descriptor.h"
-#include "platform/event_pump.h"
+#include "platform/event_source.h"
 #include "platform/output_queue.h"
 
 namespace platform {
@@ -40,67 +44,63 @@ class ByteStream : public EventSource {
   virtual void Event_DataAvailable() = 0;
   virtual void Event_Error() = 0;
 
-  bool IsOpen() const { return descriptor_.IsOpen() && !opening_.failed; }
+  bool IsOpen() const { return descriptor_.IsOpen(); }
   // Whether bytes can still be sent: open, and no send has failed.
-  bool TakesOutput() const { return IsOpen() && opening_.error_after_input == 0; }
+  bool CanSend() const { return IsOpen() && connection_.error_when_drained == 0; }
+  // -1 when nothing is open.
   int DescriptorNumber() const { return descriptor_.Number(); }
 
   // How many bytes wait in the kernel to be read.
   std::size_t InputWaiting() const;
 
-  // Takes what waits in the kernel, at most so many bytes; inside a data event, too.
+  // Receives once from the kernel, at most so many bytes; inside a data event, too.
   std::string ReadWaiting(std::size_t most);
 
-  // Starts to use an open, non-blocking descriptor.
-  void Use(Descriptor descriptor);
+  // Queues bytes, which leave with the next poll or pump pass once a descriptor is there.
+  void QueueOutput(std::string_view bytes);
+  std::size_t OutputQueued() const { return connection_.output.Size(); }
 
-  // Closes the descriptor and forgets what was received; the last error code stays. Raises no event.
+  // Makes one attempt to send what is queued.
+  void SendOutput();
+
+  // Has output that was refused tried again with the next poll or pass.
+  void RetryOutput() { connection_.output_refused = false; }
+
+  // Starts to use an open, non-blocking descriptor. The stream must be closed.
+  void Adopt(Descriptor descriptor);
+
+  // Closes the descriptor and forgets what was received and queued; the last error code stays. Raises no event.
   void CloseStream();
 
-  // Closes the descriptor alone, such as that of a stream that failed.
-  void CloseDescriptor() { descriptor_.Reset(); }
+  // Closes the descriptor because of an error, which becomes the last error code. The error event is due with the next
+  // poll or pass.
+  void Fail(std::int32_t error);
 
-  // Fails the stream: `last_error` is kept and the error event is due at the next poll or pass.
-  void FailLater(std::int32_t error);
+  // As Fail, once what has already arrived is delivered: for a transport that can only not send any more.
+  void FailWhenDrained(std::int32_t error);
 
-  // Called when the stream has just failed; by default the descriptor stays open, unused, until it is closed.
-  virtual void OnFailure() {}
-
-  // Keeps the reason why the descriptor could not be had. Raises no event.
+  // Keeps the reason why no descriptor could be had. Raises no event.
   void SetLastErrorCode(std::int32_t error) { last_error_ = error; }
 
-  // As FailLater, but what has already arrived is delivered first. For a transport whose sending half broke.
-  void FailAfterInput(std::int32_t error);
-
-  // What the pump is to wait for in a stream without a queue of output.
-  Interest InputInterest() const;
-
-  // Makes one attempt to send the queue, unless it was just refused, and says what to wait for next.
-  Interest SendBeforeWait(OutputQueue& output);
-
-  // Called when there may be room again for output that was refused.
-  void TryOutputAgain() { opening_.output_refused = false; }
-
-  // Receives once and raises the data event, or the error event that is due. May destroy the stream.
-  void HandleInput();
-
-  void HandleReady() override { HandleInput(); }
+  Interest PrepareToWait() override;
+  void HandleReady() override;
 
  private:
-  void RaiseData(const char* bytes, std::size_t count);
+  ssize_t Receive(std::string& to, std::size_t most) const;
+  void RaiseData();
 
-  // What holds for one opening of the stream, and is forgotten when it is closed.
-  struct Opening {
+  // What is forgotten when the stream is closed.
+  struct Connection {
     std::string inbox{};
-    std::int32_t error_after_input = 0;
-    bool failed = false;
+    OutputQueue output{};
+    bool output_refused = false;  // by the kernel, which has not reported room since
+    std::int32_t error_when_drained = 0;
     bool error_due = false;
-    bool output_refused = false;  // the kernel had no room, and has not said since that it has
   };
 
   Descriptor descriptor_;
   std::size_t receive_size_;
-  Opening opening_;
+  Connection connection_;
   std::int32_t last_error_ = 0;
   bool in_data_event_ = false;
 };

@@ -5,7 +5,7 @@
 
 namespace platform {
 
-Descriptor::Descriptor(int number) : number_(number) {
+Descriptor::Descriptor(int number, Closer closer) : number_(number), closer_(closer) {
   if (number > STDERR_FILENO) {
     fcntl(number, F_SETFD, FD_CLOEXEC);
   } else if (number >= 0) {
@@ -18,13 +18,18 @@ Descriptor& Descriptor::operator=(Descriptor&& other) noexcept {
   if (this != &other) {
     Reset();
     number_ = std::exchange(other.number_, -1);
+    closer_ = other.closer_;
   }
   return *this;
 }
 
 void Descriptor::Reset() {
-  if (number_ >= 0) close(number_);
+  if (number_ >= 0) closer_(number_);
   number_ = -1;
+}
+
+void Descriptor::Close(int number) {
+  close(number);
 }
 
 }  // namespace platform

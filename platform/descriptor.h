@@ -1,4 +1,4 @@
-// Sole owner of one open descriptor: closes it when it goes.
+// Sole owner of one open descriptor, which it closes.
 
 #ifndef PLATFORM_DESCRIPTOR_H_
 #define PLATFORM_DESCRIPTOR_H_
@@ -10,11 +10,14 @@ namespace platform {
 class Descriptor {
  public:
   Descriptor() = default;
+  using Closer = void (*)(int number);
+
   // Takes over `number`, or nothing if it is negative. One of 0 to 2 (free when the process was started
   // without them) is moved up first, so that console output can never end on a wire. Sets close-on-exec.
-  explicit Descriptor(int number);
+  // `closer` closes it, by default with a plain close.
+  explicit Descriptor(int number, Closer closer = Close);
   ~Descriptor() { Reset(); }
-  Descriptor(Descriptor&& other) noexcept : number_(std::exchange(other.number_, -1)) {}
+  Descriptor(Descriptor&& other) noexcept : number_(std::exchange(other.number_, -1)), closer_(other.closer_) {}
   Descriptor& operator=(Descriptor&& other) noexcept;
 
   bool IsOpen() const { return number_ >= 0; }
@@ -24,7 +27,10 @@ class Descriptor {
   void Reset();
 
  private:
+  static void Close(int number);
+
   int number_ = -1;
+  Closer closer_ = Close;
 };
 
 }  // namespace platform

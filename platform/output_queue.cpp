@@ -16,9 +16,12 @@ void OutputQueue::Clear() {
 
 std::int32_t OutputQueue::SendTo(int descriptor) {
   if (Empty()) return 0;
-  const ssize_t count = write(descriptor, bytes_.data() + sent_, Size());
+  ssize_t count = 0;
+  do {
+    count = write(descriptor, bytes_.data() + sent_, Size());
+  } while (count < 0 && errno == EINTR);
   if (count < 0) {
-    if (errno == EAGAIN || errno == EINTR) return 0;
+    if (errno == EAGAIN) return 0;
     const std::int32_t error = errno;
     Clear();
     return error;

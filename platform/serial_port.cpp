@@ -47,11 +47,24 @@ void WaitForRoom(int line, milliseconds limit) {
   poll(&waiting, 1, static_cast<int>(limit.count()));
 }
 
-}  // namespace
-
-SerialPort::~SerialPort() {
-  Close();
+std::size_t OutputWaiting(int line) {
+  int waiting = 0;
+  return ioctl(line, TIOCOUTQ, &waiting) == 0 ? static_cast<std::size_t>(waiting) : 0;
 }
+
+// Discards output only when there is some: on a pseudo-terminal a flush takes back what the other side has yet to read.
+void DiscardOutput(int line) {
+  if (OutputWaiting(line) > 0) tcflush(line, TCOFLUSH);
+}
+
+// An adapter that takes nothing blocks a close for half a minute, even with its output discarded.
+void CloseLine(int line) {
+  DiscardOutput(line);
+  const CallLimit limit(SerialPort::kClosingPatience);
+  close(line);
+}
+
+}  // namespace
 
 bool SerialPort::Find(const std::string& name) {
   const bool is_path = name.find('/') != std::string::npos;
@@ -65,7 +78,7 @@ bool SerialPort::Open() {
   deadline_ = Interest::kNever;
   const CallLimit limit(kPatience);
   // Non-blocking, or the call would wait for a modem's carrier.
-  Descriptor line(open(path_.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC));
+  Descriptor line(open(path_.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC), CloseLine);
   const bool usable = line.IsOpen() && isatty(line.Number()) == 1 && flock(line.Number(), LOCK_EX | LOCK_NB) == 0 &&
                       ApplySettings(line);
   if (!usable) {
@@ -75,7 +88,7 @@ bool SerialPort::Open() {
   // A pseudo-terminal has no modem lines and refuses; so do some adapters.
   int dtr = TIOCM_DTR;
   ioctl(line.Number(), dtr_ ? TIOCMBIS : TIOCMBIC, &dtr);
-  Use(std::move(line));
+  Adopt(std::move(line));
   return true;
 }
 
@@ -110,30 +123,17 @@ bool SerialPort::ApplySettings(const Descriptor& line) const {
   return false;
 }
 
-void SerialPort::Close() {
-  CloseLine();
-  CloseStream();
-}
-
-void SerialPort::CloseLine() {
-  if (DescriptorNumber() < 0) return;
-  DiscardOutput();
-  // An adapter that takes nothing holds a close up for half a minute, whatever was discarded before.
-  const CallLimit limit(kClosingPatience);
-  CloseDescriptor();
-}
-
 void SerialPort::Write(std::string_view bytes) {
   auto last_progress = MonotonicNow();
-  while (!bytes.empty() && TakesOutput()) {
+  while (!bytes.empty() && CanSend()) {
     const ssize_t count = write(DescriptorNumber(), bytes.data(), bytes.size());
     if (count > 0) {
       bytes.remove_prefix(static_cast<std::size_t>(count));
       last_progress = MonotonicNow();
     } else if (count < 0 && errno != EAGAIN && errno != EINTR) {
-      FailAfterInput(errno);
+      FailWhenDrained(errno);
     } else if (const auto left = TimeLeft(last_progress); left.count() <= 0) {
-      FailLater(ETIMEDOUT);
+      Fail(ETIMEDOUT);
     } else {
       WaitForRoom(DescriptorNumber(), std::chrono::ceil<milliseconds>(left));
     }
@@ -144,15 +144,15 @@ void SerialPort::WaitTransmitted() {
   // The queue is watched before the drain, whose progress cannot be seen.
   constexpr timespec kByteTime{0, 1'000'000};  // about one byte at 9600 bits a second
   auto last_progress = MonotonicNow();
-  for (std::size_t waiting = OutputWaiting(); waiting > 0 && TakesOutput();) {
+  for (std::size_t waiting = OutputWaiting(DescriptorNumber()); waiting > 0 && CanSend();) {
     nanosleep(&kByteTime, nullptr);
-    const std::size_t now_waiting = OutputWaiting();
+    const std::size_t now_waiting = OutputWaiting(DescriptorNumber());
     if (now_waiting < waiting) last_progress = MonotonicNow();
     waiting = now_waiting;
-    if (waiting > 0 && TimeLeft(last_progress).count() <= 0) FailLater(ETIMEDOUT);
+    if (waiting > 0 && TimeLeft(last_progress).count() <= 0) Fail(ETIMEDOUT);
   }
-  if (!TakesOutput()) return;
-  if (!Drain(last_progress)) FailLater(ETIMEDOUT);
+  if (!CanSend()) return;
+  if (!Drain(last_progress)) Fail(ETIMEDOUT);
 }
 
 bool SerialPort::Drain(std::chrono::nanoseconds last_progress) const {
@@ -164,7 +164,7 @@ bool SerialPort::Drain(std::chrono::nanoseconds last_progress) const {
   return true;
 }
 
-void SerialPort::Hurry(std::chrono::nanoseconds time) {
+void SerialPort::SetOutputDeadline(std::chrono::nanoseconds time) {
   if (deadline_ == Interest::kNever) deadline_ = MonotonicNow() + time;
 }
 
@@ -175,20 +175,11 @@ std::chrono::nanoseconds SerialPort::TimeLeft(std::chrono::nanoseconds last_prog
 std::size_t SerialPort::Flush() {
   const std::size_t read_before = ReadAll().size();
   const std::size_t waiting = InputWaiting();
-  if (IsOpen()) tcflush(DescriptorNumber(), TCIFLUSH);
-  DiscardOutput();
+  if (IsOpen()) {
+    tcflush(DescriptorNumber(), TCIFLUSH);
+    DiscardOutput(DescriptorNumber());
+  }
   return read_before + waiting;
-}
-
-std::size_t SerialPort::OutputWaiting() const {
-  int waiting = 0;
-  if (DescriptorNumber() < 0 || ioctl(DescriptorNumber(), TIOCOUTQ, &waiting) != 0) return 0;
-  return static_cast<std::size_t>(waiting);
-}
-
-void SerialPort::DiscardOutput() const {
-  // Only when there is some: on a pseudo-terminal a flush would take back what the other side has yet to read.
-  if (OutputWaiting() > 0) tcflush(DescriptorNumber(), TCOFLUSH);
 }
 
 }  // namespace platform

@@ -29,8 +29,6 @@ class SerialPort : public ByteStream {
   // How long closing may take.
   static constexpr std::chrono::milliseconds kClosingPatience{500};
 
-  ~SerialPort() override;
-
   // Looks the port up: a name with a slash is a path, any other is a device under /dev; links are followed.
   // Returns whether it names a character device, and attaches this object to it.
   [[nodiscard]] bool Find(const std::string& name);
@@ -47,7 +45,7 @@ class SerialPort : public ByteStream {
   [[nodiscard]] bool Open();
 
   // Closes the port. Output that has not left by then is discarded.
-  void Close();
+  void Close() { CloseStream(); }
 
   // Writes the bytes; returns when the system has taken them all, or the line has failed.
   void Write(std::string_view bytes);
@@ -57,30 +55,23 @@ class SerialPort : public ByteStream {
 
   // Gives all writes and transmit waits from now on so much time together; a line that needs more is failed. The first
   // call counts.
-  void Hurry(std::chrono::nanoseconds time);
+  void SetOutputDeadline(std::chrono::nanoseconds time);
 
   // Discards all input and output that waits in the port; returns the number of input bytes among it.
   std::size_t Flush();
 
- protected:
-  Interest PrepareToWait() override { return InputInterest(); }
-  void OnFailure() override { CloseLine(); }
-
  private:
-  void CloseLine();
   std::chrono::nanoseconds TimeLeft(std::chrono::nanoseconds last_progress) const;
   bool ApplySettings(const Descriptor& line) const;
   // Waits for the transmitter; false when it stayed busy too long.
   bool Drain(std::chrono::nanoseconds last_progress) const;
-  std::size_t OutputWaiting() const;
-  void DiscardOutput() const;
 
   std::string path_;
   std::int32_t data_bits_ = 0;
   std::int32_t speed_ = 0;
   std::optional<ParityKind> parity_;
   bool dtr_ = false;
-  std::chrono::nanoseconds deadline_ = Interest::kNever;  // of all output, once there is hurry
+  std::chrono::nanoseconds deadline_ = Interest::kNever;  // of all output, of all output, once one is set
 };
 
 }  // namespace platform

@@ -60,11 +60,12 @@ void cIPStreamAbstractor::PortSendData(const std::string& data) {
 }
 
 void cIPStreamAbstractor::PortClose() {
+  SendOutput();  // a command that came together with the quit
   Close();
 }
 
 void cIPStreamAbstractor::PortClear() {
-  Close();
+  cIPStreamAbstractor::PortClose();
   Parent.reset();
 }
 

@@ -25,6 +25,7 @@ class cIPStreamAbstractor : public platform::TcpClientSocket, public iAbstractPo
   // Connects and waits for at most about ten seconds, in which the process's other events go on.
   bool PortOpen() override;
 
+  // Sends what is queued as far as the network takes it, then closes.
   void PortClose() override;
   void PortClear() override;
 

@@ -50,7 +50,7 @@ void cSerialPortAbstractor::PortSetParent(std::shared_ptr<iAbstractPortReceiver>
 
 void cSerialPortAbstractor::PortSendData(const std::string& data) {
   // What the host sent with its quit still goes out, but a slow line must not put the end off for long.
-  if (State().QuitRequested) Hurry(kLastOutput);
+  if (State().QuitRequested) SetOutputDeadline(kLastOutput);
   Write(data);
   WaitTransmitted();
 }

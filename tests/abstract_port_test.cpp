@@ -79,11 +79,13 @@ TEST_P(Ports, TellTheReceiverOfInputAndOfOneError) {
   EXPECT_THAT(host->Logged(), testing::IsEmpty());
 }
 
-TEST_P(Ports, CloseKeepsTheReceiver) {
+TEST_P(Ports, CloseSendsWhatIsQueuedAndKeepsTheReceiver) {
   port->PortSetParent(receiver);
+  port->PortSendData("0102U");
   port->PortClose();
   EXPECT_EQ(receiver.use_count(), 2);
   EXPECT_TRUE(WaitFor([this] { return Device().Ended; }));
+  EXPECT_EQ(Device().Received, "0102U");
   port->PortSendData("nobody gets this");
   EXPECT_THAT(receiver->events, testing::IsEmpty());
 }

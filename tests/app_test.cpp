@@ -135,7 +135,7 @@ TEST_F(AppTest, ServesANetworkDeviceNamedByTheLastTwoArguments) {
 }
 
 TEST_F(AppTest, DeviceThatRefusesIsWaitedForSixHundredTicks) {
-  EXPECT_THAT(Run(Ip(refusing.Number())), ElementsAre("10...", "40 x 250", "1000", "100 x 10"));
+  EXPECT_THAT(Run(Ip(refusing.Number())), ElementsAre("10..", "40 x 250", "1000", "100 x 10"));
   EXPECT_THAT(host.Lines(), ElementsAre("2 IP Open  to 127.0.0.1:" + std::to_string(refusing.Number()) + " failed."));
   EXPECT_TRUE(State().QuitRequested);
 }

@@ -105,10 +105,11 @@ TEST(CommonPacket, ReplacesLowBatteryFormsButTheCommandToQuit) {
     std::string_view flags_and_command;
     std::string stored;
     bool low;
-  } cases[] = {
-      {"00 05", "\x04", true}, {"00 55", "T", true},  {"00 75", "T", true},  {"00 01", std::string(1, '\0'), true},
-      {"00 51", "P", true},    {"00 54", "T", false}, {"40 51", "Q", false}, {"40 71", "q", false},
-      {"40 55", "T", true},    {"40 01", std::string(1, '\0'), true}};
+  } cases[] = {{"00 05", "\x04", true}, {"00 55", "T", true},
+               {"00 75", "T", true},    {"00 01", std::string(1, '\0'), true},
+               {"00 51", "P", true},    {"00 54", "T", false},
+               {"40 51", "Q", false},   {"40 71", "q", false},
+               {"40 55", "T", true},    {"40 01", std::string(1, '\0'), true}};
   for (const auto& c : cases) {
     std::string packet = Bytes(kOnForA1);
     packet[6] = Bytes(c.flags_and_command)[0];
@@ -150,7 +151,7 @@ TEST(Flags, ViewsFollowTheBitsAndAreNeverCleared) {
   message.SetFlag("&h80 or so");
   EXPECT_EQ(message.Flags, 0);
   message.SetFlag("&hABCDEF0123456789FFFFFFFE");  // the low 32 bits of any number
-  message.SetFlag("36893488147419103233");          // 2^65 + 1
+  message.SetFlag("36893488147419103233");        // 2^65 + 1
   EXPECT_EQ(message.Flags, -1);
 }
 

@@ -20,11 +20,13 @@ using testing::ElementsAre;
 class DriverProcess : public testing::Test {
  protected:
   SimulatedHost host;
-  PseudoTerminal terminal;
+  std::unique_ptr<PseudoTerminal> terminal;
   std::unique_ptr<ChildProcess> driver;
 
+  // Starts the driver on a new pseudo-terminal, and waits until it is ready.
   void Start(const std::function<void()>& prepare = nullptr) {
-    const std::vector<std::string> arguments{terminal.Path(), "", std::to_string(host.Port()), "17"};
+    terminal = std::make_unique<PseudoTerminal>();
+    const std::vector<std::string> arguments{terminal->Path(), "", std::to_string(host.Port()), "17"};
     driver = std::make_unique<ChildProcess>(TORVY_DRIVER, arguments, prepare);
     ASSERT_TRUE(WaitFor([this] { return host.HasLogged(App::kReadyLine); }));
   }
@@ -45,16 +47,16 @@ TEST_F(DriverProcess, DrivesASerialDeviceWithFewDescriptorsAndTakesNoTerminal) {
     setrlimit(RLIMIT_NOFILE, &eight);
     for (int number = STDERR_FILENO + 1; number < kDescriptors; ++number) close(number);  // left open by a parent
   });
-  EXPECT_EQ(tcgetsid(terminal.Line().Number()), -1);  // nobody's controlling one
+  EXPECT_EQ(tcgetsid(terminal->Line().Number()), -1);  // nobody's controlling one
   host.Send(DeviceCommand("0102", "ON", "1"));
   host.Send(DeviceCommand("0102", "DIM", "2"));
   host.Send(RawDataCommand(std::string("\0\xFF\r", 3)));
-  EXPECT_TRUE(WaitFor([this] { return terminal.Line().Received == std::string("0102U\0\xFF\r", 8); }));
-  terminal.Line().Send("what the device says is ignored");
+  EXPECT_TRUE(WaitFor([this] { return terminal->Line().Received == std::string("0102U\0\xFF\r", 8); }));
+  terminal->Line().Send("what the device says is ignored");
   host.Send(ControllerCommand("Q"));
   ExpectEnd();
   EXPECT_THAT(host.Lines(), ElementsAre(kReady, "4 unsupported command: DIM", kQuit));
-  EXPECT_TRUE(terminal.Line().Ended);
+  EXPECT_TRUE(terminal->Line().Ended);
 }
 
 TEST_F(DriverProcess, WritesNothingElsewhereWithoutStandardDescriptors) {
@@ -66,7 +68,7 @@ TEST_F(DriverProcess, WritesNothingElsewhereWithoutStandardDescriptors) {
   }
   host.Link()->Close();  // makes it print
   ExpectEnd();
-  EXPECT_EQ(terminal.Line().Received, "");
+  EXPECT_EQ(terminal->Line().Received, "");
 }
 
 TEST_F(DriverProcess, OutlivesAConsoleThatIsAClosedPipeOrAFullFile) {

@@ -1,4 +1,5 @@
 #include "platform/serial_port.h"
+#include "platform/event_pump.h"
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
@@ -38,7 +39,10 @@ class Line : public SerialPort {
 
  protected:
   void Event_DataAvailable() override { events.push_back("data " + ReadAll()); }
-  void Event_Error() override { events.push_back("error " + std::to_string(LastErrorCode())); }
+  void Event_Error() override {
+    EXPECT_EQ(DescriptorNumber(), -1);
+    events.push_back("error " + std::to_string(LastErrorCode()));
+  }
 };
 
 class SerialPortTest : public testing::Test {

@@ -13,6 +13,7 @@
 
 #include "peers/listener.h"
 #include "peers/waiting.h"
+#include "platform/event_pump.h"
 #include "platform/tcp_client_socket.h"
 #include "tests/system_calls.h"
 
@@ -39,7 +40,10 @@ class Client : public TcpClientSocket {
  protected:
   void Event_Connected() override { Record("connected"); }
   void Event_DataAvailable() override { Record("data " + (reads ? ReadAll() : "")); }
-  void Event_Error() override { Record(Error(LastErrorCode())); }
+  void Event_Error() override {
+    EXPECT_EQ(DescriptorNumber(), -1);
+    Record(Error(LastErrorCode()));
+  }
 
  private:
   void Record(const std::string& event) {

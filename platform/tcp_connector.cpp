@@ -1,0 +1,148 @@
+#include "platform/tcp_connector.h"
+
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <poll.h>
+#include <sys/ioctl.h>
+#include <sys/socket.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <utility>
+
+#include "platform/clock.h"
+
+namespace platform {
+namespace {
+
+void SetOption(const Descriptor& socket, int level, int name, int value) {
+  setsockopt(socket.Number(), level, name, &value, sizeof value);
+}
+
+bool StartConnecting(const Descriptor& socket, const SocketAddress& address) {
+  const auto* bytes = reinterpret_cast<const sockaddr*>(address.bytes.data());
+  if (connect(socket.Number(), bytes, static_cast<socklen_t>(address.bytes.size())) == 0) return true;
+  // An interrupted connect goes on in the background, too.
+  return errno == EINPROGRESS || errno == EINTR;
+}
+
+// Whether an attempt has succeeded or failed.
+bool IsDecided(const Descriptor& attempt) {
+  pollfd waiting{attempt.Number(), POLLOUT, 0};
+  return poll(&waiting, 1, 0) > 0;
+}
+
+// Connecting to an unused port of the ephemeral range can connect a socket to itself.
+bool IsOwnPeer(const Descriptor& connected) {
+  sockaddr_storage own{};
+  sockaddr_storage peer{};
+  socklen_t own_size = sizeof own;
+  socklen_t peer_size = sizeof peer;
+  return getsockname(connected.Number(), reinterpret_cast<sockaddr*>(&own), &own_size) == 0 &&
+         getpeername(connected.Number(), reinterpret_cast<sockaddr*>(&peer), &peer_size) == 0 &&
+         own_size == peer_size && std::memcmp(&own, &peer, own_size) == 0;
+}
+
+// 0 for a usable connection, else the errno value of the failure.
+std::int32_t OutcomeOf(const Descriptor& attempt) {
+  int error = 0;
+  socklen_t size = sizeof error;
+  getsockopt(attempt.Number(), SOL_SOCKET, SO_ERROR, &error, &size);
+  // A peer that sent something and then reset the connection has connected: what it sent can still be read.
+  int waiting = 0;
+  if (error != 0 && ioctl(attempt.Number(), FIONREAD, &waiting) == 0 && waiting > 0) return 0;
+  if (error == 0 && IsOwnPeer(attempt)) return ECONNREFUSED;
+  return error;
+}
+
+// Interleaves the address families, the preferred one first (RFC 8305, section 4).
+void Interleave(std::vector<SocketAddress>& addresses) {
+  for (std::size_t i = 1; i < addresses.size(); ++i) {
+    const auto next = addresses.begin() + static_cast<std::ptrdiff_t>(i);
+    const int family_before = addresses[i - 1].family;
+    const auto other = std::find_if(next, addresses.end(), [family_before](const SocketAddress& address) {
+      return address.family != family_before;
+    });
+    if (other == addresses.end()) return;
+    std::rotate(next, other, other + 1);
+  }
+}
+
+}  // namespace
+
+TcpConnector::TcpConnector(const std::string& host, std::int32_t port, const std::optional<KeepAlive>& keep_alive)
+    : keep_alive_(keep_alive) {
+  if (auto addresses = AddressLookup::Numeric(host, port)) {
+    StartAttempts(std::move(*addresses));
+  } else {
+    lookup_.emplace(host, port);
+  }
+}
+
+Interest TcpConnector::PrepareToWait() const {
+  if (lookup_) {
+    const int done = lookup_->DescriptorNumber();
+    return {.descriptor = done, .read = done >= 0, .pending = done < 0};
+  }
+  const bool more_to_try = next_address_ < addresses_.addresses.size();
+  return {
+      .pending = attempts_.empty(), .connecting = attempts_, .due = more_to_try ? next_attempt_due_ : Interest::kNever};
+}
+
+std::optional<TcpConnector::Result> TcpConnector::Advance() {
+  if (lookup_) {
+    AddressList found = lookup_->Take();
+    lookup_.reset();
+    StartAttempts(std::move(found));
+  } else {
+    const std::size_t in_flight = attempts_.size();
+    for (auto attempt = std::ranges::find_if(attempts_, IsDecided); attempt != attempts_.end();
+         attempt = std::ranges::find_if(attempts_, IsDecided)) {
+      const std::int32_t error = OutcomeOf(*attempt);
+      if (error == 0) return Result{std::move(*attempt)};
+      addresses_.error = error;
+      attempts_.erase(attempt);
+    }
+    if (attempts_.size() < in_flight || MonotonicNow() >= next_attempt_due_) StartNextAttempt();
+  }
+  if (attempts_.empty()) return Result{{}, addresses_.error};
+  return std::nullopt;
+}
+
+void TcpConnector::StartAttempts(AddressList addresses) {
+  addresses_ = std::move(addresses);
+  Interleave(addresses_.addresses);
+  StartNextAttempt();
+}
+
+// Starts an attempt to the next address to which one can be started, if there is any.
+void TcpConnector::StartNextAttempt() {
+  while (next_address_ < addresses_.addresses.size()) {
+    const SocketAddress& address = addresses_.addresses[next_address_++];
+    Descriptor socket = OpenSocket(address.family);
+    if (socket.IsOpen() && StartConnecting(socket, address)) {
+      attempts_.push_back(std::move(socket));
+      next_attempt_due_ = MonotonicNow() + kAttemptDelay;
+      return;
+    }
+    addresses_.error = errno;
+  }
+}
+
+Descriptor TcpConnector::OpenSocket(int family) const {
+  Descriptor socket(::socket(family, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
+  if (!socket.IsOpen()) return socket;
+  SetOption(socket, IPPROTO_TCP, TCP_NODELAY, 1);
+  SetOption(socket, SOL_SOCKET, SO_KEEPALIVE, 1);
+#ifdef TCP_KEEPIDLE
+  if (keep_alive_) {
+    SetOption(socket, IPPROTO_TCP, TCP_KEEPIDLE, static_cast<int>(keep_alive_->idle.count()));
+    SetOption(socket, IPPROTO_TCP, TCP_KEEPINTVL, static_cast<int>(keep_alive_->interval.count()));
+    SetOption(socket, IPPROTO_TCP, TCP_KEEPCNT, keep_alive_->probes);
+  }
+#endif
+  return socket;
+}
+
+}  // namespace platform

@@ -1,0 +1,63 @@
+// Opens a TCP connection to a host name or a numeric address.
+//
+// A name is looked up off the main thread. Its addresses are tried as in RFC 8305: the families interleaved, each
+// attempt kAttemptDelay after the one before it, earlier ones still in flight; the first to connect wins. A connection
+// of a socket to itself counts as refused.
+
+#ifndef PLATFORM_TCP_CONNECTOR_H_
+#define PLATFORM_TCP_CONNECTOR_H_
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "platform/address_lookup.h"
+#include "platform/descriptor.h"
+#include "platform/event_source.h"
+
+namespace platform {
+
+class TcpConnector {
+ public:
+  static constexpr std::chrono::milliseconds kAttemptDelay{250};
+
+  // TCP keep-alive: idle time before the first probe, interval between probes, unanswered probes before failure.
+  struct KeepAlive {
+    std::chrono::seconds idle;
+    std::chrono::seconds interval;
+    int probes;
+  };
+
+  struct Result {
+    Descriptor socket;       // connected and non-blocking; not open on failure
+    std::int32_t error = 0;  // the errno value of the last failure
+  };
+
+  // Starts to connect. Without `keep_alive` the system's own times hold.
+  TcpConnector(const std::string& host, std::int32_t port, const std::optional<KeepAlive>& keep_alive);
+
+  // What to wait for before the next Advance.
+  Interest PrepareToWait() const;
+
+  // Goes on with what is ready or due. Returns the result once there is one; the connector is then done.
+  std::optional<Result> Advance();
+
+ private:
+  void StartAttempts(AddressList addresses);
+  void StartNextAttempt();
+  Descriptor OpenSocket(int family) const;
+
+  std::optional<KeepAlive> keep_alive_;
+  std::optional<AddressLookup> lookup_;
+  AddressList addresses_;
+  std::size_t next_address_ = 0;
+  std::vector<Descriptor> attempts_;  // in flight
+  std::chrono::nanoseconds next_attempt_due_{};
+};
+
+}  // namespace platform
+
+#endif  // PLATFORM_TCP_CONNECTOR_H_
