@@ -5,7 +5,7 @@
 #include "app/process_state.h"
 #include "device/torvy.h"
 #include "host/host_socket.h"
-#include "peers/detached_port.h"
+#include "tests/fake_port.h"
 #include "peers/simulated_host.h"
 
 namespace {
@@ -104,7 +104,7 @@ BENCHMARK(BuildMultipacket);
 
 void Translate(benchmark::State& state) {
   State().DevicePort =
-      std::make_unique<DetachedPort>([](const std::string& data) { benchmark::DoNotOptimize(data.data()); });
+      std::make_unique<FakePort>([](const std::string& data) { benchmark::DoNotOptimize(data.data()); });
   cTorvy driver;
   const cQuorvaneCommand message = DeviceCommand("0102", "ON", "17");
   for ([[maybe_unused]] const auto iteration : state) driver.HandleQuorvaneCommand(message);

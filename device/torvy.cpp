@@ -44,7 +44,7 @@ void cTorvy::HandleQuorvaneCommand(const cQuorvaneCommand& command) {
   std::string torvy_command(platform::FirstCharacters(address, kAddressPieceCharacters));
   torvy_command += platform::LastCharacters(address, kAddressPieceCharacters);
   torvy_command += action->letter;
-  if (const auto& port = State().DevicePort) port->PortSendData(torvy_command);
+  if (const auto port = State().DevicePort) port->PortSendData(torvy_command);
   // Built only when it is wanted: every command comes this way.
   if (State().DebugMode) LogToHost("sending command: (" + torvy_command + ")", kLogLevelDetail);
 }

@@ -10,7 +10,7 @@
 #include "fuzz/require.h"
 #include "host/connection.h"
 #include "host/host_socket.h"
-#include "peers/detached_port.h"
+#include "tests/fake_port.h"
 #include "peers/simulated_host.h"
 #include "peers/waiting.h"
 
@@ -20,7 +20,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     ConnectToHost("127.0.0.1", host.Port(), "17");
     Require(WaitFor([] { return host.ConnectionID() == "17"; }));
     State().Driver = std::make_shared<cTorvy>();
-    State().DevicePort = std::make_shared<DetachedPort>([](const std::string&) {});
+    State().DevicePort = std::make_shared<FakePort>([](const std::string&) {});
   }
   cQuorvaneDeviceSocket& socket = *State().HostSocket;
   socket.Buffer.clear();

@@ -23,7 +23,7 @@ void ActOnControllerCommand(const cQuorvaneCommand& message) {
   } else if (EqualIgnoringCase(message.Command, "D")) {
     state.DebugMode = !state.DebugMode;
   } else if (EqualIgnoringCase(message.Command, "X")) {
-    if (state.DevicePort) state.DevicePort->PortSendData(message.GetSendRawData());
+    if (const auto port = state.DevicePort) port->PortSendData(message.GetSendRawData());
   }
 }
 

@@ -49,7 +49,10 @@ ChildProcess::ChildProcess(const std::string& program, const std::vector<std::st
   id_ = fork();  // NOLINT(cppcoreguidelines-prefer-member-initializer): only after the pipes are there
   if (id_ < 0) throw std::system_error(errno, std::generic_category(), "fork");
   if (id_ == 0) {
-    std::signal(SIGPIPE, SIG_DFL);
+    for (const int signal : {SIGPIPE, SIGXFSZ}) std::signal(signal, SIG_DFL);
+    sigset_t none;
+    sigemptyset(&none);
+    sigprocmask(SIG_SETMASK, &none, nullptr);
     dup2(output.write_end.Number(), STDOUT_FILENO);
     if (prepare) prepare();
     Become(program, pointers, report.write_end.Number());

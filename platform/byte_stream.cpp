@@ -105,7 +105,7 @@ void ByteStream::HandleReady() {
 
 // Appends what one receive brings. Returns the number of bytes, 0 at the end of the stream, -1 with errno set
 // otherwise.
-ssize_t ByteStream::Receive(std::string& to, std::size_t most) const {
+std::ptrdiff_t ByteStream::Receive(std::string& to, std::size_t most) const {
   static std::array<char, kReceiveSize> buffer;  // for all streams: its bytes are copied before any handler runs
   ssize_t count = 0;
   do {

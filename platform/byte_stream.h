@@ -8,8 +8,6 @@
 #ifndef PLATFORM_BYTE_STREAM_H_
 #define PLATFORM_BYTE_STREAM_H_
 
-#include <sys/types.h>
-
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -86,7 +84,7 @@ class ByteStream : public EventSource {
   void HandleReady() override;
 
  private:
-  ssize_t Receive(std::string& to, std::size_t most) const;
+  std::ptrdiff_t Receive(std::string& to, std::size_t most) const;
   void RaiseData();
 
   // What is forgotten when the stream is closed.

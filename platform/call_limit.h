@@ -1,4 +1,4 @@
-// Ends system calls that would block too long. While an object of this class lives, a call that a signal can end
+// Ends system calls that would block too long: while an object of this class lives, a call that a signal can end
 // returns with EINTR once the limit is over, as does every one that follows.
 
 #ifndef PLATFORM_CALL_LIMIT_H_
@@ -10,7 +10,7 @@ namespace platform {
 
 class CallLimit {
  public:
-  // Main thread only, and one at a time. Until the object goes, SIGALRM ends calls instead of the process.
+  // Main thread only, one at a time, after PrepareProcess.
   explicit CallLimit(std::chrono::nanoseconds limit);
   ~CallLimit();
   CallLimit(const CallLimit&) = delete;

@@ -16,26 +16,27 @@ namespace {
 
 std::chrono::nanoseconds patience_left = std::chrono::seconds(1);
 
-// Writes some of the bytes; returns how many, 0 when the console takes none. A stuck one must not hold up the process:
-// it is asked for room first, and a terminal that has too little of it blocks no longer than the patience lasts.
+// Writes some of the bytes; returns how many, 0 when the console takes none.
 std::size_t WriteSome(std::string_view bytes) {
-  const auto start = MonotonicNow();
-  pollfd console{STDOUT_FILENO, POLLOUT, 0};
-  const int limit = static_cast<int>(std::chrono::ceil<std::chrono::milliseconds>(patience_left).count());
-  int ready = 0;
-  do {
-    ready = poll(&console, 1, limit);
-  } while (ready < 0 && errno == EINTR);
-  ssize_t written = 0;
-  if (ready > 0) {
-    const CallLimit call_limit(patience_left);
-    written = write(STDOUT_FILENO, bytes.data(), bytes.size());
+  while (true) {
+    const auto start = MonotonicNow();
+    const auto limit = std::chrono::ceil<std::chrono::milliseconds>(patience_left);
+    pollfd console{STDOUT_FILENO, POLLOUT, 0};
+    ssize_t written = poll(&console, 1, static_cast<int>(limit.count()));
+    if (written == 0) patience_left = patience_left.zero();
+    if (written > 0) {
+      // A terminal may have room, but too little for all: the write blocks.
+      const CallLimit call_limit(patience_left);
+      written = write(STDOUT_FILENO, bytes.data(), bytes.size());
+    }
+    const int error = errno;
+    patience_left -= std::min(patience_left, MonotonicNow() - start);
+    if (written >= 0) return static_cast<std::size_t>(written);
+    if (error != EINTR || patience_left == patience_left.zero()) return 0;
   }
-  patience_left -= std::min(patience_left, MonotonicNow() - start);
-  return static_cast<std::size_t>(std::max<ssize_t>(written, 0));
 }
 
-// Writes two texts after each other, in pieces for which a pipe that has room at all has room.
+// Writes two texts after each other, in pieces that fit into a pipe that has room at all (PIPE_BUF).
 void Print(std::string_view text, std::string_view ending) {
   std::array<char, 512> piece{};
   while (!text.empty() || !ending.empty()) {

@@ -1,4 +1,4 @@
-// The console: standard output, a line at a time.
+// Standard output, a line at a time.
 
 #ifndef PLATFORM_CONSOLE_H_
 #define PLATFORM_CONSOLE_H_
@@ -7,9 +7,9 @@
 
 namespace platform {
 
-// Writes the text and a line end to standard output at once, unbuffered and without allocating. A console that is
-// closed loses the line. One that takes nothing is waited for, for one second in the whole life of the process, and
-// then loses what it does not take. Nothing is reported.
+// Writes the text and a line end at once, unbuffered and without allocating. Writes block for at most one second in
+// total over the life of the process; later output that would block is dropped, as is output to a closed console.
+// Nothing is reported.
 void PrintLine(std::string_view text);
 
 // As PrintLine, with an empty line after it.

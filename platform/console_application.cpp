@@ -1,13 +1,10 @@
 #include "platform/console_application.h"
 
-#include <fcntl.h>
-#include <signal.h>
-#include <unistd.h>
-
 #include <cstdlib>
 #include <exception>
 
 #include "platform/event_pump.h"
+#include "platform/process.h"
 
 namespace platform {
 namespace {
@@ -24,28 +21,6 @@ std::terminate_handler default_handler = nullptr;
   std::abort();
 }
 
-void OpenStandardDescriptors() {
-  for (int number = STDIN_FILENO; number <= STDERR_FILENO; ++number) {
-    // The lowest free number is the one that open takes.
-    if (fcntl(number, F_GETFD) == -1) open("/dev/null", O_RDWR);
-  }
-}
-
-// A console that is a file at its size limit loses what does not fit, as one that is a closed pipe does.
-void IgnoreFileSizeSignal() {
-  struct sigaction ignore{};
-  ignore.sa_handler = SIG_IGN;
-  sigaction(SIGXFSZ, &ignore, nullptr);
-}
-
-// The alarm that ends system calls must come through, whatever signals we were started with.
-void UnblockAlarm() {
-  sigset_t alarm;
-  sigemptyset(&alarm);
-  sigaddset(&alarm, SIGALRM);
-  pthread_sigmask(SIG_UNBLOCK, &alarm, nullptr);
-}
-
 }  // namespace
 
 ConsoleApplication::~ConsoleApplication() {
@@ -55,10 +30,8 @@ ConsoleApplication::~ConsoleApplication() {
 }
 
 std::int32_t RunApplication(ConsoleApplication& application, int argument_count, char** arguments) {
-  OpenStandardDescriptors();
-  IgnoreFileSizeSignal();
-  UnblockAlarm();
-  EventPump::Instance();
+  PrepareProcess();
+  EventPump::Instance();  // outlives every source, those of the application's state among them
   running_application = &application;
   default_handler = std::set_terminate(OnTerminate);
   return application.Event_Run({arguments, arguments + argument_count});

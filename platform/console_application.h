@@ -1,4 +1,4 @@
-// What a console program derives its application object from, and the one call that its main makes.
+// Base class of a console program's application object, and the one call that its main makes.
 
 #ifndef PLATFORM_CONSOLE_APPLICATION_H_
 #define PLATFORM_CONSOLE_APPLICATION_H_
@@ -27,8 +27,7 @@ class ConsoleApplication {
   virtual bool Event_UnhandledException(const Failure& failure) = 0;
 };
 
-// Runs the application and returns its exit status. To be called by main, once. Standard descriptors that are
-// closed are opened on /dev/null first, and SIGPIPE and SIGXFSZ are ignored.
+// Prepares the process, runs the application and returns its exit status. To be called by main, once.
 std::int32_t RunApplication(ConsoleApplication& application, int argument_count, char** arguments);
 
 }  // namespace platform

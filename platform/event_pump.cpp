@@ -8,7 +8,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <csignal>
 #include <thread>
 
 #include "platform/clock.h"
@@ -92,9 +91,7 @@ EventPump& EventPump::Instance() {
   return pump;
 }
 
-EventPump::EventPump() {
-  std::signal(SIGPIPE, SIG_IGN);
-}
+EventPump::EventPump() = default;
 
 EventPump::~EventPump() = default;
 

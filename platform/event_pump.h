@@ -22,7 +22,7 @@ namespace platform {
 
 class EventPump {
  public:
-  // The process's pump, to be used by the main thread alone. Made on first use; SIGPIPE is ignored from then on.
+  // The process's pump, made on first use; for the main thread alone.
   static EventPump& Instance();
   EventPump(const EventPump&) = delete;
   EventPump& operator=(const EventPump&) = delete;

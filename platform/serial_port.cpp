@@ -21,6 +21,10 @@ namespace {
 
 using std::chrono::milliseconds;
 
+// A wait for the line is charged this much at most: a process that was stopped meanwhile finds its line as patient as
+// before.
+constexpr std::chrono::nanoseconds kSlice = milliseconds(100);
+
 struct Speed {
   std::int32_t bits_per_second;
   speed_t code;
@@ -41,12 +45,6 @@ speed_t SpeedCode(std::int32_t bits_per_second) {
   return B0;
 }
 
-// Waits for room, or for `limit`. A signal ends the wait early.
-void WaitForRoom(int line, milliseconds limit) {
-  pollfd waiting{line, POLLOUT, 0};
-  poll(&waiting, 1, static_cast<int>(limit.count()));
-}
-
 std::size_t OutputWaiting(int line) {
   int waiting = 0;
   return ioctl(line, TIOCOUTQ, &waiting) == 0 ? static_cast<std::size_t>(waiting) : 0;
@@ -64,6 +62,16 @@ void CloseLine(int line) {
   close(line);
 }
 
+// Non-blocking, or the call would wait for a modem's carrier.
+Descriptor OpenLine(const std::string& path) {
+  const auto deadline = MonotonicNow() + SerialPort::kPatience;
+  int line = -1;
+  do {
+    line = open(path.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
+  } while (line < 0 && errno == EINTR && MonotonicNow() < deadline);
+  return Descriptor(line, CloseLine);
+}
+
 }  // namespace
 
 bool SerialPort::Find(const std::string& name) {
@@ -75,10 +83,9 @@ bool SerialPort::Find(const std::string& name) {
 
 bool SerialPort::Open() {
   Close();
-  deadline_ = Interest::kNever;
+  output_time_left_ = Interest::kNever;
   const CallLimit limit(kPatience);
-  // Non-blocking, or the call would wait for a modem's carrier.
-  Descriptor line(open(path_.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC), CloseLine);
+  Descriptor line = OpenLine(path_);
   const bool usable = line.IsOpen() && isatty(line.Number()) == 1 && flock(line.Number(), LOCK_EX | LOCK_NB) == 0 &&
                       ApplySettings(line);
   if (!usable) {
@@ -124,18 +131,21 @@ bool SerialPort::ApplySettings(const Descriptor& line) const {
 }
 
 void SerialPort::Write(std::string_view bytes) {
-  auto last_progress = MonotonicNow();
+  patience_left_ = kPatience;
   while (!bytes.empty() && CanSend()) {
     const ssize_t count = write(DescriptorNumber(), bytes.data(), bytes.size());
     if (count > 0) {
       bytes.remove_prefix(static_cast<std::size_t>(count));
-      last_progress = MonotonicNow();
+      patience_left_ = kPatience;
     } else if (count < 0 && errno != EAGAIN && errno != EINTR) {
       FailWhenDrained(errno);
-    } else if (const auto left = TimeLeft(last_progress); left.count() <= 0) {
+    } else if (TimeLeft().count() <= 0) {
       Fail(ETIMEDOUT);
     } else {
-      WaitForRoom(DescriptorNumber(), std::chrono::ceil<milliseconds>(left));
+      const auto start = MonotonicNow();
+      pollfd waiting{DescriptorNumber(), POLLOUT, 0};
+      poll(&waiting, 1, static_cast<int>(std::chrono::ceil<milliseconds>(std::min(TimeLeft(), kSlice)).count()));
+      Charge(start);
     }
   }
 }
@@ -143,33 +153,42 @@ void SerialPort::Write(std::string_view bytes) {
 void SerialPort::WaitTransmitted() {
   // The queue is watched before the drain, whose progress cannot be seen.
   constexpr timespec kByteTime{0, 1'000'000};  // about one byte at 9600 bits a second
-  auto last_progress = MonotonicNow();
+  patience_left_ = kPatience;
   for (std::size_t waiting = OutputWaiting(DescriptorNumber()); waiting > 0 && CanSend();) {
+    const auto start = MonotonicNow();
     nanosleep(&kByteTime, nullptr);
     const std::size_t now_waiting = OutputWaiting(DescriptorNumber());
-    if (now_waiting < waiting) last_progress = MonotonicNow();
+    Charge(start);
+    if (now_waiting < waiting) patience_left_ = kPatience;
     waiting = now_waiting;
-    if (waiting > 0 && TimeLeft(last_progress).count() <= 0) Fail(ETIMEDOUT);
+    if (waiting > 0 && TimeLeft().count() <= 0) Fail(ETIMEDOUT);
   }
-  if (!CanSend()) return;
-  if (!Drain(last_progress)) Fail(ETIMEDOUT);
+  if (CanSend() && !Drain()) Fail(ETIMEDOUT);
 }
 
-bool SerialPort::Drain(std::chrono::nanoseconds last_progress) const {
-  // An adapter that keeps reporting a busy transmitter would hold the drain up for ever.
-  const CallLimit limit(TimeLeft(last_progress));
-  while (tcdrain(DescriptorNumber()) != 0 && errno == EINTR) {
-    if (TimeLeft(last_progress).count() <= 0) return false;
+bool SerialPort::Drain() {
+  // An adapter that keeps reporting a busy transmitter would block the drain for ever.
+  const CallLimit limit(kSlice);
+  while (true) {
+    const auto start = MonotonicNow();
+    if (tcdrain(DescriptorNumber()) == 0 || errno != EINTR) return true;
+    Charge(start);
+    if (TimeLeft().count() <= 0) return false;
   }
-  return true;
 }
 
 void SerialPort::SetOutputDeadline(std::chrono::nanoseconds time) {
-  if (deadline_ == Interest::kNever) deadline_ = MonotonicNow() + time;
+  if (output_time_left_ == Interest::kNever) output_time_left_ = time;
 }
 
-std::chrono::nanoseconds SerialPort::TimeLeft(std::chrono::nanoseconds last_progress) const {
-  return std::min<std::chrono::nanoseconds>(last_progress + kPatience, deadline_) - MonotonicNow();
+std::chrono::nanoseconds SerialPort::TimeLeft() const {
+  return std::min<std::chrono::nanoseconds>(patience_left_, output_time_left_);
+}
+
+void SerialPort::Charge(std::chrono::nanoseconds start) {
+  const auto waited = std::min<std::chrono::nanoseconds>(MonotonicNow() - start, kSlice);
+  patience_left_ -= waited;
+  if (output_time_left_ != Interest::kNever) output_time_left_ -= waited;
 }
 
 std::size_t SerialPort::Flush() {

@@ -1,9 +1,10 @@
 // A serial line of this computer. Derive from it to receive its events.
 //
 // Find a port, make its settings, then Open. Writing blocks until the line has taken every byte: what is written
-// is short, and its writer wants to know when it has left. Nothing blocks without a limit, whatever the line does: one
-// that takes no byte for kPatience is failed. A line that failed is closed at once, so that its name is free
-// for the adapter that is plugged in again, and drops what is written to it.
+// is short, and its writer wants to know when it has left. No call blocks without a limit, whatever the line does: one
+// that takes no byte for kPatience is failed. Only waiting counts, not the time for which the process is stopped. A
+// line that failed is closed at once, so that its name is free for the adapter that is plugged in again, and drops what
+// is written to it.
 
 #ifndef PLATFORM_SERIAL_PORT_H_
 #define PLATFORM_SERIAL_PORT_H_
@@ -53,25 +54,29 @@ class SerialPort : public ByteStream {
   // Returns when every byte written has left the line, or the line has failed.
   void WaitTransmitted();
 
-  // Gives all writes and transmit waits from now on so much time together; a line that needs more is failed. The first
-  // call counts.
+  // Gives all later writes and transmit waits so much time together; a line that needs more is failed. The first call
+  // counts.
   void SetOutputDeadline(std::chrono::nanoseconds time);
 
   // Discards all input and output that waits in the port; returns the number of input bytes among it.
   std::size_t Flush();
 
  private:
-  std::chrono::nanoseconds TimeLeft(std::chrono::nanoseconds last_progress) const;
   bool ApplySettings(const Descriptor& line) const;
   // Waits for the transmitter; false when it stayed busy too long.
-  bool Drain(std::chrono::nanoseconds last_progress) const;
+  bool Drain();
+  // How long output may still make no progress.
+  std::chrono::nanoseconds TimeLeft() const;
+  // Takes a wait that began at `start` off the time that is left.
+  void Charge(std::chrono::nanoseconds start);
 
   std::string path_;
   std::int32_t data_bits_ = 0;
   std::int32_t speed_ = 0;
   std::optional<ParityKind> parity_;
   bool dtr_ = false;
-  std::chrono::nanoseconds deadline_ = Interest::kNever;  // of all output, of all output, once one is set
+  std::chrono::nanoseconds patience_left_{};                      // until the line has to take a byte
+  std::chrono::nanoseconds output_time_left_ = Interest::kNever;  // of all output, once it has a deadline
 };
 
 }  // namespace platform

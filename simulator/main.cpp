@@ -10,7 +10,7 @@
 #include <string_view>
 #include <system_error>
 
-#include "platform/event_pump.h"
+#include "platform/process.h"
 #include "simulator/command_line.h"
 #include "simulator/interruption.h"
 #include "simulator/player.h"
@@ -96,7 +96,7 @@ int Play(const Options& options, const Script& script, Transcript& transcript) {
 
 int Run(Options options) {
   interruption::Watch();
-  platform::EventPump::Instance();  // from here on, a reader that has left is an error like any other
+  platform::PrepareProcess();
   Transcript transcript({.colours = WantsColours(options.color), .verbose = options.verbose});
   if (options.stand_in) {
     RunStandIn(options.setup.place, options.watch, isatty(STDOUT_FILENO) == 1, transcript);

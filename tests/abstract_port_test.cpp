@@ -4,11 +4,9 @@
 
 #include "app/process_state.h"
 #include "peers/pseudo_terminal.h"
-#include "platform/clock.h"
 #include "ports/ip_stream_abstractor.h"
 #include "ports/serial_port_abstractor.h"
-#include "tests/kit.h"
-#include "tests/system_calls.h"
+#include "tests/host_fixture.h"
 
 namespace {
 
@@ -27,36 +25,39 @@ class Ports : public testing::TestWithParam<bool> {
  protected:
   std::shared_ptr<ConnectedSocket> host = std::make_shared<ConnectedSocket>(nullptr);
   std::shared_ptr<Receiver> receiver = std::make_shared<Receiver>();
-  PseudoTerminal terminal;
-  Listener listener;
+  std::unique_ptr<PseudoTerminal> terminal;
+  std::unique_ptr<Listener> listener;
   std::unique_ptr<iAbstractPort> port;
 
   void SetUp() override {
     State() = {};
     State().HostSocket = host;
+    port.reset();
+    terminal = std::make_unique<PseudoTerminal>();
+    listener = std::make_unique<Listener>();
     State().DebugMode = true;
     if (GetParam()) {
-      port = std::make_unique<cIPStreamAbstractor>("127.0.0.1", listener.Port());
+      port = std::make_unique<cIPStreamAbstractor>("127.0.0.1", listener->Port());
       EXPECT_TRUE(dynamic_cast<cIPStreamAbstractor&>(*port).InitialFlush);
       EXPECT_THAT(
           host->Logged(),
           ElementsAre("4 torvy opening IP connection, polling and waiting...", "4 torvy Device connection event. ",
                       testing::MatchesRegex("4 torvy Connection is open after [0-9]+ ticks\\.")));
-      ASSERT_TRUE(WaitFor([this] { return listener.Peer() != nullptr; }));
+      ASSERT_TRUE(WaitFor([this] { return listener->Peer() != nullptr; }));
     } else {
-      port = std::make_unique<cSerialPortAbstractor>(terminal.Path());
+      port = std::make_unique<cSerialPortAbstractor>(terminal->Path());
     }
     State().DebugMode = false;
     EXPECT_FALSE(State().QuitRequested);
   }
   void TearDown() override { State() = {}; }
 
-  Channel& Device() { return GetParam() ? *listener.Peer() : terminal.Line(); }
+  Channel& Device() { return GetParam() ? *listener->Peer() : terminal->Line(); }
   // Sends from the device, and waits until it has come through without letting the port see it.
   void SendFromDevice(std::string_view bytes) {
     Device().Send(bytes);
     platform::EventPump::Instance().RunOnly(Device());
-    ASSERT_TRUE(GetParam() || terminal.WaitForInput());
+    ASSERT_TRUE(GetParam() || terminal->WaitForInput());
   }
 };
 
@@ -97,6 +98,40 @@ TEST_P(Ports, ClearClosesAndReleasesTheReceiver) {
   EXPECT_TRUE(WaitFor([this] { return Device().Ended; }));
 }
 
+class ClearingReceiver : public Receiver {
+ public:
+  explicit ClearingReceiver(iAbstractPort& port) : port_(port) {}
+  void PortDataAvailable(const std::string& /*data*/) override { Clear(); }
+  void PortError(const std::string& /*message*/, std::int32_t /*code*/) override { Clear(); }
+
+ private:
+  void Clear() {
+    const std::weak_ptr<ClearingReceiver> self = self_;
+    port_.PortClear();
+    EXPECT_FALSE(self.expired());
+  }
+
+  iAbstractPort& port_;
+
+ public:
+  std::weak_ptr<ClearingReceiver> self_;
+};
+
+TEST_P(Ports, ReceiverMayClearThePort) {
+  for (const bool by_an_error : {false, true}) {
+    SetUp();
+    auto clearing = std::make_shared<ClearingReceiver>(*port);
+    const std::weak_ptr<ClearingReceiver> self = clearing->self_ = clearing;
+    port->PortSetParent(std::move(clearing));
+    if (by_an_error) {
+      Device().Close();
+    } else {
+      SendFromDevice("clear");
+    }
+    EXPECT_TRUE(WaitFor([&self] { return self.expired(); }));
+  }
+}
+
 TEST_P(Ports, FlushIsToldInDebugModeAlone) {
   port->PortSetParent(receiver);
   port->PortFlush();
@@ -107,29 +142,6 @@ TEST_P(Ports, FlushIsToldInDebugModeAlone) {
   EXPECT_THAT(host->Logged(), ElementsAre(GetParam() ? "4 port flush reads 0 bytes." : "4 port flush empty",
                                           "4 port flush reads 5 bytes."));
   EXPECT_THAT(receiver->events, testing::IsEmpty());
-}
-
-// A line that takes a byte now and then is waited for, but not once the host has asked to quit.
-TEST(SerialPortAbstractor, EndsItsOutputSoonAfterAQuit) {
-  const PseudoTerminal terminal;
-  cSerialPortAbstractor port(terminal.Path());
-  constexpr std::chrono::seconds kBetweenBytes{4};
-  bool refused = false;
-  Calls().on_write = [&refused](int, std::size_t) { return (refused = !refused) ? Failure(EAGAIN) : 1; };
-  Calls().on_poll = [&](int) { return After(kBetweenBytes, 1); };
-  const auto time_of = [&port](int commands) {
-    const auto start = platform::MonotonicNow();
-    for (int i = 0; i < commands; ++i) port.PortSendData("0102U");
-    return platform::MonotonicNow() - start;
-  };
-  EXPECT_GE(time_of(1), 5 * kBetweenBytes);
-  State().QuitRequested = true;
-  const auto after_the_quit = time_of(100);
-  EXPECT_GE(after_the_quit, std::chrono::seconds(7));
-  EXPECT_LE(after_the_quit, std::chrono::seconds(7) + kBetweenBytes);
-  EXPECT_EQ(port.LastErrorCode(), ETIMEDOUT);
-  Calls() = {};
-  State() = {};
 }
 
 }  // namespace

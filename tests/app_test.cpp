@@ -2,18 +2,20 @@
 
 #include "app/app.h"
 
+#include <sys/socket.h>
+
 #include <set>
 
 #include "app/process_state.h"
 #include "device/torvy.h"
 #include "host/connection.h"
-#include "peers/bare_port.h"
 #include "peers/pseudo_terminal.h"
+#include "tests/refusing_port.h"
 
 #include "ports/ip_stream_abstractor.h"
 #include "ports/serial_port_abstractor.h"
-#include "tests/kit.h"
-#include "tests/system_calls.h"
+#include "tests/host_fixture.h"
+#include "tests/virtual_clock.h"
 
 namespace {
 
@@ -27,7 +29,7 @@ class AppTest : public testing::Test {
   SimulatedHost host;
   PseudoTerminal terminal;
   Listener network_device;
-  BarePort refusing;
+  RefusingPort refusing;
   App app;
   std::string console;  // what the last session wrote to it
 
@@ -69,12 +71,12 @@ TEST_F(AppTest, OneArgumentAsksForTheBannerAndTooFewForTheUsage) {
   Run({"driver", "IP"});
   EXPECT_EQ(console,
             "Quorvane Torvy Driver\r\nCopyright (c) 2026 the Torvy driver developers\r\nversion 1 (build 001)\r\n");
-  EXPECT_THAT(clock.Runs(), ElementsAre("100 x 10"));
+  EXPECT_THAT(clock.Runs(), ElementsAre("100 x 10 ms"));
   for (const std::vector<std::string>& arguments :
        {std::vector<std::string>{}, {"driver"}, {"driver", "a", "b"}, {"driver", "a", "b", "c"}}) {
     Run(arguments);
     EXPECT_THAT(console, MatchesRegex("usage: torvy-driver PORT [^\n]*\n"));
-    EXPECT_THAT(clock.Runs(), ElementsAre("100 x 10"));
+    EXPECT_THAT(clock.Runs(), ElementsAre("100 x 10 ms"));
   }
 }
 
@@ -115,7 +117,7 @@ TEST_F(AppTest, ServesASerialDeviceUntilTheHostAsksItToQuit) {
     }
     return 0;
   };
-  EXPECT_THAT(Run(Serial(terminal.Path())), ElementsAre("10.", "1000", "5 x 200.", "100 x 10"));
+  EXPECT_THAT(Run(Serial(terminal.Path())), ElementsAre("10 ms, poll", "1000 ms", "5 x 200 ms, poll", "100 x 10 ms"));
   EXPECT_EQ(terminal.Line().Received, "0102U");
   EXPECT_TRUE(terminal.Line().Ended);  // the port was closed
   EXPECT_THAT(host.Lines(), ElementsAre(kReady, kQuit));
@@ -128,27 +130,27 @@ TEST_F(AppTest, ServesANetworkDeviceNamedByTheLastTwoArguments) {
   SendWhenReady(ControllerCommand("P"));
   std::vector<std::string> arguments = Ip(network_device.Port());
   arguments.insert(arguments.begin() + 5, {"127.0.0.9", "1"});
-  EXPECT_THAT(Run(arguments), ElementsAre("10..", "250", "1000", "100 x 10"));
+  EXPECT_THAT(Run(arguments), ElementsAre("10 ms, poll, poll", "250 ms", "1000 ms", "100 x 10 ms"));
   EXPECT_TRUE(network_device.Peer()->Ended);
   EXPECT_THAT(host.Lines(), ElementsAre(kReady, "2 The torvy plx has been asked to quit. (2)"));
   EXPECT_EQ(std::dynamic_pointer_cast<cIPStreamAbstractor>(State().DevicePort)->Parent, State().Driver);
 }
 
 TEST_F(AppTest, DeviceThatRefusesIsWaitedForSixHundredTicks) {
-  EXPECT_THAT(Run(Ip(refusing.Number())), ElementsAre("10..", "40 x 250", "1000", "100 x 10"));
+  EXPECT_THAT(Run(Ip(refusing.Number())), ElementsAre("10 ms, poll, poll", "40 x 250 ms", "1000 ms", "100 x 10 ms"));
   EXPECT_THAT(host.Lines(), ElementsAre("2 IP Open  to 127.0.0.1:" + std::to_string(refusing.Number()) + " failed."));
   EXPECT_TRUE(State().QuitRequested);
 }
 
 TEST_F(AppTest, PortThatCannotBeHadIsLoggedAndEndsTheProcess) {
-  EXPECT_THAT(Run(Serial("/dev/null")), ElementsAre("10.", "1000", "100 x 10"));
+  EXPECT_THAT(Run(Serial("/dev/null")), ElementsAre("10 ms, poll", "1000 ms", "100 x 10 ms"));
   EXPECT_THAT(host.Lines(), ElementsAre("4 torvy: unable to open the port named: /dev/null"));
   EXPECT_EQ(console, "");
 }
 
 TEST_F(AppTest, TellsOfItsStartInDebugMode) {
   DebugFromTheStart();
-  EXPECT_THAT(Run(Serial("no-such-port")), Contains("100 x 10"));
+  EXPECT_THAT(Run(Serial("no-such-port")), Contains("100 x 10 ms"));
   EXPECT_THAT(host.Lines(), ElementsAre(MatchesRegex("4 Quorvane connection successful after: [01] ticks."),
                                         "4 torvy making local serial connection to port named (no-such-port)",
                                         "4 torvy: unable to find a serial port named: no-such-port"));
@@ -171,7 +173,7 @@ TEST_F(AppTest, DropsCommandsWhileTheDeviceDoesNotAnswer) {
     host.Send(ControllerCommand("Q"));
   };
   clock.may_pass = [this] { return State().HostSocket == nullptr || !host.Log().empty(); };
-  EXPECT_THAT(Run(Ip(refusing.Number())), Contains("40 x 250"));
+  EXPECT_THAT(Run(Ip(refusing.Number())), Contains("40 x 250 ms"));
   EXPECT_THAT(host.Lines(), ElementsAre(kQuit, testing::StartsWith("2 IP Open  to ")));
 }
 
@@ -181,7 +183,7 @@ TEST_F(AppTest, HostThatEndsTheLinkEndsTheProcess) {
     if (wait.limit == std::chrono::milliseconds(200)) host.Link()->Close();
     return 0;
   };
-  EXPECT_THAT(Run(Serial(terminal.Path())), ElementsAre("10.", "1000", "200.", "100 x 10"));
+  EXPECT_THAT(Run(Serial(terminal.Path())), ElementsAre("10 ms, poll", "1000 ms", "200 ms, poll", "100 x 10 ms"));
   EXPECT_EQ(console, "Quorvane Pipe Error\n\n");
 }
 

@@ -1,6 +1,6 @@
 #include <algorithm>
 
-#include "tests/kit.h"
+#include "tests/host_fixture.h"
 
 namespace {
 

@@ -1,10 +1,12 @@
 #include "host/dispatch.h"
 
+#include <sys/socket.h>
+
 #include "app/process_state.h"
 #include "device/torvy.h"
 #include "host/log.h"
-#include "peers/detached_port.h"
-#include "tests/kit.h"
+#include "tests/fake_port.h"
+#include "tests/host_fixture.h"
 #include "tests/system_calls.h"
 
 namespace {
@@ -21,7 +23,7 @@ class Dispatch : public testing::Test {
     State() = {};
     State().HostSocket = host;
     State().Driver = std::make_shared<cTorvy>();
-    State().DevicePort = std::make_shared<DetachedPort>([this](const std::string& data) { written += data; });
+    State().DevicePort = std::make_shared<FakePort>([this](const std::string& data) { written += data; });
   }
   void TearDown() override { State().Release(); }
 
@@ -88,10 +90,43 @@ TEST_F(Dispatch, ReportsMessagesWithoutEntries) {
 TEST_F(Dispatch, LogLineIsPolledOutAtOnceOrOnlyQueued) {
   Calls() = {};
   QueueLogToHost("queued", 2);
-  EXPECT_EQ(Calls().ppolls + Calls().writes, 0);
+  EXPECT_EQ(Calls().counts[kPpoll] + Calls().counts[kWrite], 0);
   LogToHost("at once", 2);
-  EXPECT_EQ(Calls().ppolls, 3);
-  EXPECT_EQ(Calls().writes, 1);
+  EXPECT_EQ(Calls().counts[kPpoll], 3);
+  EXPECT_EQ(Calls().counts[kWrite], 1);
+}
+
+class TorvyThatReleasesItself : public cTorvy {
+ public:
+  void HandleQuorvaneCommand(const cQuorvaneCommand& /*command*/) override {
+    const std::weak_ptr<cTorvy> self = State().Driver;
+    State().Driver.reset();
+    EXPECT_FALSE(self.expired());
+  }
+};
+
+TEST_F(Dispatch, WhatIsReleasedWhileItIsCalledLivesUntilItReturns) {
+  State().DevicePort = std::make_shared<FakePort>([](const std::string&) {
+    const std::weak_ptr<iAbstractPort> self = State().DevicePort;
+    State().DevicePort.reset();
+    EXPECT_FALSE(self.expired());
+  });
+  Receive(DeviceCommand("0102", "ON", "1"));
+  EXPECT_EQ(State().DevicePort, nullptr);
+  State().Driver = std::make_shared<TorvyThatReleasesItself>();
+  Receive(DeviceCommand("0102", "ON", "1"));
+  EXPECT_EQ(State().Driver, nullptr);
+
+  auto socket = std::make_shared<ConnectedSocket>([](cQuorvaneCommand&) {
+    const std::weak_ptr<cQuorvaneDeviceSocket> self = State().HostSocket;
+    State().HostSocket.reset();
+    EXPECT_FALSE(self.expired());
+  });
+  const std::string packet = ControllerCommand("D").GetRawCommand();
+  ASSERT_EQ(send(socket->Host.Link()->Number(), packet.data(), packet.size(), 0), 16);
+  State().HostSocket = std::move(socket);
+  LogToHost("polls", 2);
+  EXPECT_EQ(State().HostSocket, nullptr);
 }
 
 TEST_F(Dispatch, DropsWhatComesBeforeThePortAndTheDriver) {

@@ -1,9 +1,11 @@
 // The real driver as a child process, as the host sees it from start to end.
 
+#include <fcntl.h>
 #include <sys/resource.h>
 #include <termios.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <cstdio>
 
 #include "app/app.h"
@@ -11,7 +13,7 @@
 #include "host/connection.h"
 #include "peers/child_process.h"
 #include "peers/pseudo_terminal.h"
-#include "tests/kit.h"
+#include "tests/host_fixture.h"
 
 namespace {
 
@@ -57,6 +59,29 @@ TEST_F(DriverProcess, DrivesASerialDeviceWithFewDescriptorsAndTakesNoTerminal) {
   ExpectEnd();
   EXPECT_THAT(host.Lines(), ElementsAre(kReady, "4 unsupported command: DIM", kQuit));
   EXPECT_TRUE(terminal->Line().Ended);
+}
+
+// In the background of its port's terminal, with signals blocked and handled as a parent may have left them.
+TEST_F(DriverProcess, IsNotStoppedInTheBackgroundOfItsControllingTerminal) {
+  Start([this] {
+    setsid();
+    const int controlling = open(terminal->Path().c_str(), O_RDWR);  // the first that a session leader opens
+    sigset_t all;
+    sigfillset(&all);
+    const pid_t foreground = fork();
+    if (foreground == 0) {
+      setpgid(0, 0);
+      for (int number = 0; number < 100; ++number) close(number);
+      pause();
+    }
+    setpgid(foreground, foreground);
+    sigprocmask(SIG_BLOCK, &all, nullptr);  // or tcsetpgrp would stop us
+    tcsetpgrp(controlling, foreground);
+    sigprocmask(SIG_UNBLOCK, &all, nullptr);
+  });
+  host.Send(DeviceCommand("0102", "ON", "1"));
+  host.Send(ControllerCommand("Q"));
+  ExpectEnd();
 }
 
 TEST_F(DriverProcess, WritesNothingElsewhereWithoutStandardDescriptors) {

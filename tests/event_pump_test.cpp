@@ -8,9 +8,8 @@
 #include <functional>
 #include <memory>
 
-#include "peers/waiting.h"
 #include "platform/descriptor.h"
-#include "tests/system_calls.h"
+#include "tests/virtual_clock.h"
 
 namespace platform {
 namespace {
@@ -110,7 +109,7 @@ TEST(EventPump, InterruptedRunKeepsItsDeadlineAndDoesNotSpin) {
   EXPECT_THAT(limits, testing::ElementsAre(milliseconds(300), milliseconds(200), milliseconds(1), nanoseconds(1)));
 }
 
-TEST(EventPump, WaitThatCannotBeHadCostsABreathAndCallsNobody) {
+TEST(EventPump, WaitThatFailsBacksOffAndCallsNobody) {
   const ReadySource source;
   VirtualClock clock;
   clock.before_wait = [](const VirtualClock::Wait&) { return ENOMEM; };
@@ -127,25 +126,7 @@ TEST(EventPump, RunEndsOnTimeUnderAFlood) {
   EXPECT_EQ(flood.calls, 300);
 }
 
-TEST(EventPump, PassesUseTheMemoryOfTheOnesBefore) {
-  const ReadySource source;
-  Pump().Run(0);
-  allocation_fault.turns_left = 2;
-  for (int pass = 0; pass < 3; ++pass) Pump().Run(0);
-  EXPECT_EQ(allocation_fault.turns_left.exchange(0), 2);
-}
-
-TEST(Waiting, IsUsedUpByWaitsAndNotByAMachineThatStandsStill) {
-  VirtualClock clock;
-  clock.before_wait = [&clock](const VirtualClock::Wait&) {
-    clock.Pass(std::chrono::hours(1));
-    return 0;
-  };
-  EXPECT_FALSE(WaitFor([] { return false; }, milliseconds(100)));
-  EXPECT_EQ(clock.waits.size(), 50U);
-}
-
-TEST(Descriptor, IsNoStandardOneAndIsNotInherited) {
+TEST(Descriptor, IsAboveTheStandardOnesAndNotInherited) {
   close(STDIN_FILENO);
   const Descriptor moved_up(open("/dev/null", O_RDONLY));
   EXPECT_EQ(fcntl(STDIN_FILENO, F_GETFD), -1);

@@ -6,7 +6,7 @@
 #include <map>
 #include <regex>
 
-#include "tests/kit.h"
+#include "tests/host_fixture.h"
 
 namespace {
 

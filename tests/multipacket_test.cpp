@@ -1,5 +1,5 @@
 #include "message/missing_object.h"
-#include "tests/kit.h"
+#include "tests/host_fixture.h"
 
 namespace {
 

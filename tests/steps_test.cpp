@@ -10,7 +10,7 @@
 #include "simulator/command_line.h"
 #include "simulator/unit_view.h"
 #include "simulator/wording.h"
-#include "tests/kit.h"
+#include "tests/host_fixture.h"
 
 namespace {
 

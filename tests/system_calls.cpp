@@ -5,8 +5,8 @@
 
 #include <dlfcn.h>
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <sys/ioctl.h>
+#include <sys/socket.h>
 #include <sys/syscall.h>
 #include <sys/time.h>
 #include <termios.h>
@@ -20,8 +20,8 @@
 #include <new>
 
 #include "platform/clock.h"
+#include "tests/virtual_clock.h"
 
-using std::chrono::milliseconds;
 using std::chrono::nanoseconds;
 
 Fault allocation_fault;
@@ -44,20 +44,17 @@ auto System(Arguments... arguments) {
   return system(arguments...);
 }
 
-int SystemPpoll(pollfd* polled, nfds_t count, nanoseconds limit) {
-  const timespec time = platform::ToTimespec(limit);
-  return System<&ppoll>(polled, count, &time, nullptr);
-}
-
-// What a hook answers in the system's place; every call that can fail comes by here.
-template <typename... Arguments, typename Result = int>
-std::optional<Result> Answer(const std::function<std::optional<Result>(Arguments...)>& hook,
-                             std::type_identity_t<Arguments>... arguments) {
-  if (const auto& fails = Calls().fails; fails && fails()) return Failure(EIO);
-  return hook ? hook(arguments...) : std::nullopt;
-}
-std::optional<int> Answer() {
-  return Answer(std::function<std::optional<int>()>());
+// Counts a call, and returns what it returns in the system's place.
+template <typename Result = int>
+std::optional<Result> Answer(Call call, long number = 0, unsigned long value = 0, const void* argument = nullptr) {
+  SystemCalls& calls = Calls();
+  ++calls.counts.at(call);
+  if (calls.error) {
+    if (const int error = calls.error(call); error != 0) return static_cast<Result>(Failure(error));
+  }
+  const auto& hook = calls.hooks.at(call);
+  const auto result = hook ? hook(number, value, const_cast<void*>(argument)) : std::nullopt;
+  return result ? std::optional(static_cast<Result>(*result)) : std::nullopt;
 }
 
 }  // namespace
@@ -68,43 +65,9 @@ SystemCalls& Calls() {
   return calls;
 }
 
-int VirtualClock::OnWait(pollfd* polled, nfds_t count, nanoseconds limit) {
-  waits.push_back({platform::MonotonicNow(), limit});
-  if (before_wait) {
-    if (const int error = before_wait(waits.back()); error > 0) return Failure(error);
-  }
-  constexpr milliseconds kRealSlice{1};
-  constexpr int kRealSlices = 60'000;
-  int ready = SystemPpoll(polled, count, nanoseconds::zero());
-  if (ready != 0 || limit == nanoseconds::zero()) return ready;
-  for (int slice = 0; ready == 0 && may_pass && !may_pass() && slice < kRealSlices; ++slice) {
-    ready = SystemPpoll(polled, count, kRealSlice);
-    if (slice + 1 == kRealSlices) ADD_FAILURE() << "what the test waits for did not come";
-  }
-  if (ready == 0) ready = SystemPpoll(polled, count, nanoseconds::zero());
-  if (ready == 0) Pass(limit);
-  return ready;
-}
-
-std::vector<std::string> VirtualClock::Runs() const {
-  std::vector<std::string> each;
-  nanoseconds deadline{-1};
-  for (const Wait& wait : waits) {
-    if (wait.limit == nanoseconds::zero()) {
-      if (each.empty()) each.emplace_back();
-      each.back() += '.';
-    } else if (wait.start + wait.limit != deadline) {  // else a run that goes on with what is left of its time
-      deadline = wait.start + wait.limit;
-      each.push_back(std::to_string(std::chrono::round<milliseconds>(wait.limit).count()));
-    }
-  }
-  std::vector<std::string> runs;
-  for (std::size_t i = 0; i < each.size();) {
-    const std::size_t first = i;
-    while (i < each.size() && each[i] == each[first]) ++i;
-    runs.push_back(i - first == 1 ? each[first] : std::to_string(i - first) + " x " + each[first]);
-  }
-  return runs;
+int SystemPpoll(pollfd* polled, nfds_t count, nanoseconds limit) {
+  const timespec time = platform::ToTimespec(limit);
+  return System<&ppoll>(polled, count, &time, nullptr);
 }
 
 void* operator new(std::size_t size) {
@@ -128,53 +91,55 @@ const char* __asan_default_options() {
 }
 
 int connect(int socket, const sockaddr* address, socklen_t size) {
-  if (const auto& hook = Calls().before_connect) hook(socket, address, size);
-  if (const auto answer = Answer()) return *answer;
-  return static_cast<int>(syscall(SYS_connect, socket, address, size));
+  const auto answer = Answer(kConnect, socket, size, address);
+  if (answer && errno != EINTR) return *answer;
+  const auto result = static_cast<int>(syscall(SYS_connect, socket, address, size));
+  return answer ? static_cast<int>(Failure(EINTR)) : result;  // goes on when it is interrupted
 }
 
 int socket(int family, int kind, int protocol) noexcept {
-  if (const auto answer = Answer()) return *answer;
+  if (const auto answer = Answer(kSocket)) return *answer;
   return static_cast<int>(syscall(SYS_socket, family, kind, protocol));
 }
 
 ssize_t read(int descriptor, void* bytes, std::size_t count) {
-  if (const auto answer = Answer()) return *answer;
+  if (const auto answer = Answer<ssize_t>(kRead, descriptor, count, bytes)) return *answer;
   return syscall(SYS_read, descriptor, bytes, count);
 }
 
+ssize_t write(int descriptor, const void* bytes, std::size_t count) {
+  if (const auto answer = Answer<ssize_t>(kWrite, descriptor, count, bytes)) return *answer;
+  return syscall(SYS_write, descriptor, bytes, count);
+}
+
 int tcgetattr(int descriptor, termios* settings) noexcept {
-  if (const auto answer = Answer()) return *answer;
+  if (const auto answer = Answer(kTcgetattr, descriptor, 0, settings)) return *answer;
   return System<&tcgetattr>(descriptor, settings);
 }
 
 int tcsetattr(int descriptor, int when, const termios* settings) noexcept {
-  if (const auto answer = Answer()) return *answer;
+  if (const auto answer = Answer(kTcsetattr, descriptor, 0, settings)) return *answer;
   return System<&tcsetattr>(descriptor, when, settings);
 }
 
+int tcdrain(int descriptor) {
+  if (const auto answer = Answer(kTcdrain, descriptor)) return *answer;
+  return System<&tcdrain>(descriptor);
+}
+
+int tcflush(int descriptor, int queue) noexcept {
+  if (const auto answer = Answer(kTcflush, descriptor, static_cast<unsigned long>(queue))) return *answer;
+  return System<&tcflush>(descriptor, queue);
+}
+
 int ppoll(pollfd* polled, nfds_t count, const timespec* limit, const sigset_t* /*mask*/) {
-  ++Calls().ppolls;
-  if (const auto answer = Answer()) return *answer;
+  if (const auto answer = Answer(kPpoll, 0, count, polled)) return *answer;
   if (Calls().clock != nullptr) return Calls().clock->OnWait(polled, count, FromTimespec(*limit));
   return SystemPpoll(polled, count, FromTimespec(*limit));
 }
 
-int nanosleep(const timespec* time, timespec* left) {
-  if (const auto answer = Answer()) return *answer;
-  if (Calls().clock == nullptr) return System<&nanosleep>(time, left);
-  Calls().time_passed += FromTimespec(*time);
-  return 0;
-}
-
-ssize_t write(int descriptor, const void* bytes, std::size_t count) {
-  ++Calls().writes;
-  if (const auto answer = Answer(Calls().on_write, descriptor, count)) return *answer;
-  return syscall(SYS_write, descriptor, bytes, count);
-}
-
 int poll(pollfd* polled, nfds_t count, int limit) {
-  if (const auto answer = Answer(Calls().on_poll, limit)) return *answer;
+  if (const auto answer = Answer(kPoll, limit, count, polled)) return *answer;
   return System<&poll>(polled, count, limit);
 }
 
@@ -183,28 +148,20 @@ int __poll_chk(pollfd* polled, nfds_t count, int limit, std::size_t /*size*/) {
   return poll(polled, count, limit);
 }
 
+int nanosleep(const timespec* time, timespec* left) {
+  const auto duration = FromTimespec(*time);
+  if (const auto answer = Answer(kNanosleep, duration / std::chrono::milliseconds(1))) return *answer;
+  if (Calls().clock == nullptr) return System<&nanosleep>(time, left);
+  return static_cast<int>(After(duration, 0));
+}
+
 int ioctl(int descriptor, unsigned long request, ...) {
   va_list arguments;
   va_start(arguments, request);
   void* const argument = va_arg(arguments, void*);
   va_end(arguments);
-  if (const auto answer = Answer(Calls().on_ioctl, descriptor, request, argument)) return *answer;
+  if (const auto answer = Answer(kIoctl, descriptor, request, argument)) return *answer;
   return static_cast<int>(syscall(SYS_ioctl, descriptor, request, argument));
-}
-
-int tcdrain(int descriptor) {
-  if (const auto answer = Answer(Calls().on_tcdrain, descriptor)) return *answer;
-  return System<&tcdrain>(descriptor);
-}
-
-int tcflush(int descriptor, int queue) {
-  if (const auto& hook = Calls().before_tcflush) hook(descriptor);
-  return System<&tcflush>(descriptor, queue);
-}
-
-int close(int descriptor) {
-  if (const auto& hook = Calls().before_close) hook(descriptor);
-  return static_cast<int>(syscall(SYS_close, descriptor));
 }
 
 int open(const char* path, int flags, ...) {
@@ -212,14 +169,18 @@ int open(const char* path, int flags, ...) {
   va_start(arguments, flags);
   const auto mode = (flags & O_CREAT) != 0 ? va_arg(arguments, mode_t) : 0;
   va_end(arguments);
-  if (const auto& hook = Calls().before_open) hook(path);
-  if (const auto answer = Answer()) return *answer;
+  if (const auto answer = Answer(kOpen, 0, static_cast<unsigned long>(flags), path)) return *answer;
   return static_cast<int>(syscall(SYS_openat, AT_FDCWD, path, flags, mode));
 }
 
 // What fortified code calls where no file is made.
 int __open64_2(const char* path, int flags) {
   return open(path, flags, 0);
+}
+
+int close(int descriptor) {
+  if (const auto answer = Answer(kClose, descriptor)) return *answer;
+  return static_cast<int>(syscall(SYS_close, descriptor));
 }
 
 int clock_gettime(clockid_t clock, timespec* time) noexcept {

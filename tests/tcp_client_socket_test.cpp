@@ -1,6 +1,9 @@
 #include "platform/tcp_client_socket.h"
 
-#include "tests/tcp_kit.h"
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+
+#include "tests/tcp_fixture.h"
 
 namespace platform {
 namespace {
@@ -26,6 +29,18 @@ TEST_F(TcpClientSocketTest, BrokenSendStillDeliversWhatArrived) {
   shutdown(client->DescriptorNumber(), SHUT_WR);
   client->Write("nobody gets this");
   EXPECT_THAT(Events(3), ElementsAre("connected", "data bytes", Error(EPIPE)));
+}
+
+TEST_F(TcpClientSocketTest, KeepsTheSystemsKeepAliveTimesUnlessGivenOthers) {
+  Connected();
+  const Descriptor plain(socket(AF_INET, SOCK_STREAM, 0));
+  const auto idle_time = [](int number) {
+    int seconds = 0;
+    socklen_t size = sizeof seconds;
+    EXPECT_EQ(getsockopt(number, IPPROTO_TCP, TCP_KEEPIDLE, &seconds, &size), 0);
+    return seconds;
+  };
+  EXPECT_EQ(idle_time(client->DescriptorNumber()), idle_time(plain.Number()));
 }
 
 TEST_F(TcpClientSocketTest, MayBeDestroyedByEachOfItsHandlers) {
@@ -81,7 +96,7 @@ TEST_F(TcpClientSocketTest, NothingOfAConnectionReachesTheNext) {
     EXPECT_TRUE(WaitFor([&] { return peers.Peer()->Received == "answer"; }));
     Calls() = {};
     EventPump::Instance().Run(20);
-    EXPECT_LT(Calls().ppolls, 5);
+    EXPECT_LT(Calls().counts[kPpoll], 5);
     client.reset();
   }
 }
@@ -98,7 +113,7 @@ TEST_F(TcpClientSocketTest, PollOrRunInsideTheDataEventSendsAndNeitherNestsNorSp
       EXPECT_TRUE(WaitFor([&peer] { return peer.Received == "answer" && peer.Unsent() == 0; }));
       Calls() = {};
       EventPump::Instance().Run(20);
-      EXPECT_LT(Calls().ppolls, 5);
+      EXPECT_LT(Calls().counts[kPpoll], 5);
     }
     --depth;
   };
@@ -121,8 +136,8 @@ TEST_F(TcpClientSocketTest, EachLineIsTriedOnceInADataEventWhenOutputIsRefused) 
       sent += "line";
       for (int i = 0; i < 3; ++i) client->Poll();
     }
-    EXPECT_EQ(Calls().writes, 100);
-    EXPECT_EQ(Calls().ppolls, 0);
+    EXPECT_EQ(Calls().counts[kWrite], 100);
+    EXPECT_EQ(Calls().counts[kPpoll], 0);
   };
   peer.Send("go");
   EXPECT_THAT(Events(2), ElementsAre("connected", "data go"));

@@ -1,17 +1,17 @@
 // A port of this computer that refuses every connection until it listens: it is taken, so that nobody else can.
 
-#ifndef PEERS_BARE_PORT_H_
-#define PEERS_BARE_PORT_H_
+#ifndef TESTS_REFUSING_PORT_H_
+#define TESTS_REFUSING_PORT_H_
 
 #include <cstdint>
 
 #include "platform/descriptor.h"
 
 // Nothing but a socket, outside the event pump: a far end that cannot fail after it was made.
-class BarePort {
+class RefusingPort {
  public:
   // Throws std::system_error when no port can be had.
-  BarePort();
+  RefusingPort();
 
   std::int32_t Number() const { return number_; }
   void Listen() const;
@@ -23,4 +23,4 @@ class BarePort {
   std::int32_t number_ = 0;
 };
 
-#endif  // PEERS_BARE_PORT_H_
+#endif  // TESTS_REFUSING_PORT_H_

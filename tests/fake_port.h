@@ -1,7 +1,7 @@
 // A device port without a transport: what is written goes to a function.
 
-#ifndef PEERS_DETACHED_PORT_H_
-#define PEERS_DETACHED_PORT_H_
+#ifndef TESTS_FAKE_PORT_H_
+#define TESTS_FAKE_PORT_H_
 
 #include <functional>
 #include <memory>
@@ -10,9 +10,9 @@
 
 #include "ports/abstract_port.h"
 
-class DetachedPort : public iAbstractPort {
+class FakePort : public iAbstractPort {
  public:
-  explicit DetachedPort(std::function<void(const std::string&)> on_data) : on_data_(std::move(on_data)) {}
+  explicit FakePort(std::function<void(const std::string&)> on_data) : on_data_(std::move(on_data)) {}
 
   void PortSetParent(std::shared_ptr<iAbstractPortReceiver> /*receiver*/) override {}
   void PortSendData(const std::string& data) override { on_data_(data); }
@@ -27,4 +27,4 @@ class DetachedPort : public iAbstractPort {
   std::function<void(const std::string&)> on_data_;
 };
 
-#endif  // PEERS_DETACHED_PORT_H_
+#endif  // TESTS_FAKE_PORT_H_

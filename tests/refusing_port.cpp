@@ -1,4 +1,4 @@
-#include "peers/bare_port.h"
+#include "tests/refusing_port.h"
 
 #include <netinet/in.h>
 #include <sys/socket.h>
@@ -6,7 +6,7 @@
 #include <cerrno>
 #include <system_error>
 
-BarePort::BarePort() : socket_(socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK, 0)) {
+RefusingPort::RefusingPort() : socket_(socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK, 0)) {
   sockaddr_in address{};
   address.sin_family = AF_INET;
   address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
@@ -18,10 +18,10 @@ BarePort::BarePort() : socket_(socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK, 0)) 
   number_ = ntohs(address.sin_port);
 }
 
-void BarePort::Listen() const {
+void RefusingPort::Listen() const {
   listen(socket_.Number(), 1);
 }
 
-int BarePort::Accept() const {
+int RefusingPort::Accept() const {
   return accept(socket_.Number(), nullptr, nullptr);
 }

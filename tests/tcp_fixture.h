@@ -1,10 +1,11 @@
 // What the tests of the TCP socket use: a socket that records its events, and a listener for it.
 // GoogleMock and the system-call hooks come with them.
 
-#ifndef TESTS_TCP_KIT_H_
-#define TESTS_TCP_KIT_H_
+#ifndef TESTS_TCP_FIXTURE_H_
+#define TESTS_TCP_FIXTURE_H_
 
 #include <gmock/gmock.h>
+#include <sys/socket.h>
 
 #include <functional>
 #include <memory>
@@ -75,4 +76,4 @@ class TcpClientSocketTest : public testing::Test {
 
 }  // namespace platform
 
-#endif  // TESTS_TCP_KIT_H_
+#endif  // TESTS_TCP_FIXTURE_H_

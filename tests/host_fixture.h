@@ -1,8 +1,8 @@
 // What several tests use: bytes in hexadecimal, a probe of a message's inner fields, a connected host socket; with them
 // GoogleMock and the headers of messages and of both ends of the host's link.
 
-#ifndef TESTS_KIT_H_
-#define TESTS_KIT_H_
+#ifndef TESTS_HOST_FIXTURE_H_
+#define TESTS_HOST_FIXTURE_H_
 
 #include <gmock/gmock.h>
 
@@ -94,4 +94,4 @@ class ConnectedSocket : public cQuorvaneDeviceSocket {
   std::size_t lines_seen_ = 0;
 };
 
-#endif  // TESTS_KIT_H_
+#endif  // TESTS_HOST_FIXTURE_H_

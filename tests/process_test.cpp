@@ -1,0 +1,103 @@
+// What the platform layer makes of the process: its signals, the limit of blocking calls, the console.
+
+#include "platform/process.h"
+
+#include <gmock/gmock.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <csignal>
+
+#include "platform/call_limit.h"
+#include "platform/clock.h"
+#include "platform/console.h"
+#include "platform/output_queue.h"
+#include "tests/child.h"
+#include "tests/system_calls.h"
+
+namespace platform {
+namespace {
+
+using std::chrono::milliseconds;
+
+TEST(CallLimit, EndsEveryCallThatBlocksFromThenOn) {
+  const End end = InAChild([] {
+    sigset_t alarm;
+    sigemptyset(&alarm);
+    sigaddset(&alarm, SIGALRM);
+    std::signal(SIGALRM, SIG_DFL);
+    sigprocmask(SIG_BLOCK, &alarm, nullptr);  // as a parent may have left it
+    PrepareProcess();
+    int ends[2];
+    char byte = 0;
+    if (pipe(ends) != 0) return 1;
+    {
+      const CallLimit limit(milliseconds(1));
+      for (int call = 0; call < 3; ++call) {
+        if (read(ends[0], &byte, 1) != -1 || errno != EINTR) return 2;
+      }
+      sigprocmask(SIG_BLOCK, &alarm, nullptr);
+      sigset_t pending;
+      do {
+        sigpending(&pending);
+      } while (sigismember(&pending, SIGALRM) == 0);
+    }
+    sigprocmask(SIG_UNBLOCK, &alarm, nullptr);  // one that came late ends nothing
+    rlimit nothing{};
+    setrlimit(RLIMIT_FSIZE, &nothing);
+    PrintLine("to a console that is a pipe");
+    close(ends[0]);
+    return write(ends[1], &byte, 1) == -1 && errno == EPIPE ? 0 : 3;
+  });
+  EXPECT_TRUE(end.IsExit(0)) << end.status;
+  EXPECT_EQ(end.console, "to a console that is a pipe\n");
+}
+
+// A terminal may have room, but less than it is given.
+TEST(Console, IsWaitedForOneSecondInAll) {
+  Calls().hooks[kPoll] = [](long, unsigned long, void*) { return std::optional(1L); };
+  Calls().hooks[kWrite] = [](long, unsigned long, void*) {
+    EXPECT_TRUE(Calls().alarm.has_value()) << "blocks for ever";
+    After(Calls().alarm.value_or(std::chrono::hours(1)), 0);
+    return std::optional(Failure(EINTR));
+  };
+  const auto start = MonotonicNow();
+  for (int line = 0; line < 5; ++line) PrintLine("nobody reads this");
+  const auto waited = MonotonicNow() - start;
+  Calls() = {};
+  EXPECT_GE(waited, milliseconds(1000));
+  EXPECT_LT(waited, milliseconds(1200));
+}
+
+TEST(Console, LosesNothingToInterruptions) {
+  Calls().error = [](Call call) { return Calls().counts.at(call) % 2 == 1 && call != kClose ? EINTR : 0; };
+  testing::internal::CaptureStdout();
+  PrintLineAndEmptyLine(std::string(1000, 'x'));
+  Calls() = {};
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), std::string(1000, 'x') + "\n\n");
+}
+
+TEST(OutputQueue, GivesUpTheRoomOfWhatItHasSentAndOfAFlood) {
+  long taken = 1000;
+  Calls().hooks[kWrite] = [&taken](long, unsigned long, void*) { return std::optional(taken); };
+  OutputQueue output;
+  output.Append("always a little left");
+  largest_allocation = 0;
+  for (int i = 0; i < 10'000; ++i) {
+    output.Append(std::string(1000, 'x'));
+    EXPECT_EQ(output.SendTo(-1), 0);
+  }
+  EXPECT_EQ(output.Size(), 20U);
+  EXPECT_LT(largest_allocation, 10'000U);
+
+  output.Append(std::string(1'000'000, 'x'));
+  taken = 1'000'020;
+  EXPECT_EQ(output.SendTo(-1), 0);
+  largest_allocation = 0;
+  output.Append(std::string_view("as if there had been no flood, so that memory is needed anew"));
+  EXPECT_GT(largest_allocation, 0U);
+  Calls() = {};
+}
+
+}  // namespace
+}  // namespace platform
