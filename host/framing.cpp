@@ -12,7 +12,7 @@ std::size_t ByteAt(std::string_view bytes, std::size_t offset) {
 }
 
 bool StartsMulti(std::string_view bytes) {
-  return platform::EqualIgnoringCase(bytes.substr(0, 1), layout::kMultiKind);
+  return platform::ToLower(bytes[0]) == layout::kMultiKind;
 }
 
 bool StartsWithWholePacket(std::string_view bytes) {

@@ -9,18 +9,18 @@ namespace {
 using Lengths = MultiDictionary::Lengths;
 using Key = std::array<char, layout::kKeySize>;
 
-Key FourByteForm(std::string_view key) {
-  Key form{' ', ' ', ' ', ' '};
-  const std::string_view end = key.substr(key.size() - std::min(key.size(), form.size()));
-  std::ranges::copy_backward(end, form.end());
-  return form;
+// The first four bytes.
+Key KeyOf(std::string_view bytes) {
+  Key key{};
+  std::copy_n(bytes.begin(), key.size(), key.begin());
+  return key;
 }
 
-// The key of an entry in wire form.
-Key KeyOf(std::string_view entry) {
-  Key key{};
-  entry.copy(key.data(), key.size());
-  return key;
+Key FourByteForm(std::string_view key) {
+  if (key.size() >= layout::kKeySize) return KeyOf(key.substr(key.size() - layout::kKeySize));
+  Key form{' ', ' ', ' ', ' '};
+  std::ranges::copy_backward(key, form.end());
+  return form;
 }
 
 // The key's four bytes as one number that is the same for either case of a letter.

@@ -11,7 +11,6 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <utility>
 #include <vector>
 
 #include "message/packet_layout.h"
@@ -28,7 +27,7 @@ class MultiDictionary {
   // An empty dictionary.
   MultiDictionary() = default;
   // The entries of a received packet, whose value lengths have this byte order.
-  MultiDictionary(std::string packet, Lengths lengths) : packet_(std::move(packet)), lengths_(lengths) {}
+  MultiDictionary(std::string_view packet, Lengths lengths) : packet_(packet), lengths_(lengths) {}
 
   // A key of any length is reduced to its last four bytes, blanks in front when it has fewer.
   void Set(std::string_view key, std::string_view value);

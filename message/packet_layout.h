@@ -1,4 +1,5 @@
-// Layout of the host link's packets: offsets in bytes from the packet's start, header sizes and flag bits.
+// Layout of the host link's packets: offsets in bytes from the packet's start, header sizes and flag bits. Kind letters
+// are in lower case here, and match in either.
 
 #ifndef MESSAGE_PACKET_LAYOUT_H_
 #define MESSAGE_PACKET_LAYOUT_H_
@@ -10,7 +11,7 @@
 namespace layout {
 
 // Plain packets, and the first two bytes of log and error packets.
-inline constexpr std::string_view kParsedKinds = "xylmn";  // kind letters, which are compared without regard to case
+inline constexpr std::string_view kParsedKinds = "xylmn";
 inline constexpr std::size_t kHeaderSize = 2;
 inline constexpr std::size_t kLength = 1;
 inline constexpr std::size_t kVersion = 2;
@@ -40,7 +41,7 @@ inline constexpr std::size_t kLogLevel = 2;
 inline constexpr std::size_t kLogHeaderSize = 3;
 
 // Multipackets, and the entries in them.
-inline constexpr std::string_view kMultiKind = "J";
+inline constexpr char kMultiKind = 'j';
 inline constexpr std::size_t kMultiLength = 1;  // 16 bits, least significant byte first
 inline constexpr std::size_t kMultiFlags = 3;
 inline constexpr std::size_t kMultiHeaderSize = 4;

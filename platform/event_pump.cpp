@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstddef>
 #include <thread>
 
 #include "platform/clock.h"
@@ -27,61 +28,87 @@ void Wait(std::vector<pollfd>& polled, std::chrono::nanoseconds limit) {
 
 }  // namespace
 
-// Counts the passes under way, takes the pump's spare memory for one, and tidies up after the outermost.
-class EventPump::PassScope {
+// Passes over the sources, one after another: what each wants of the wait, then the wait, then each one's turn.
+class EventPump::Passes {
  public:
-  explicit PassScope(EventPump& pump) : pump_(pump) {
-    ++pump_.depth_;
-    polled.swap(pump_.polled_);
-    participants.swap(pump_.participants_);
-    polled.clear();
-    participants.clear();
-  }
-  ~PassScope() {
-    polled.swap(pump_.polled_);
-    participants.swap(pump_.participants_);
+  explicit Passes(EventPump& pump) : pump_(pump) { ++pump_.depth_; }
+  ~Passes() {
     if (--pump_.depth_ == 0) std::erase(pump_.sources_, nullptr);
   }
-  PassScope(const PassScope&) = delete;
-  PassScope& operator=(const PassScope&) = delete;
+  Passes(const Passes&) = delete;
+  Passes& operator=(const Passes&) = delete;
 
-  // Lets a source prepare itself, and has it take part if there is anything that it wants.
+  // Makes a pass that waits for `limit` at most; over one source alone if it is named.
+  void Make(std::chrono::nanoseconds limit, const EventSource* only = nullptr) {
+    polled_.clear();
+    participants_.clear();
+    any_pending_ = false;
+    first_due_ = Interest::kNever;
+    for (std::size_t slot = 0; slot < pump_.sources_.size(); ++slot) {
+      const EventSource* const source = pump_.sources_[slot];
+      if (source != nullptr && (only == nullptr || source == only)) Admit(slot);
+    }
+    if (only != nullptr && participants_.empty()) return;
+    WaitFor(limit);
+    Deliver();
+  }
+
+ private:
+  struct Participant {
+    std::size_t slot;        // in the pump's sources
+    std::uint64_t identity;  // that the source's descriptor had when the pass began
+    std::size_t first_polled;
+    std::size_t polled_count;
+    bool pending;
+    std::chrono::nanoseconds due;
+  };
+
+  // Has the source take part if it wants anything.
   void Admit(std::size_t slot) {
     EventSource& source = *pump_.sources_[slot];
     const Interest interest = source.PrepareToWait();
-    const std::size_t first_polled = polled.size();
+    const std::size_t first_polled = polled_.size();
     if (interest.read || interest.write) {
       const int events = (interest.read ? POLLIN : 0) | (interest.write ? POLLOUT : 0);
-      polled.push_back({interest.descriptor, static_cast<short>(events), 0});
+      polled_.push_back({interest.descriptor, static_cast<short>(events), 0});
     }
-    for (const Descriptor& descriptor : interest.connecting) polled.push_back({descriptor.Number(), POLLOUT, 0});
-    const std::size_t polled_count = polled.size() - first_polled;
+    for (const Descriptor& descriptor : interest.connecting) polled_.push_back({descriptor.Number(), POLLOUT, 0});
+    const std::size_t polled_count = polled_.size() - first_polled;
     if (polled_count == 0 && !interest.pending && interest.due == Interest::kNever) return;
-    participants.push_back({slot, source.identity_, first_polled, polled_count, interest.pending, interest.due});
+    participants_.push_back({slot, source.identity_, first_polled, polled_count, interest.pending, interest.due});
     any_pending_ = any_pending_ || interest.pending;
     first_due_ = std::min(first_due_, interest.due);
   }
 
-  // How long to wait when there are `limit` left: until something is due at most.
-  std::chrono::nanoseconds WaitingTime(std::chrono::nanoseconds limit) const {
-    if (any_pending_) return std::chrono::nanoseconds::zero();
-    if (first_due_ == Interest::kNever) return limit;
-    return std::clamp(first_due_ - MonotonicNow(), std::chrono::nanoseconds::zero(), limit);
+  // Waits until something is ready, pending or due, for `limit` at most.
+  void WaitFor(std::chrono::nanoseconds limit) {
+    if (any_pending_) {
+      limit = limit.zero();
+    } else if (first_due_ != Interest::kNever) {
+      limit = std::clamp(first_due_ - MonotonicNow(), limit.zero(), limit);
+    }
+    Wait(polled_, limit);
+  }
+
+  void Deliver() {
+    for (const Participant& participant : participants_) {
+      EventSource* const source = pump_.sources_[participant.slot];
+      if (source == nullptr || source->identity_ != participant.identity) continue;
+      if (IsReady(participant)) source->HandleReady();
+    }
   }
 
   bool IsReady(const Participant& participant) const {
-    const auto first = polled.begin() + static_cast<std::ptrdiff_t>(participant.first_polled);
+    const auto first = polled_.begin() + static_cast<std::ptrdiff_t>(participant.first_polled);
     return participant.pending ||
            std::any_of(first, first + static_cast<std::ptrdiff_t>(participant.polled_count),
                        [](const pollfd& entry) { return entry.revents != 0; }) ||
            (participant.due != Interest::kNever && participant.due <= MonotonicNow());
   }
 
-  std::vector<pollfd> polled;
-  std::vector<Participant> participants;
-
- private:
   EventPump& pump_;
+  std::vector<pollfd> polled_;
+  std::vector<Participant> participants_;
   bool any_pending_ = false;
   std::chrono::nanoseconds first_due_ = Interest::kNever;
 };
@@ -91,36 +118,18 @@ EventPump& EventPump::Instance() {
   return pump;
 }
 
-EventPump::EventPump() = default;
-
-EventPump::~EventPump() = default;
-
 void EventPump::Run(std::int32_t milliseconds) {
   const auto deadline = MonotonicNow() + std::chrono::milliseconds(milliseconds);
   auto left = deadline - MonotonicNow();
+  Passes passes(*this);
   do {
-    Pass(std::max(left, std::chrono::nanoseconds::zero()), nullptr);
+    passes.Make(std::max(left, left.zero()));
     left = deadline - MonotonicNow();
   } while (left.count() > 0);
 }
 
 void EventPump::RunOnly(EventSource& source) {
-  Pass(std::chrono::nanoseconds::zero(), &source);
-}
-
-void EventPump::Pass(std::chrono::nanoseconds limit, const EventSource* only) {
-  PassScope pass(*this);
-  for (std::size_t slot = 0; slot < sources_.size(); ++slot) {
-    if (sources_[slot] != nullptr && (only == nullptr || sources_[slot] == only)) pass.Admit(slot);
-  }
-  if (only != nullptr && pass.participants.empty()) return;
-  Wait(pass.polled, pass.WaitingTime(limit));
-  for (std::size_t i = 0; i < pass.participants.size(); ++i) {
-    const Participant& participant = pass.participants[i];
-    EventSource* const source = sources_[participant.slot];
-    if (source == nullptr || source->identity_ != participant.identity) continue;
-    if (pass.IsReady(participant)) source->HandleReady();
-  }
+  Passes(*this).Make(std::chrono::nanoseconds::zero(), &source);
 }
 
 void EventPump::Add(EventSource* source) {
@@ -128,11 +137,11 @@ void EventPump::Add(EventSource* source) {
 }
 
 void EventPump::Remove(const EventSource* source) {
-  const auto place = std::ranges::find(sources_, source);
+  const auto slot = std::ranges::find(sources_, source);
   if (depth_ > 0) {
-    *place = nullptr;
+    *slot = nullptr;
   } else {
-    sources_.erase(place);
+    sources_.erase(slot);
   }
 }
 

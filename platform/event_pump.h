@@ -1,22 +1,19 @@
-// The event pump: waits for descriptors on behalf of sources and delivers their events, all on one thread.
+// The event pump: waits for the descriptors of event sources and delivers their events, all on one thread.
 //
 // Rules that sources and handlers rely on:
 //  1. Events are raised only inside Run, or inside RunOnly for the one source it names.
 //  2. A handler may create, close or destroy any source, its own too, and may call Run or RunOnly again.
-//  3. What was found ready is dropped for a source that died, or whose descriptor was replaced, before its turn.
+//  3. Readiness is dropped for a source that died, or whose descriptor was closed or replaced, before its turn.
 //  4. Run lasts its full time on the monotonic clock, asleep in the kernel, and ends on time however much arrives.
 
 #ifndef PLATFORM_EVENT_PUMP_H_
 #define PLATFORM_EVENT_PUMP_H_
 
 #include <chrono>
-#include <cstddef>
 #include <cstdint>
 #include <vector>
 
 #include "platform/event_source.h"
-
-struct pollfd;
 
 namespace platform {
 
@@ -26,7 +23,6 @@ class EventPump {
   static EventPump& Instance();
   EventPump(const EventPump&) = delete;
   EventPump& operator=(const EventPump&) = delete;
-  ~EventPump();
 
   // Delivers events for this many milliseconds. 0 or less: one pass over what is ready now.
   void Run(std::int32_t milliseconds);
@@ -36,27 +32,14 @@ class EventPump {
 
  private:
   friend class EventSource;
+  class Passes;
 
-  // A source that takes part in a pass, by the identity that its descriptor had when the pass began.
-  struct Participant {
-    std::size_t slot;
-    std::uint64_t identity;
-    std::size_t first_polled;
-    std::size_t polled_count;
-    bool pending;
-    std::chrono::nanoseconds due;
-  };
-  class PassScope;
-
-  EventPump();
-  void Pass(std::chrono::nanoseconds limit, const EventSource* only);
+  EventPump() = default;
   void Add(EventSource* source);
   void Remove(const EventSource* source);
 
   std::vector<EventSource*> sources_;  // a source that died during a pass leaves null until the passes are over
-  std::vector<pollfd> polled_;         // kept between passes for their memory alone
-  std::vector<Participant> participants_;
-  int depth_ = 0;
+  int depth_ = 0;                      // of nested passes
 };
 
 // Gives other work of the process a turn of the processor; raises no events.
