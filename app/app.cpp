@@ -40,7 +40,7 @@ void Pump(std::int32_t milliseconds) {
 void PrintBanner() {
   platform::PrintLine("Quorvane Torvy Driver\r");
   platform::PrintLine("Copyright (c) 2026 the Torvy driver developers\r");
-  platform::PrintLine("version 1 (build 001)\r");
+  platform::PrintLine(TORVY_VERSION "\r");
 }
 
 void PrintUsage() {
@@ -58,8 +58,9 @@ bool ConnectedToHost(const std::vector<std::string>& arguments) {
     platform::PrintLine("Torvy: Timeout waiting for answer from Quorvane\r");
     return false;
   }
-  LogToHostInDebugMode("Quorvane connection successful after: " + std::to_string(platform::Ticks() - start) +
-                       " ticks.");
+  LogInDebugMode([ticks = platform::Ticks() - start] {
+    return "Quorvane connection successful after: " + std::to_string(ticks) + " ticks.";
+  });
   return true;
 }
 
@@ -68,10 +69,11 @@ std::shared_ptr<iAbstractPort> OpenDevicePort(const std::vector<std::string>& ar
   if (platform::EqualIgnoringCase(name, "IP")) {
     const std::string& address = arguments[arguments.size() - 2];
     const std::int32_t port = platform::ReadInt32(arguments.back());
-    LogToHostInDebugMode("torvy making IP connection to (" + address + ") port (" + std::to_string(port) + ")");
+    LogInDebugMode(
+        [&] { return "torvy making IP connection to (" + address + ") port (" + std::to_string(port) + ")"; });
     return std::make_shared<cIPStreamAbstractor>(address, port);
   }
-  LogToHostInDebugMode("torvy making local serial connection to port named (" + name + ")");
+  LogInDebugMode([&name] { return "torvy making local serial connection to port named (" + name + ")"; });
   return std::make_shared<cSerialPortAbstractor>(name);
 }
 

@@ -8,12 +8,13 @@
 #include <string_view>
 #include <vector>
 
+#include "app/version.h"
 #include "platform/console_application.h"
 
 class App : public platform::ConsoleApplication {
  public:
   // What the host is told once the device's port is open.
-  static constexpr std::string_view kReadyLine = "Torvy Serial Remote Control interface version 1 (build 001) ready.";
+  static constexpr std::string_view kReadyLine = "Torvy Serial Remote Control interface " TORVY_VERSION " ready.";
 
   // Runs the driver and returns 0. The arguments after the program's path: the device port or "IP", the
   // host's address and port, the connection identifier and, with "IP", the device's address and port as the

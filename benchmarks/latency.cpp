@@ -101,15 +101,15 @@ void MeasureLatency(const Measured& measured) {
 
     Listener least_host;
     Listener least_device;
-    std::unique_ptr<ChildProcess> least;
-    if (over_ip) {
-      least = std::make_unique<ChildProcess>(
-          measured.least_relay,
-          std::vector<std::string>{std::to_string(least_host.Port()), std::to_string(least_device.Port())});
-      Require(WaitFor([&] { return least_host.Peer() != nullptr && least_device.Peer() != nullptr; }),
-              "the least relay's start");
-      relays.push_back({"least relay", least_host.Peer()->Number(), least_device.Peer()->Number(), OneCommand()});
-    }
+    PseudoTerminal least_terminal;
+    const ChildProcess least(
+        measured.least_relay,
+        {std::to_string(least_host.Port()), over_ip ? std::to_string(least_device.Port()) : least_terminal.Path()});
+    Require(WaitFor([&] { return least_host.Peer() != nullptr && (!over_ip || least_device.Peer() != nullptr); }),
+            "the least relay's start");
+    platform::EventPump::Instance().Run(500);  // lets it open its terminal
+    relays.push_back({"least relay", least_host.Peer()->Number(),
+                      over_ip ? least_device.Peer()->Number() : least_terminal.Line().Number(), OneCommand()});
     Sample(relays);
     PrintRows(over_ip ? "TCP" : "a terminal", relays);
     if (over_ip) WriteDistribution(measured.data_folder + "/latency.data", relays);

@@ -1,6 +1,6 @@
 // Measures the driver beside other programs that move bytes on this machine; scripts/compare runs it.
 //
-// Usage: torvy-measure DRIVER LEAST-RELAY SOCAT MOSQUITTO DATA-FOLDER
+// Usage: torvy-measure DRIVER LEAST-RELAY SOCAT DATA-FOLDER
 
 #include "benchmarks/measure.h"
 
@@ -10,6 +10,7 @@
 
 #include "app/app.h"
 #include "peers/waiting.h"
+#include "platform/process.h"
 
 double Quantile(Samples samples, double part) {
   const auto index = static_cast<std::ptrdiff_t>(part * static_cast<double>(samples.size() - 1));
@@ -33,12 +34,13 @@ std::string OneCommand() {
 }
 
 int main(int argument_count, char** arguments) {
-  if (argument_count != 6) {
-    std::fputs("usage: torvy-measure DRIVER LEAST-RELAY SOCAT MOSQUITTO DATA-FOLDER\n", stderr);
+  if (argument_count != 5) {
+    std::fputs("usage: torvy-measure DRIVER LEAST-RELAY SOCAT DATA-FOLDER\n", stderr);
     return 2;
   }
+  platform::PrepareProcess();
   try {
-    const Measured measured{arguments[1], arguments[2], arguments[3], arguments[4], arguments[5]};
+    const Measured measured{arguments[1], arguments[2], arguments[3], arguments[4]};
     MeasureLatency(measured);
     MeasureStreams(measured);
   } catch (const std::exception& failure) {

@@ -25,7 +25,6 @@ struct Measured {
   std::string driver;
   std::string least_relay;
   std::string socat;
-  std::string mosquitto;
   std::string data_folder;
 };
 

@@ -5,8 +5,8 @@
 #include "app/process_state.h"
 #include "device/torvy.h"
 #include "host/host_socket.h"
-#include "tests/fake_port.h"
 #include "peers/simulated_host.h"
+#include "tests/fake_port.h"
 
 namespace {
 

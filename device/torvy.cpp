@@ -1,8 +1,7 @@
 #include "device/torvy.h"
 
-#include <array>
-
 #include "app/process_state.h"
+#include "device/actions.h"
 #include "host/log.h"
 #include "platform/text.h"
 
@@ -10,14 +9,8 @@ namespace {
 
 constexpr std::size_t kAddressPieceCharacters = 2;
 
-struct Action {
-  std::string_view name;
-  char letter;
-};
-constexpr std::array kActions{Action{"ON", 'U'}, Action{"OFF", 'D'}, Action{"Stop", 'S'}};
-
-const Action* FindAction(std::string_view name) {
-  for (const Action& action : kActions) {
+const TorvyAction* FindAction(std::string_view name) {
+  for (const TorvyAction& action : kTorvyActions) {
     if (platform::EqualIgnoringCase(action.name, name)) return &action;
   }
   return nullptr;
@@ -36,7 +29,7 @@ void cTorvy::HandleQuorvaneCommand(const cQuorvaneCommand& command) {
   }
   const std::string address = command.GetMulti("addr");
   const std::string name = command.GetMulti("mcmd");
-  const Action* const action = FindAction(name);
+  const TorvyAction* const action = FindAction(name);
   if (action == nullptr) {
     ReportUnsupported(name);
     return;
@@ -45,8 +38,7 @@ void cTorvy::HandleQuorvaneCommand(const cQuorvaneCommand& command) {
   torvy_command += platform::LastCharacters(address, kAddressPieceCharacters);
   torvy_command += action->letter;
   if (const auto port = State().DevicePort) port->PortSendData(torvy_command);
-  // Built only when it is wanted: every command comes this way.
-  if (State().DebugMode) LogToHost("sending command: (" + torvy_command + ")", kLogLevelDetail);
+  LogInDebugMode([&torvy_command] { return "sending command: (" + torvy_command + ")"; });
 }
 
 void cTorvy::PortDataAvailable(const std::string& /*data*/) {}

@@ -30,9 +30,7 @@ void ActOnControllerCommand(const cQuorvaneCommand& message) {
 }  // namespace
 
 void DispatchHostCommand(const cQuorvaneCommand& message) {
-  if (State().DebugMode) {
-    LogToHost("received command from Quorvane: " + message.Command, kLogLevelOperational);
-  }
+  LogInDebugMode([&message] { return "received command from Quorvane: " + message.Command; }, kLogLevelOperational);
   if (message.fCCM) {
     ActOnControllerCommand(message);
   } else if (const auto driver = State().Driver) {

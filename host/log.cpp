@@ -1,6 +1,5 @@
 #include "host/log.h"
 
-#include "app/process_state.h"
 #include "host/host_socket.h"
 
 void QueueLogToHost(std::string_view text, std::int32_t level) {
@@ -14,8 +13,4 @@ void LogToHost(std::string_view text, std::int32_t level) {
     // Looked up each time, and held: a poll may replace or release it.
     if (const auto socket = State().HostSocket) socket->Poll();
   }
-}
-
-void LogToHostInDebugMode(std::string_view text) {
-  if (State().DebugMode) LogToHost(text, kLogLevelDetail);
 }

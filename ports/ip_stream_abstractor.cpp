@@ -23,7 +23,7 @@ cIPStreamAbstractor::cIPStreamAbstractor(std::string address, std::int32_t port)
 }
 
 bool cIPStreamAbstractor::PortOpen() {
-  LogToHostInDebugMode("torvy opening IP connection, polling and waiting...");
+  LogInDebugMode([] { return "torvy opening IP connection, polling and waiting..."; });
   Connect();
   const std::int64_t start = platform::Ticks();
   while (platform::Ticks() - start < kConnectLimitTicks && !IsConnected()) {
@@ -31,9 +31,10 @@ bool cIPStreamAbstractor::PortOpen() {
     platform::EventPump::Instance().Run(kWaitSliceMilliseconds);
     platform::YieldToBackground();
   }
-  const std::string ticks = std::to_string(platform::Ticks() - start) + " ticks.";
-  LogToHostInDebugMode((IsConnected() ? "torvy Connection is open after " : "torvy Connection failed to open after ") +
-                       ticks);
+  LogInDebugMode([this, ticks = platform::Ticks() - start] {
+    return (IsConnected() ? "torvy Connection is open after " : "torvy Connection failed to open after ") +
+           std::to_string(ticks) + " ticks.";
+  });
   return IsConnected();
 }
 
@@ -47,7 +48,7 @@ void cIPStreamAbstractor::Event_Error() {
 }
 
 void cIPStreamAbstractor::Event_Connected() {
-  LogToHostInDebugMode("torvy Device connection event. ");
+  LogInDebugMode([] { return "torvy Device connection event. "; });
   InitialFlush = true;
 }
 
@@ -71,9 +72,8 @@ void cIPStreamAbstractor::PortClear() {
 
 void cIPStreamAbstractor::PortFlush() {
   const std::size_t count = ReadAll().size();
-  if (State().DebugMode) {
-    QueueLogToHost("port flush reads " + std::to_string(count) + " bytes.", kLogLevelDetail);
-  }
+  LogInDebugMode([count] { return "port flush reads " + std::to_string(count) + " bytes."; }, kLogLevelDetail,
+                 QueueLogToHost);
 }
 
 void cIPStreamAbstractor::PortPoll() {

@@ -70,9 +70,9 @@ void cSerialPortAbstractor::PortClear() {
 
 void cSerialPortAbstractor::PortFlush() {
   const std::size_t count = Flush();
-  if (!State().DebugMode) return;
-  QueueLogToHost(count == 0 ? "port flush empty" : "port flush reads " + std::to_string(count) + " bytes.",
-                 kLogLevelDetail);
+  LogInDebugMode(
+      [count] { return count == 0 ? "port flush empty" : "port flush reads " + std::to_string(count) + " bytes."; },
+      kLogLevelDetail, QueueLogToHost);
 }
 
 void cSerialPortAbstractor::PortPoll() {

@@ -8,11 +8,12 @@
 #include <cstdlib>
 #include <sstream>
 
+#include "app/version.h"
 #include "simulator/wording.h"
 
 namespace {
 
-constexpr const char* kVersion = "torvy-simulator version 1 (build 001)";
+constexpr const char* kVersion = "torvy-simulator " TORVY_VERSION;
 constexpr const char* kDriverName = "torvy-driver";
 constexpr std::size_t kWidth = 79;
 
