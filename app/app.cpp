@@ -104,7 +104,7 @@ std::int32_t App::Event_Run(const std::vector<std::string>& arguments) {
   } else if (ConnectedToHost(arguments)) {
     Serve(arguments);
   }
-  // Lines that are still queued leave now.
+  // Sends the log lines that are still queued.
   for (int run = 0; run < kDrainRuns; ++run) Pump(kDrainSlice);
   return 0;
 }

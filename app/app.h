@@ -1,4 +1,4 @@
-// The application: from the command line to the orderly end.
+// The application: start-up, service loop and orderly end.
 
 #ifndef APP_APP_H_
 #define APP_APP_H_
@@ -13,7 +13,7 @@
 
 class App : public platform::ConsoleApplication {
  public:
-  // What the host is told once the device's port is open.
+  // Sent to the host when the device port is open.
   static constexpr std::string_view kReadyLine = "Torvy Serial Remote Control interface " TORVY_VERSION " ready.";
 
   // Runs the driver and returns 0. The arguments after the program's path: the device port or "IP", the
@@ -25,7 +25,7 @@ class App : public platform::ConsoleApplication {
   bool Event_UnhandledException(const platform::Failure& failure) override;
 
   App() = default;
-  // Releases the process state, which nothing uses once Event_Run has returned.
+  // Releases the process state.
   ~App() override;
 };
 

@@ -1,4 +1,4 @@
-// What the whole process shares: the two links, the driver between them, and two flags. Main thread only.
+// Process-wide state: the host socket, the driver, the device port, and two flags. Main thread only.
 
 #ifndef APP_PROCESS_STATE_H_
 #define APP_PROCESS_STATE_H_
@@ -16,11 +16,11 @@ struct ProcessState {
   bool DebugMode = false;                             // the host wants detail lines; toggled by its "D" command
   bool QuitRequested = false;                         // the service loop is to end; never cleared
 
-  // Releases the port, then the driver, then the host socket, which can log until the end.
+  // Releases the port, then the driver, then the host socket, so that the others can log until the end.
   void Release();
 };
 
-// The one instance. The application releases what it holds when it goes.
+// The one instance. The application's destructor releases what it holds.
 ProcessState& State();
 
 #endif  // APP_PROCESS_STATE_H_

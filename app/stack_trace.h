@@ -5,8 +5,8 @@
 
 #include "platform/failure.h"
 
-// Prints the stack's entries, innermost first, between a first and a last line, each followed by an empty line. A stack
-// that cannot be read gives a fixed line instead. Called by the application's handler, while the process ends.
+// Prints the stack's entries, innermost first, between a first and a last line, each followed by an empty line. If the
+// stack cannot be read, a fixed line is printed instead. Called by the application's handler while the process ends.
 void LogStackTrace(const platform::Failure& failure);
 
 #endif  // APP_STACK_TRACE_H_

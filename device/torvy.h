@@ -1,4 +1,4 @@
-// The device driver: turns a device command of the host into a Torvy command, which the interface understands.
+// The device driver: translates a device command of the host into a Torvy command for the interface.
 //
 // A Torvy command is the first two and the last two characters of the unit's address and a letter: "U", "D" or "S",
 // such as 0102U, with nothing around it. The link is used in one direction: what the interface sends is ignored.

@@ -14,8 +14,8 @@ namespace {
 
 constexpr std::size_t kLongestLogText = 249;  // with the level byte, the 250 bytes that the host takes
 
-// What a data event may take beyond its one receive, to complete what that receive cut: a packet of the largest size. A
-// flood of packets that complete each other must not keep the event for ever.
+// The most that a data event takes beyond its one receive, to complete what that receive cut: a packet of the largest
+// size. Bounded, because each completion can cut another packet.
 constexpr std::size_t kCompletionSize = 65535;
 
 constexpr std::string_view kMalformed = "torvy: Received malformed packet from host";
@@ -23,7 +23,7 @@ constexpr std::string_view kUnparsable = "unable to parse multipacket";
 
 }  // namespace
 
-// A host that lost its power must not keep the device's line locked.
+// Without keep-alive, a host that lost its power would leave the serial line locked.
 cQuorvaneDeviceSocket::cQuorvaneDeviceSocket(MessageHandler handler)
     : TcpClientSocket(kHostReceiveSize,
                       KeepAlive{.idle = std::chrono::seconds(60), .interval = std::chrono::seconds(15), .probes = 4}),
@@ -78,7 +78,7 @@ void cQuorvaneDeviceSocket::Event_DataAvailable() {
   Buffer.erase(0, front);
 }
 
-// The frame at `front`, judged by all that the host has sent of it: what our own receive cut waits in the kernel.
+// The frame at `front`, completed from what waits in the kernel: what our own receive cut is not incomplete.
 Frame cQuorvaneDeviceSocket::NextFrame(std::size_t front) {
   while (true) {
     Frame frame = FrontFrame(std::string_view(Buffer).substr(front));
@@ -90,7 +90,7 @@ Frame cQuorvaneDeviceSocket::NextFrame(std::size_t front) {
   }
 }
 
-// Takes up to so many more bytes from the kernel, as far as this data event's allowance goes; returns whether any came.
+// Receives up to `missing` more bytes, within the limit of this data event; returns whether there were any.
 bool cQuorvaneDeviceSocket::Complete(std::size_t missing) {
   missing = std::min(missing, completion_left_);
   if (missing == 0 || !IsOpen()) return false;

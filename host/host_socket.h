@@ -1,8 +1,8 @@
 // The TCP link to the host: sends the handshake, log lines and packets, and cuts the host's stream into messages.
 //
-// The process has one, State().HostSocket. A failure of the link ends the process: the console is told, and
-// QuitRequested set. The message handler may call any operation of this socket, may replace or release it,
-// and may run the event pump; the next message is handed over when it has returned.
+// The process has one, State().HostSocket. A failure of the link prints a line on the console and sets QuitRequested.
+// The message handler may call any operation of this socket, may replace or release it, and may run the event pump; the
+// next message is handed over when it has returned.
 
 #ifndef HOST_HOST_SOCKET_H_
 #define HOST_HOST_SOCKET_H_
@@ -27,7 +27,7 @@ class cQuorvaneDeviceSocket : public platform::TcpClientSocket {
 
   explicit cQuorvaneDeviceSocket(MessageHandler handler);
 
-  std::string ConnectionID;  // the handshake names it; to be set before connecting
+  std::string ConnectionID;  // sent in the handshake; to be set before connecting
   std::string Buffer;        // bytes received and not yet cut into packets
 
  protected:
@@ -40,8 +40,8 @@ class cQuorvaneDeviceSocket : public platform::TcpClientSocket {
   virtual void SendCommand(cQuorvaneCommand& command);
   void SendCommand(cQuorvaneCommand&& command) { SendCommand(command); }
 
-  // Queues a log line; level 0 to 255. The packet holds the first 249 bytes of the text, or fewer so that no
-  // character is split. It leaves with the next poll of this socket or run of the event pump.
+  // Queues a log line; level 0 to 255. The text is cut at the last whole character within 249 bytes. It leaves with the
+  // next poll of this socket or run of the event pump.
   virtual void SendLog(std::string_view text, std::int32_t level);
 
  private:

@@ -53,7 +53,7 @@ constexpr auto kControllerCommands = std::to_array<Description>({
     {"L", "Set transmitter output amplitude"},
 });
 
-// Security events have no codes on this link yet, and a text of no byte matches none.
+// Security events have no codes on this link yet. An empty code matches nothing.
 constexpr std::string_view kFirstSafeCode;
 constexpr std::string_view kFirstAlarmCode;
 constexpr std::string_view kSecondSafeCode;
@@ -98,7 +98,7 @@ constexpr auto kErrors = std::to_array<Description>({
     {"9", "Power restored at controller"},
 });
 
-// The text of the first row that matches, empty when none does.
+// The text of the first row that matches, or nothing.
 std::string Find(std::span<const Description> table, std::string_view code) {
   for (const Description& row : table) {
     if (code.size() == 1 && platform::EqualIgnoringCase(row.code, code)) return std::string(row.text);

@@ -1,4 +1,4 @@
-// Plain, log and error packets: the fixed-position layouts of the host link.
+// Plain, log and error packets.
 
 #include <algorithm>
 #include <array>
@@ -144,7 +144,7 @@ std::string cQuorvaneCommand::BuildPlainPacket() {
   } else if (!EqualIgnoringCase(Command, "X")) {
     body += {LowByte(level), LowByte(param1), LowByte(param2)};
   }
-  // A measurement's body is long enough by itself.
+  // A "Z" body is never shorter.
   if (body.size() < kSmallestBody) body.resize(kSmallestBody, ' ');
 
   const std::string packet = Header + LowByte(static_cast<std::int32_t>(body.size() + kAroundBody)) + body + '\r';

@@ -1,4 +1,4 @@
-// A message as text for people who read logs.
+// Texts that describe a message in logs.
 
 #include <array>
 #include <string>
@@ -40,7 +40,7 @@ std::string Line(std::string_view name, std::string_view value) {
 }  // namespace
 
 std::string cQuorvaneCommand::DebugString() const {
-  // Each piece holds a flag's digit and the next flag's label; readers of old logs know their uneven blanks.
+  // Each piece is a flag's digit and the next flag's label. The uneven blanks are those of the host's other drivers.
   std::string flags(kIndent);
   flags += "DoTrans:";
   flags += fDoTransmit ? "1  CCM:" : "0  CMM:";

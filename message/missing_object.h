@@ -1,5 +1,4 @@
-// The failure of an operation that needs an object which is not there, such as the entries of a message
-// that has none. Thrown to the caller, who may catch it; uncaught, it ends the process like any failure.
+// Thrown by an operation that needs an object which is not there, such as the dictionary of a message without one.
 
 #ifndef MESSAGE_MISSING_OBJECT_H_
 #define MESSAGE_MISSING_OBJECT_H_

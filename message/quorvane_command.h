@@ -4,6 +4,11 @@
 // be turned into bytes. Texts are byte strings, mostly of one byte; numbers travel as one unsigned byte.
 // Letters of headers, commands and keys match in either case. Setters test nothing: callers keep what they
 // set within its range on the wire.
+//
+// Names and order are those of the host's family of drivers, whose styles are mixed; they stay so that the drivers can
+// be read side by side. Sources: common_packet.cpp (plain, log and error packets), flags_addressing.cpp (flags,
+// addresses, raw data, setters), multipacket.cpp (dictionary, acknowledgements), debug_text.cpp (texts for logs),
+// code_descriptions.cpp (codes in English).
 
 #ifndef MESSAGE_QUORVANE_COMMAND_H_
 #define MESSAGE_QUORVANE_COMMAND_H_
@@ -50,25 +55,25 @@ class cQuorvaneCommand {
   std::int32_t LogData = 0;  // level of a received log packet, 0 to 4
   bool LowBattery = false;
   double DoubleMeasurement = 0;              // carried by a "Z" command
-  bool isMultiPacket = false;                // whenever true, MultiDict is there
+  bool isMultiPacket = false;                // if true, MultiDict is set
   std::optional<MultiDictionary> MultiDict;  // entries of a multipacket
   std::int32_t MultiFlags = 0;               // flag byte of a received multipacket
   bool LittleEndian = false;                 // byte order of a received multipacket
 
-  // Fills the message from a plain or log packet. True: it is to be acted on. False for an error packet, of
-  // which only the code is kept, and for a kind that is unknown. Fields past the packet's end are empty or 0.
+  // Fills the message from a plain or log packet. Returns false for an error packet, of which only the code is kept,
+  // and for an unknown kind. Fields past the packet's end are empty or 0.
   virtual bool InitFromCommonMessage(std::string packet);
 
-  // A dump of the header fields for a log: twelve lines, each ended by a carriage return.
+  // The header fields for a log: twelve lines, each ended by a carriage return.
   virtual std::string DebugString() const;
 
-  // The command in English, from the vocabulary that the header and fCCM select.
+  // The command in English: of a pan-and-tilt packet, a controller command or a unit command.
   virtual std::string GetCommandCodeDescription() const;
 
-  // The house code, "A" to "P" for one hexadecimal digit in Address1; "A" when it is none.
+  // The house code, "A" to "P" for one hexadecimal digit in Address1, else "A".
   virtual std::string GetHouseCode() const;
 
-  // The unit number, "1" to "16" for one hexadecimal digit in Address2; "1" when it is none.
+  // The unit number, "1" to "16" for one hexadecimal digit in Address2, else "1".
   virtual std::string GetUnitCode() const;
 
   virtual std::string GetCommandCode() const;
@@ -89,7 +94,7 @@ class cQuorvaneCommand {
  public:
   virtual void SetCommand(std::string_view command);
 
-  // The bytes of the message as a packet for the host; the defaults that it applies stay in the message.
+  // The message as a packet for the host. The defaults that it applies stay in the message.
   virtual std::string GetRawCommand();
 
   cQuorvaneCommand();
@@ -111,19 +116,18 @@ class cQuorvaneCommand {
   // The error code of an error packet in English.
   virtual std::string GetErrorCodeDescription() const;
 
-  // The value of an entry, empty when there is no such entry. This and the other readers of the dictionary
-  // throw MissingObject on a message without one.
+  // The value of an entry, empty if there is none. This and the other readers of the dictionary throw MissingObject on
+  // a message without one.
   virtual std::string GetMulti(std::string_view key) const;
 
   // The four-byte keys of all entries, in the order in which they were first stored.
   virtual std::vector<std::string> GetKeys() const;
 
-  // The bytes of the message as a multipacket; values are cut at 65535 bytes. The plain packet when there is
-  // no dictionary.
+  // The message as a multipacket, with values cut at 65535 bytes. Without a dictionary, the plain packet.
   virtual std::string GetRawMultipacket();
 
-  // Fills the dictionary from a multipacket and returns true: whatever follows the four leading bytes is read
-  // as entries. A last entry cut short keeps the bytes that are there.
+  // Fills the dictionary from a multipacket and returns true: all that follows the header is read as entries. A last
+  // entry cut short by the packet's end keeps the bytes that are there.
   virtual bool initFromMultiPacket(std::string packet);
 
   // Sets an entry, replacing one of the same key, and makes the message a multipacket.

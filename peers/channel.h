@@ -1,4 +1,4 @@
-// One end of a link that the simulator or a test holds: collects what comes and queues what goes.
+// One end of a link, held by the simulator or a test: collects what is received and queues what is sent.
 
 #ifndef PEERS_CHANNEL_H_
 #define PEERS_CHANNEL_H_
@@ -15,10 +15,10 @@ class Channel : public platform::ByteStream {
   Channel() = default;
   explicit Channel(platform::Descriptor descriptor) { Adopt(std::move(descriptor)); }
 
-  std::string Received;            // everything that has come and was not taken
-  bool Ended = false;              // the other side closed or failed
-  bool Paused = false;             // takes nothing in, not even an end: what comes stays with the sender
-  std::function<void()> OnChange;  // called after either of the two changed
+  std::string Received;            // all that was received and not yet taken
+  bool Ended = false;              // the other side closed the link, or it failed
+  bool Paused = false;             // receives nothing, not even the end: the bytes stay with the sender
+  std::function<void()> OnChange;  // called when one of the first two has changed
 
   // Queues bytes; they leave when the event pump runs.
   void Send(std::string_view bytes);
@@ -29,11 +29,11 @@ class Channel : public platform::ByteStream {
   bool CanSend() const { return ByteStream::CanSend() && !finished_; }
 
   void Close() { CloseStream(); }
-  // Closes a socket so that the other side sees it broken.
+  // Closes a socket with a reset.
   void Reset();
-  // Tells the other side of a socket that nothing more will come; reads on.
+  // Shuts down a socket's sending half; reads on.
   void FinishSending();
-  // For calls that only the descriptor itself allows; -1 when closed.
+  // The descriptor, -1 when closed.
   int Number() const { return DescriptorNumber(); }
 
  protected:

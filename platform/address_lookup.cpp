@@ -15,7 +15,7 @@
 namespace platform {
 namespace {
 
-// The resolver's codes have no place among the errno values; a host that cannot be found cannot be reached.
+// The errno value that comes next to a resolver's code.
 std::int32_t ErrorOf(int resolver_code) {
   switch (resolver_code) {
     case EAI_SYSTEM:
@@ -48,7 +48,7 @@ int Resolve(const std::string& host, std::int32_t port, int flags, AddressList& 
   return 0;
 }
 
-// Signals belong to the main thread, whose waits they may interrupt.
+// Signals are the main thread's: the alarm must end its calls, not the resolver's.
 class SignalsBlocked {
  public:
   SignalsBlocked() {

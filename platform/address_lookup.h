@@ -1,5 +1,5 @@
-// Turns a host name or numeric address and a port into addresses to connect to. A numeric address is ready at
-// once; a name is looked up on a thread of its own, since the system's resolver can take many seconds.
+// Resolves a host name or numeric address and a port to socket addresses. A name is looked up on a thread of its own,
+// since the system's resolver can block for many seconds.
 
 #ifndef PLATFORM_ADDRESS_LOOKUP_H_
 #define PLATFORM_ADDRESS_LOOKUP_H_
@@ -27,7 +27,7 @@ struct AddressList {
 
 class AddressLookup {
  public:
-  // The address if `host` is numeric or the port is none (outside 0 to 65535: an error); nothing for a name.
+  // The address of a numeric `host`, or the error of a port outside 0 to 65535; nothing for a name.
   static std::optional<AddressList> Numeric(const std::string& host, std::int32_t port);
 
   // Starts to look a name up. Destroying the object abandons the look-up without waiting for it.

@@ -16,14 +16,14 @@ class ConsoleApplication {
   ConsoleApplication() = default;
   ConsoleApplication(const ConsoleApplication&) = delete;
   ConsoleApplication& operator=(const ConsoleApplication&) = delete;
-  // Failures are handed over until the object goes, those of its own release among them.
+  // Failures are handed over until the object is destroyed, those of its own destructor included.
   virtual ~ConsoleApplication();
 
   // The program: takes its arguments, its own path first, and returns its exit status.
   virtual std::int32_t Event_Run(const std::vector<std::string>& arguments) = 0;
 
-  // Called with a failure that nothing caught, before anything is unwound. True: the process ends with status
-  // 1; false: it aborts, as uncaught failures do.
+  // Called with an uncaught failure, before anything is unwound. True: the process ends with status 1; false: it
+  // aborts.
   virtual bool Event_UnhandledException(const Failure& failure) = 0;
 };
 

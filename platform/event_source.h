@@ -1,4 +1,4 @@
-// Something whose events the pump delivers, from its construction to its destruction.
+// Base class of what the event pump waits for. The pump delivers its events from its construction to its destruction.
 
 #ifndef PLATFORM_EVENT_SOURCE_H_
 #define PLATFORM_EVENT_SOURCE_H_
@@ -56,7 +56,7 @@ class EventSource {
   // May raise events.
   virtual void HandleReady() = 0;
 
-  // To be called whenever the source's descriptor is closed or replaced: what was ready on the old one is void.
+  // To be called whenever the source's descriptor is closed or replaced, so that the old one's readiness is dropped.
   void DescriptorChanged();
 
  private:

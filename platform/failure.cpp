@@ -18,8 +18,8 @@ _Unwind_Reason_Code AddFrame(_Unwind_Context* context, void* stack_pointer) {
   auto& stack = *static_cast<StackAddresses*>(stack_pointer);
   int before_instruction = 0;
   const std::uintptr_t address = _Unwind_GetIPInfo(context, &before_instruction);
-  if (address == 0) return _URC_END_OF_STACK;  // the outermost caller's caller, of which there is none
-  // A return address can lie past the end of a caller that never returns; step back into the call.
+  if (address == 0) return _URC_END_OF_STACK;  // end of the call chain
+  // The return address of a call that never returns can lie past its function's end: step back into the call.
   stack.addresses.at(stack.count++) = before_instruction != 0 ? address : address - 1;
   return stack.count < stack.addresses.size() ? _URC_NO_REASON : _URC_END_OF_STACK;
 }
@@ -42,13 +42,13 @@ std::string FunctionName(std::uintptr_t address) {
   return std::string(place.dli_fname) + "+0x" + ToHexadecimal(offset);
 }
 
-// Where the frames of the program itself begin: after the ones that carry out a throw or a termination.
+// The index of the program's first own frame, after those of the runtime that throws or terminates.
 std::size_t FirstOwnFrame(const std::vector<std::string>& names) {
-  constexpr std::array<std::string_view, 3> kMachinery{"__cxa_throw", "__cxa_rethrow", "std::terminate()"};
+  constexpr std::array<std::string_view, 3> kRuntime{"__cxa_throw", "__cxa_rethrow", "std::terminate()"};
   std::size_t first = 0;
   for (std::size_t i = 0; i < names.size(); ++i) {
-    for (const std::string_view machinery : kMachinery) {
-      if (names[i] == machinery) first = i + 1;
+    for (const std::string_view function : kRuntime) {
+      if (names[i] == function) first = i + 1;
     }
   }
   return first;

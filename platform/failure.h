@@ -1,4 +1,4 @@
-// A failure that nothing caught, as the application's handler is given it.
+// An uncaught failure, as the application's handler is given it.
 
 #ifndef PLATFORM_FAILURE_H_
 #define PLATFORM_FAILURE_H_
@@ -11,13 +11,13 @@
 
 namespace platform {
 
-// Where the functions that were active at some moment stood, innermost first; as many as fit.
+// The addresses of a call stack, innermost first; as many as fit.
 struct StackAddresses {
   std::array<std::uintptr_t, 256> addresses{};
   std::size_t count = 0;
 };
 
-// Those of the caller. Needs no memory beyond the result.
+// The caller's stack. Allocates nothing.
 StackAddresses CurrentStack();
 
 class Failure {
@@ -27,8 +27,8 @@ class Failure {
   Failure& operator=(const Failure&) = delete;
   virtual ~Failure() = default;
 
-  // The names of the functions that were active where the failure was thrown, innermost first, without the machinery of
-  // throwing. Throws when it cannot be read, as with no memory left.
+  // The function names of the stack where the failure was thrown, innermost first, without the runtime's own frames.
+  // Throws when it cannot be read, as with no memory left.
   virtual std::vector<std::string> Stack() const;
 
  private:

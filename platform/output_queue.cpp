@@ -7,7 +7,7 @@
 namespace platform {
 
 void OutputQueue::Clear() {
-  // The memory is kept for the next bytes, unless a flood left more of it than a quiet link needs.
+  // The memory is kept for the next bytes, but not that of a flood.
   constexpr std::size_t kKeptCapacity = std::size_t{64} * 1024;
   bytes_.clear();
   if (bytes_.capacity() > kKeptCapacity) bytes_.shrink_to_fit();

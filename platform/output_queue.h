@@ -1,4 +1,4 @@
-// Bytes on their way out of a non-blocking descriptor. Short writes are normal: what did not leave waits here.
+// Bytes waiting to be written to a non-blocking descriptor. Short writes are normal.
 
 #ifndef PLATFORM_OUTPUT_QUEUE_H_
 #define PLATFORM_OUTPUT_QUEUE_H_
@@ -19,8 +19,8 @@ class OutputQueue {
   void Append(std::string_view bytes) { bytes_ += bytes; }
   void Clear();
 
-  // Makes one attempt to send what waits. Returns 0, or the errno value of a failure, on which the queue is
-  // dropped; a descriptor that has no room now is no failure.
+  // Makes one attempt to send what waits. Returns 0, or the errno value of a failure, which drops the queue. A full
+  // descriptor is no failure.
   [[nodiscard]] std::int32_t SendTo(int descriptor);
 
  private:

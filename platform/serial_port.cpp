@@ -50,7 +50,7 @@ std::size_t OutputWaiting(int line) {
   return ioctl(line, TIOCOUTQ, &waiting) == 0 ? static_cast<std::size_t>(waiting) : 0;
 }
 
-// Discards output only when there is some: on a pseudo-terminal a flush takes back what the other side has yet to read.
+// Discards output only if there is some: on a pseudo-terminal a flush takes back what the other side has yet to read.
 void DiscardOutput(int line) {
   if (OutputWaiting(line) > 0) tcflush(line, TCOFLUSH);
 }
@@ -92,7 +92,7 @@ bool SerialPort::Open() {
     SetLastErrorCode(errno);
     return false;
   }
-  // A pseudo-terminal has no modem lines and refuses; so do some adapters.
+  // Refused by a pseudo-terminal, which has no modem lines, and by some adapters.
   int dtr = TIOCM_DTR;
   ioctl(line.Number(), dtr_ ? TIOCMBIS : TIOCMBIC, &dtr);
   Adopt(std::move(line));
@@ -121,7 +121,7 @@ bool SerialPort::ApplySettings(const Descriptor& line) const {
   cfsetospeed(&settings, speed);
   if (tcsetattr(line.Number(), TCSANOW, &settings) != 0) return false;
 
-  // The call succeeds when it could make any one of the changes; ask for what the line really has.
+  // tcsetattr succeeds if it could make any one of the changes: read back what the line has.
   termios applied{};
   if (tcgetattr(line.Number(), &applied) != 0) return false;
   const tcflag_t kChecked = CSIZE | PARENB | CSTOPB;

@@ -31,18 +31,18 @@ class SerialPort : public ByteStream {
   static constexpr std::chrono::milliseconds kClosingPatience{500};
 
   // Looks the port up: a name with a slash is a path, any other is a device under /dev; links are followed.
-  // Returns whether it names a character device, and attaches this object to it.
+  // Returns whether it names a character device, which this object is then attached to.
   [[nodiscard]] bool Find(const std::string& name);
 
-  // Settings of the next Open: 5 to 8 data bits, the parity and a standard speed in bits a second, without which no
-  // port opens; the data-terminal-ready line, dropped unless set. One stop bit and no flow control are fixed.
+  // Settings of the next Open, all required but the last: 5 to 8 data bits, parity, a standard speed in bits a second;
+  // DTR, which is dropped unless asserted. One stop bit and no flow control are fixed.
   void SetDataBits(std::int32_t bits) { data_bits_ = bits; }
   void SetParity(ParityKind parity) { parity_ = parity; }
   void SetSpeed(std::int32_t bits_per_second) { speed_ = bits_per_second; }
   void SetDtr(bool asserted) { dtr_ = asserted; }
 
-  // Opens the port found, for this process alone, with the settings in place before any byte. False, with the
-  // last error code set, when it is no terminal, is in use by another process or refuses the settings.
+  // Opens the port found, for this process alone, with the settings in place before any byte. Returns false, with the
+  // last error code set, when it is no terminal, is in use by another driver or refuses the settings.
   [[nodiscard]] bool Open();
 
   // Closes the port. Output that has not left by then is discarded.

@@ -6,7 +6,7 @@
 namespace platform {
 namespace {
 
-// The value of a digit in any base up to 16, or 16 for a byte that is no digit.
+// The value of a digit in any base up to 16; 16 for any other byte.
 int DigitValue(char c) {
   const char lower = ToLower(c);
   if (lower >= '0' && lower <= '9') return lower - '0';
@@ -39,7 +39,7 @@ std::int64_t ReadDigits(Digits digits) {
   return value;
 }
 
-// As CharacterLength, without the call for the bytes that addresses are made of.
+// CharacterLength, inlined for ASCII.
 std::size_t StepAt(std::string_view text, std::size_t position) {
   return static_cast<unsigned char>(text[position]) < 0x80 ? 1 : CharacterLength(text, position);
 }
@@ -98,7 +98,7 @@ std::size_t CharacterLength(std::string_view text, std::size_t position) {
   for (std::size_t i = 1; i < length; ++i) {
     if (!IsContinuation(text[position + i])) return 1;
   }
-  // The second byte alone tells an overlong form, a surrogate or a number past the last character.
+  // The second byte tells an overlong form, a surrogate or a code point past U+10FFFF.
   const auto second = static_cast<unsigned char>(text[position + 1]);
   const bool invalid = (first == 0xE0 && second < 0xA0) || (first == 0xED && second > 0x9F) ||
                        (first == 0xF0 && second < 0x90) || (first == 0xF4 && second > 0x8F);

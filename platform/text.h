@@ -1,4 +1,5 @@
-// Reading and comparing byte strings: letter case, numbers and UTF-8. Every function is pure and takes any bytes.
+// Byte strings: comparing without regard to letter case, reading numbers, UTF-8 characters. Pure functions of any
+// bytes.
 
 #ifndef PLATFORM_TEXT_H_
 #define PLATFORM_TEXT_H_
@@ -10,22 +11,22 @@
 
 namespace platform {
 
-// The byte with an ASCII capital made small; other bytes unchanged.
+// The byte in lower case if it is an ASCII letter.
 constexpr char ToLower(char c) {
   return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
 }
 
-// Whether the texts are equal when ASCII letters of either case count as the same.
+// Whether the texts are equal without regard to ASCII letter case.
 bool EqualIgnoringCase(std::string_view a, std::string_view b);
 
 // The number a text begins with: decimal digits, hexadecimal digits after "&h", base-2 digits after "&b" (either case
-// after "&"). No sign, no leading blanks; 0 without a number; a number too large gives the type's largest.
+// after "&"). No sign, no leading blanks; 0 without a number; saturates at the type's largest.
 std::int64_t ReadNumber(std::string_view text);
 
 // As ReadNumber, for a 32-bit number.
 std::int32_t ReadInt32(std::string_view text);
 
-// The low 32 bits of such a number, however many digits it has.
+// The low 32 bits of such a number of any length.
 std::uint32_t ReadLow32Bits(std::string_view text);
 
 // The hexadecimal number a text begins with, without any prefix.

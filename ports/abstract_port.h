@@ -1,4 +1,4 @@
-// The two interfaces between a transport to the device and its user: what a port does, and what it reports.
+// The interfaces of a device port and of the receiver of its events.
 //
 // A port opens itself when it is made. It keeps its receiver alive while that is set, and calls it only from
 // inside a poll of the port or a run of the event pump. Bytes pass as they are, without framing.
@@ -27,7 +27,7 @@ class iAbstractPortReceiver {
 
 class iAbstractPort {
  public:
-  // Sets who is told of input and errors; what comes while there is nobody is dropped.
+  // Sets the receiver of input and errors. Without one they are dropped.
   virtual void PortSetParent(std::shared_ptr<iAbstractPortReceiver> receiver) = 0;
 
   // Writes the bytes. The outcome is not reported here: a failed port drops them.

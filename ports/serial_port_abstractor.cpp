@@ -49,7 +49,7 @@ void cSerialPortAbstractor::PortSetParent(std::shared_ptr<iAbstractPortReceiver>
 }
 
 void cSerialPortAbstractor::PortSendData(const std::string& data) {
-  // What the host sent with its quit still goes out, but a slow line must not put the end off for long.
+  // Commands that came with the quit still go out, but a slow line must not put the end off for long.
   if (State().QuitRequested) SetOutputDeadline(kLastOutput);
   Write(data);
   WaitTransmitted();

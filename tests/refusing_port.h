@@ -1,4 +1,4 @@
-// A port of this computer that refuses every connection until it listens: it is taken, so that nobody else can.
+// A TCP port of the loopback that refuses connections until it listens. It is bound, so that no other process gets it.
 
 #ifndef TESTS_REFUSING_PORT_H_
 #define TESTS_REFUSING_PORT_H_
@@ -7,7 +7,7 @@
 
 #include "platform/descriptor.h"
 
-// Nothing but a socket, outside the event pump: a far end that cannot fail after it was made.
+// A plain socket outside the event pump: nothing of it can fail in a test that makes calls fail.
 class RefusingPort {
  public:
   // Throws std::system_error when no port can be had.
@@ -15,7 +15,7 @@ class RefusingPort {
 
   std::int32_t Number() const { return number_; }
   void Listen() const;
-  // A connection that has come, or -1.
+  // The next connection, or -1.
   int Accept() const;
 
  private:
