@@ -138,7 +138,7 @@ TEST(ProtocolPage, NamesCodesAsTheLogDoes) {
     const std::string cell = table->str(2);
     for (std::sregex_iterator found(cell.begin(), cell.end(), code); found != end; ++found) {
       Probe message;
-      message.Header = kind == "pan and tilt" ? "N" : "X";
+      message.Header.assign(1, kind == "pan and tilt" ? 'N' : 'X');
       message.fCCM = kind == "controller";
       message.Command = message.Code = found->str(1);
       EXPECT_EQ(kind == "error" ? message.GetErrorCodeDescription() : message.GetCommandCodeDescription(),

@@ -46,14 +46,14 @@ auto System(Arguments... arguments) {
 
 // Counts a call, and returns what it returns in the system's place.
 template <typename Result = int>
-std::optional<Result> Answer(Call call, long number = 0, unsigned long value = 0, const void* argument = nullptr) {
+std::optional<Result> Answer(Call call, long number = 0, unsigned long value = 0, void* argument = nullptr) {
   SystemCalls& calls = Calls();
   ++calls.counts.at(call);
   if (calls.error) {
     if (const int error = calls.error(call); error != 0) return static_cast<Result>(Failure(error));
   }
   const auto& hook = calls.hooks.at(call);
-  const auto result = hook ? hook(number, value, const_cast<void*>(argument)) : std::nullopt;
+  const auto result = hook ? hook(number, value, argument) : std::nullopt;
   return result ? std::optional(static_cast<Result>(*result)) : std::nullopt;
 }
 
@@ -91,7 +91,7 @@ const char* __asan_default_options() {
 }
 
 int connect(int socket, const sockaddr* address, socklen_t size) {
-  const auto answer = Answer(kConnect, socket, size, address);
+  const auto answer = Answer(kConnect, socket, size, const_cast<sockaddr*>(address));
   if (answer && errno != EINTR) return *answer;
   const auto result = static_cast<int>(syscall(SYS_connect, socket, address, size));
   return answer ? static_cast<int>(Failure(EINTR)) : result;  // goes on when it is interrupted
@@ -108,7 +108,7 @@ ssize_t read(int descriptor, void* bytes, std::size_t count) {
 }
 
 ssize_t write(int descriptor, const void* bytes, std::size_t count) {
-  if (const auto answer = Answer<ssize_t>(kWrite, descriptor, count, bytes)) return *answer;
+  if (const auto answer = Answer<ssize_t>(kWrite, descriptor, count, const_cast<void*>(bytes))) return *answer;
   return syscall(SYS_write, descriptor, bytes, count);
 }
 
@@ -118,7 +118,7 @@ int tcgetattr(int descriptor, termios* settings) noexcept {
 }
 
 int tcsetattr(int descriptor, int when, const termios* settings) noexcept {
-  if (const auto answer = Answer(kTcsetattr, descriptor, 0, settings)) return *answer;
+  if (const auto answer = Answer(kTcsetattr, descriptor, 0, const_cast<termios*>(settings))) return *answer;
   return System<&tcsetattr>(descriptor, when, settings);
 }
 
@@ -169,7 +169,7 @@ int open(const char* path, int flags, ...) {
   va_start(arguments, flags);
   const auto mode = (flags & O_CREAT) != 0 ? va_arg(arguments, mode_t) : 0;
   va_end(arguments);
-  if (const auto answer = Answer(kOpen, 0, static_cast<unsigned long>(flags), path)) return *answer;
+  if (const auto answer = Answer(kOpen, 0, static_cast<unsigned long>(flags), const_cast<char*>(path))) return *answer;
   return static_cast<int>(syscall(SYS_openat, AT_FDCWD, path, flags, mode));
 }
 
