@@ -96,8 +96,6 @@ void Describe(CLI::App& app, Options& options) {
       app.add_flag("--interactive", options.interactive, "carry out steps as they are typed, or come from a pipe");
   CLI::Option* const stand_in = app.add_flag(
       "--stand-in", options.stand_in, "play the device alone, for a real host; shows what reaches it until Ctrl-C");
-  app.add_flag("--watch", options.watch, "with --stand-in: one line a unit, with its last command, time and count")
-      ->needs(stand_in);
   CLI::Option* const record =
       app.add_option("--record", options.record, "write the session to a file, as a script that expects what happened")
           ->type_name("FILE");

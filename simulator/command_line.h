@@ -17,7 +17,6 @@ struct Options {
   std::string color = "auto";
   bool interactive = false;
   bool stand_in = false;
-  bool watch = false;
   bool verbose = false;
 };
 

@@ -99,7 +99,7 @@ int Run(Options options) {
   platform::EventPump::Instance();  // from here on, a reader that has left is an error like any other
   Transcript transcript({.colours = WantsColours(options.color), .verbose = options.verbose});
   if (options.stand_in) {
-    RunStandIn(options.setup.place, options.watch, isatty(STDOUT_FILENO) == 1, transcript);
+    RunStandIn(options.setup.place, transcript);
     return Finish(kAsItShouldBe, transcript.WriteError());
   }
   const Script script = options.script.empty() ? Demonstration() : ReadScript(options.script);

@@ -86,7 +86,6 @@ TEST_F(Simulator, RefusesWhatIsWrongAndTellsHowASessionWent) {
       {2, {"--device", "192.0.2.7:65536"}, {"a port is 1 to 65535"}},
       {2, {"--ip", "--port", "/dev/null"}, {"--port"}},
       {2, {"--other-end", "/dev/null"}, {"--port"}},
-      {2, {"--watch"}, {"--stand-in"}},
       {2, {"--patience", "0"}, {"--patience"}},
       {2, {"--color=often"}, {"--color"}},
       {2, {"unexpected"}, {"unexpected"}},
@@ -149,26 +148,19 @@ TEST_F(Simulator, WatchesTheOtherEndOfARealLineAndRecords) {
 
 TEST_F(Simulator, StandsInForTheDevice) {
   const auto device = Start({"--stand-in"});
-  const auto watched = Start({"--stand-in", "--watch"});
   const std::string kStart = "the interface is at ";
+  std::string& output = device->Output().Received;
   for (int driver = 0; driver < 2; ++driver) {  // one may leave and the next come
-    for (ChildProcess* simulator : {device.get(), watched.get()}) {
-      std::string& output = simulator->Output().Received;
-      ASSERT_TRUE(WaitFor([&] { return output.find("Ctrl-C ends.\n") != std::string::npos; }));
-      ASSERT_THAT(output, StartsWith(kStart));
-      const std::string path = output.substr(kStart.size(), output.find('\n') - kStart.size());
-      const platform::Descriptor port(open(path.c_str(), O_RDWR | O_NOCTTY));
-      ASSERT_EQ(write(port.Number(), "0102U", 5), 5);
-      const std::string shown =
-          simulator == device.get() ? "0102U  unit 0102 up (ON)\n" : "  " + std::to_string(driver + 1) + "\n";
-      EXPECT_TRUE(WaitFor([&] { return output.ends_with(shown); })) << output;
-    }
+    ASSERT_TRUE(WaitFor([&] { return output.find("Ctrl-C ends.\n") != std::string::npos; }));
+    ASSERT_THAT(output, StartsWith(kStart));
+    const std::string path = output.substr(kStart.size(), output.find('\n') - kStart.size());
+    const platform::Descriptor port(open(path.c_str(), O_RDWR | O_NOCTTY));
+    ASSERT_EQ(write(port.Number(), "0102U", 5), 5);
+    EXPECT_TRUE(WaitFor([&] { return output.ends_with("0102U  unit 0102 up (ON)\n"); })) << output;
   }
-  for (ChildProcess* simulator : {device.get(), watched.get()}) {
-    simulator->Signal(SIGINT);
-    WaitForEnd(*simulator);
-    EXPECT_EQ(simulator->Status(), 0);
-  }
+  device->Signal(SIGINT);
+  WaitForEnd(*device);
+  EXPECT_EQ(device->Status(), 0);
 }
 
 TEST_F(Simulator, IsTypedToAtATerminal) {

@@ -8,7 +8,6 @@
 #include <sstream>
 
 #include "simulator/command_line.h"
-#include "simulator/unit_view.h"
 #include "simulator/wording.h"
 #include "tests/kit.h"
 
@@ -105,21 +104,6 @@ TEST(Wording, PutsBytesInWords) {
   EXPECT_EQ(DeviceBytesInWords("01D2U"), "01D2U  unit 01D2 up (ON)");
   EXPECT_EQ(DeviceBytesInWords(std::string("0102U\0", 6)), "0102U\\00  (raw bytes)");
   EXPECT_EQ(Printable("\\\x7F"), "\\5C\\7F");
-}
-
-TEST(UnitView, KeepsOneLineAUnit) {
-  UnitView lines(0);
-  EXPECT_EQ(lines.Take("0102U03", "10:00:00"), "unit 0102     up (ON)     10:00:00  1\n");
-  EXPECT_EQ(lines.Take("04S0102D", "10:00:01"),
-            "unit 0304     stop        10:00:01  1\n"
-            "unit 0102     down (OFF)  10:00:01  2\n");
-  EXPECT_EQ(lines.Take(std::string(1, '\0') + "U", "10:00:02"), "other         raw bytes   10:00:02  1\n");
-  UnitView table(2);
-  table.Take("0001U0002U", "10:00:00");
-  EXPECT_EQ(table.Take("0001D0003S", "10:00:01"),
-            "\x1b[2A\x1b[J"
-            "unit 0001     down (OFF)  10:00:01  2\n"
-            "unit 0003     stop        10:00:01  1\n");
 }
 
 }  // namespace
