@@ -1,8 +1,11 @@
 // torvy-simulator: plays the host and, unless a real one is named, the device of a torvy-driver that it starts.
 
+#include <fcntl.h>
+#include <langinfo.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <clocale>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -34,6 +37,20 @@ int Finish(int status, int write_error) {
   if (write_error == 0) return status;
   if (write_error == EPIPE) return kNotAsItShouldBe;
   return Complain("cannot write standard output: " + std::generic_category().message(write_error), kNotAsItShouldBe);
+}
+
+// No file or link that is opened later may become standard input or output.
+void OpenStandardDescriptors() {
+  for (int number = STDIN_FILENO; number <= STDERR_FILENO; ++number) {
+    // The lowest free number is the one that open takes.
+    if (fcntl(number, F_GETFD) == -1) open("/dev/null", O_RDWR);
+  }
+}
+
+// The characters that are typed and shown. An ASCII locale, which would lose all others, becomes UTF-8.
+void SetCharacterEncoding() {
+  std::setlocale(LC_CTYPE, "");
+  if (std::string_view(nl_langinfo(CODESET)) == "ANSI_X3.4-1968") std::setlocale(LC_CTYPE, "C.UTF-8");
 }
 
 bool WantsColours(const std::string& when) {
@@ -112,6 +129,8 @@ int Run(Options options) {
 }  // namespace
 
 int main(int argument_count, char** argument_values) {
+  OpenStandardDescriptors();
+  SetCharacterEncoding();
   try {
     const auto asked = ReadCommandLine(argument_count, argument_values);
     if (const auto* const options = std::get_if<Options>(&asked)) return Run(*options);

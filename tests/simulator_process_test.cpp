@@ -184,9 +184,18 @@ TEST_F(Simulator, IsTypedToAtATerminal) {
   type("stream -1\r", "stream takes a number from 1 to 1000000");
   type("expect lo\tno\r", "g no\r\n");  // as the editor shows it, not the line that echoes what comes early
   type("\x03", "interrupted while waiting for the log line \"no\"");
-  type("0102 ON\r", "unit 0102 up (ON)");
+  type(
+      "command \xC3\xBC"
+      "7 ON\r",
+      "unit at \xC3\xBC"
+      "7,");
+  type("0102", "0102");
+  shown.clear();
+  simulator.Signal(SIGTSTP);  // without a shell above it goes on, and edits as before
+  EXPECT_TRUE(WaitFor([&] { return shown.find("torvy> 0102") != std::string::npos; })) << shown;
+  type(" ON\r", "unit 0102 up (ON)");
   type("\x1b[A\r", "unit 0102 up (ON)");
-  terminal.Line().Send("fault host close\rrm -r half-typed");
+  type("fault host close\r" + std::string(100, 'x'), "\x1b[1A\r\x1b[J");  // typed on two rows, and hidden for an event
   EXPECT_TRUE(WaitFor([&] { return simulator.Status().has_value(); }));
   EXPECT_EQ(simulator.Status(), 0) << shown;
   int waiting = -1;
