@@ -149,8 +149,8 @@ class LineEditor::Terminal {
       if (EditingSignals::TakeContinued()) TakeTerminalOver();
       if (EditingSignals::TakeResized()) el_resize(editor_.get());
       // Asked last: an interruption takes away what there was to read.
-      if (interruption::Take()) interrupted_ = true;
-      if (interrupted_ || interruption::IsEnd() || (*is_over_)()) return false;
+      if (interruption::TakeInterrupt()) interrupted_ = true;
+      if (interrupted_ || interruption::TerminationIsPending() || (*is_over_)()) return false;
     }
     typed_ahead_ = input_.Read();
     return !typed_ahead_.empty();

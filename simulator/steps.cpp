@@ -41,11 +41,11 @@ const StepRow* FindRow(std::string_view line) {
   return found;
 }
 
-// Each of these reads what a step takes; returns what is wrong, if anything.
+// Each of these reads a step's operand; returns what is wrong with it, if anything.
 std::string ReadText(std::string_view rest, Step& step) {
   if (rest.empty()) return "takes a text";
   const auto text = ReadPrintable(rest);
-  if (!text) return "takes a text in which \\ has two hexadecimal digits: " + Quoted(rest);
+  if (!text) return "takes a text in which \\ is followed by two hexadecimal digits: " + Quoted(rest);
   step.text = *text;
   return {};
 }
@@ -56,7 +56,7 @@ std::string ReadBytes(std::string_view rest, Step& step) {
     std::string escaped = word.size() == 1 ? "\\0" : "\\";
     escaped += word;
     const auto byte = word.size() > 2 ? std::nullopt : ReadPrintable(escaped);
-    if (!byte) return "takes bytes in hexadecimal, such as 01 2A FF; " + Quoted(word) + " is none";
+    if (!byte) return "takes bytes in hexadecimal, such as 01 2A FF; " + Quoted(word) + " is not one";
     step.text += *byte;
   }
   if (step.text.empty()) return "takes bytes in hexadecimal, such as 01 2A FF";
@@ -70,11 +70,13 @@ std::string ReadCount(std::string_view rest, Step& step) {
   const bool number = error == std::errc() && end == rest.data() + rest.size();
   if (number && step.count > 0 && step.count <= kLargestCount) return {};
   std::string wrong = "takes a number from 1 to 1000000";
-  if (!rest.empty()) wrong += "; " + Quoted(rest) + " is none";
+  if (!rest.empty()) wrong += "; " + Quoted(rest) + " is not one";
   return wrong;
 }
 
 std::string ReadCommand(std::string_view rest, Step& step) {
+  constexpr std::size_t kMostBytes = 65'000;  // the packet, with keys and lengths, holds 65535
+  if (rest.size() > kMostBytes) return "takes at most 65000 bytes, or its packet would be too long";
   step.address = TakeWord(rest);
   step.text = rest;
   return step.text.empty() ? "takes an address and a command: 0102 ON" : "";
@@ -83,7 +85,7 @@ std::string ReadCommand(std::string_view rest, Step& step) {
 std::string ReadOperand(std::string_view rest, Step& step) {
   switch (step.row->takes) {
     case Takes::kNothing:
-      return rest.empty() ? "" : "takes nothing more; here it is followed by " + Quoted(rest);
+      return rest.empty() ? "" : "takes no operand; it is followed by " + Quoted(rest);
     case Takes::kText:
       return ReadText(rest, step);
     case Takes::kBytes:
@@ -116,7 +118,7 @@ Step ReadStep(std::string_view line) {
   const std::string_view word = TakeWord(rest);
   Step step{.row = FindRow(line), .line = std::string(line)};
   if (step.row == nullptr) {
-    // A word without a digit is rather a step that was mistyped than the address of a unit.
+    // A first word without a digit is a mistyped step rather than the address of a unit.
     const bool address = word.find_first_of("0123456789") != std::string_view::npos;
     if (!address) return NoStep(line, Quoted(line) + " is no step; help lists them");
     step.row = &StepRows().front();
@@ -124,6 +126,11 @@ Step ReadStep(std::string_view line) {
   const std::string wrong = ReadOperand(After(step.row->words, line).value_or(""), step);
   if (wrong.empty()) return step;
   return NoStep(line, (step.row->words.empty() ? "a device command" : std::string(step.row->words)) + " " + wrong);
+}
+
+std::string WhyNotPerformable(const Step& step) {
+  const bool first_only = step.row != nullptr && step.row->perform == nullptr;
+  return first_only ? Shortened(step.line) + " can only be a script's first step" : step.wrong;
 }
 
 std::vector<std::string> StepsThatBegin(std::string_view typed) {
@@ -145,8 +152,9 @@ std::string HelpRow(std::string_view name, std::string_view meaning) {
 }
 
 std::string StepsHelp() {
-  std::string help;
-  for (const StepRow& row : StepRows()) help += HelpRow(row.Usage(), row.help);
-  help.pop_back();
-  return help;
+  std::string steps;
+  std::string for_tests;
+  for (const StepRow& row : StepRows()) (row.tests_driver ? for_tests : steps) += HelpRow(row.Usage(), row.help);
+  for_tests.pop_back();
+  return steps + "\nFor testing a driver:\n" + for_tests;
 }

@@ -8,11 +8,39 @@
 
 namespace {
 
-constexpr std::string_view kActions = "UDS";
 constexpr std::size_t kUsualLength = 5;  // of a Torvy command; a short address makes it shorter
 
 bool IsPrintable(char byte) {
   return byte >= ' ' && byte <= '~';
+}
+
+std::string_view LetterInWords(char letter) {
+  switch (letter) {
+    case 'U':
+      return "up (ON)";
+    case 'D':
+      return "down (OFF)";
+    case 'S':
+      return "stop";
+    default:
+      return {};
+  }
+}
+
+// Takes the device command off the front of `bytes` and returns it in words; none when they begin with none.
+std::optional<std::string> TakeCommandInWords(std::string_view& bytes) {
+  // An address may hold one of the letters, too: a command of the usual length is preferred.
+  const bool usual =
+      bytes.size() >= kUsualLength && kCommandLetters.find(bytes[kUsualLength - 1]) != std::string_view::npos;
+  const std::size_t end = usual ? kUsualLength - 1 : bytes.find_first_of(kCommandLetters);
+  const std::string_view address = bytes.substr(0, end);
+  if (end == std::string_view::npos || !std::ranges::all_of(address, IsPrintable)) return std::nullopt;
+  std::string words = "unit ";
+  words += address;
+  words += ' ';
+  words += LetterInWords(bytes[end]);
+  bytes.remove_prefix(end + 1);
+  return words;
 }
 
 }  // namespace
@@ -51,11 +79,23 @@ std::optional<std::string> ReadPrintable(std::string_view text) {
   return bytes;
 }
 
+std::string Shortened(std::string_view text) {
+  constexpr unsigned kContinuationMask = 0xC0;  // of a UTF-8 character, which is not cut in two
+  constexpr unsigned kContinuation = 0x80;
+  std::size_t end = std::min(text.size(), kMostShown);
+  while (end > 0 && end < text.size() && (static_cast<unsigned char>(text[end]) & kContinuationMask) == kContinuation) {
+    --end;
+  }
+  std::string shown;
+  for (const char byte : text.substr(0, end)) {
+    const bool control = std::iscntrl(static_cast<unsigned char>(byte)) != 0;
+    shown += control ? Printable({&byte, 1}) : std::string(1, byte);
+  }
+  return end < text.size() ? shown + "..." : shown;
+}
+
 std::string Quoted(std::string_view text) {
-  std::string quoted(1, '"');
-  quoted += text;
-  quoted += '"';
-  return quoted;
+  return '"' + Shortened(text) + '"';
 }
 
 std::string Wrapped(std::string_view text, std::size_t indent, std::size_t width) {
@@ -79,43 +119,15 @@ std::string Wrapped(std::string_view text, std::size_t indent, std::size_t width
   return lines;
 }
 
-std::string_view ActionInWords(char action) {
-  switch (action) {
-    case 'U':
-      return "up (ON)";
-    case 'D':
-      return "down (OFF)";
-    case 'S':
-      return "stop";
-    default:
-      return {};
-  }
-}
-
-std::optional<TorvyCommand> TakeTorvyCommand(std::string& bytes) {
-  // An address may hold such a letter, too: a command of the usual length is preferred.
-  const bool usual = bytes.size() >= kUsualLength && kActions.find(bytes[kUsualLength - 1]) != std::string_view::npos;
-  const std::size_t end = usual ? kUsualLength - 1 : bytes.find_first_of(kActions);
-  if (end == std::string::npos ||
-      !std::all_of(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(end), IsPrintable)) {
-    return std::nullopt;
-  }
-  TorvyCommand command{bytes.substr(0, end), bytes[end]};
-  bytes.erase(0, end + 1);
-  return command;
-}
-
 std::string DeviceBytesInWords(std::string_view bytes) {
-  constexpr std::size_t kMostInWords = 60;
-  if (bytes.size() > kMostInWords) return std::to_string(bytes.size()) + " bytes";
+  if (bytes.size() > kMostShown) return std::to_string(bytes.size()) + " bytes";
   std::string words;
-  std::string rest(bytes);
+  std::string_view rest = bytes;
   while (!rest.empty()) {
-    const auto command = TakeTorvyCommand(rest);
+    const auto command = TakeCommandInWords(rest);
     if (!command) return Printable(bytes) + "  (raw bytes)";
     if (!words.empty()) words += ", then ";
-    words += "unit " + command->address + " ";
-    words += ActionInWords(command->action);
+    words += *command;
   }
   return Printable(bytes) + "  " + words;
 }
