@@ -233,6 +233,7 @@ TEST_F(Simulator, IsTypedToAtATerminal) {
   const platform::Descriptor shell(open(terminal.Path().c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK));
   ChildProcess simulator(TORVY_SIMULATOR, {"--interactive"}, [&] {
     setenv("TERM", "xterm", 1);
+    setenv("LC_ALL", "C", 1);  // characters beyond ASCII are read all the same
     setsid();
     const int line = open(terminal.Path().c_str(), O_RDWR);
     for (const int number : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) dup2(line, number);
