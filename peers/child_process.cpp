@@ -38,7 +38,7 @@ Pipe OpenPipe() {
 ChildProcess::ChildProcess(const std::string& program, const std::vector<std::string>& arguments,
                            const std::function<void()>& prepare) {
   Pipe output = OpenPipe();
-  Pipe report = OpenPipe();  // closed by the exec, or told the reason why there was none
+  Pipe report = OpenPipe();  // closed by exec, or gets the errno value of its failure
   std::vector<std::string> texts{program};
   texts.insert(texts.end(), arguments.begin(), arguments.end());
   std::vector<char*> pointers;

@@ -1,4 +1,4 @@
-// A program that is run beside this one, with its standard output collected.
+// A child process whose standard output is collected.
 
 #ifndef PEERS_CHILD_PROCESS_H_
 #define PEERS_CHILD_PROCESS_H_
@@ -15,8 +15,8 @@
 
 class ChildProcess {
  public:
-  // Starts the program at a path. `prepare` runs in the child just before the program, and may make only
-  // calls that are safe after a fork. Throws std::system_error when the program cannot be started.
+  // Starts the program at a path. `prepare` runs in the child between fork and exec, and may make async-signal-safe
+  // calls only. Throws std::system_error when the program cannot be started.
   ChildProcess(const std::string& program, const std::vector<std::string>& arguments,
                const std::function<void()>& prepare = nullptr);
   // Kills a child that still runs.
@@ -28,17 +28,17 @@ class ChildProcess {
   Channel& Output() { return *output_; }
   void Signal(int signal) const;
 
-  // Whether a running child has the processor or waits for it, and how often it has gone to sleep so far.
+  // Whether a running child is runnable, and its number of voluntary context switches.
   bool IsBusy() const;
   long Sleeps() const { return Count("voluntary_ctxt_switches:"); }
-  // The most memory that the child has had so far; 0 where the system does not tell.
+  // The peak resident memory; 0 where the system does not tell.
   long PeakMemoryKiB() const { return status_ ? peak_memory_kib_ : Count("VmHWM:"); }
 
-  // How the child ended, once it has: its exit status, or 128 plus the signal that ended it.
+  // The exit status, or 128 plus the signal that killed the child; none while it runs.
   std::optional<int> Status();
 
  private:
-  // A number that the system tells about a running child, by its name there.
+  // The number after a name in /proc/PID/status.
   long Count(const std::string& name) const;
 
   pid_t id_ = -1;

@@ -12,7 +12,7 @@
 
 namespace {
 
-void Require(bool succeeded, const char* what) {
+void Require(bool succeeded, const std::string& what) {
   if (!succeeded) throw std::system_error(errno, std::generic_category(), what);
 }
 
@@ -24,13 +24,18 @@ sockaddr* AsSocketAddress(sockaddr_storage& storage) {
 
 Listener::Listener(const std::string& address, int backlog, std::int32_t port) {
   const auto list = platform::AddressLookup::Numeric(address, port);
-  if (!list || list->addresses.empty()) throw std::system_error(EADDRNOTAVAIL, std::generic_category(), address);
+  if (!list || list->addresses.empty()) {
+    throw std::system_error(EINVAL, std::generic_category(), address + " is not a numeric address");
+  }
   const platform::SocketAddress& where = list->addresses.front();
   listening_ = platform::Descriptor(socket(where.family, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
+  // A fixed port can be had again while connections of the last run are still in TIME_WAIT.
+  const int on = 1;
+  if (port != 0) setsockopt(listening_.Number(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
   Require(bind(listening_.Number(), reinterpret_cast<const sockaddr*>(where.bytes.data()),
                static_cast<socklen_t>(where.bytes.size())) == 0 &&
               listen(listening_.Number(), backlog) == 0,
-          "listening");
+          "listening at " + address + ", port " + std::to_string(port));
   sockaddr_storage bound{};
   socklen_t size = sizeof bound;
   getsockname(listening_.Number(), AsSocketAddress(bound), &size);

@@ -1,4 +1,4 @@
-// A listening TCP port of this computer's loopback.
+// A listening TCP port of this computer.
 
 #ifndef PEERS_LISTENER_H_
 #define PEERS_LISTENER_H_
@@ -7,6 +7,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <utility>
 
 #include "peers/channel.h"
 #include "platform/descriptor.h"
@@ -15,12 +16,14 @@
 class Listener : public platform::EventSource {
  public:
   // Listens at once on a numeric address of this computer, with room for so many connections that were not yet
-  // accepted, at a port that is free or the one named; throws std::system_error when it cannot.
+  // accepted; port 0 takes a free one. Throws std::system_error when it cannot.
   explicit Listener(const std::string& address = "127.0.0.1", int backlog = kUsualBacklog, std::int32_t port = 0);
 
   std::int32_t Port() const { return port_; }
-  // The last connection that was accepted, null before the first.
+  // The connection that was accepted last; null before the first.
   Channel* Peer() const { return peer_.get(); }
+  // Hands over the last connection, which the next one would otherwise replace.
+  std::unique_ptr<Channel> TakePeer() { return std::move(peer_); }
   std::function<void()> OnAccept;  // called with a new Peer in place
   bool Paused = false;             // accepts nobody
 

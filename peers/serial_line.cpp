@@ -6,7 +6,8 @@
 #include <cerrno>
 #include <system_error>
 
-platform::Descriptor OpenSerialLine(const std::string& path) {
+platform::Descriptor OpenSerialLine(const std::string& name) {
+  const std::string path = name.find('/') == std::string::npos ? "/dev/" + name : name;
   // Non-blocking, or the call would wait for a modem's carrier.
   platform::Descriptor line(open(path.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC));
   termios settings{};

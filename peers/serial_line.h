@@ -7,8 +7,9 @@
 
 #include "platform/descriptor.h"
 
-// Opens the port at a path as the interface has it: 9600 bits a second, 8 data bits, no parity, every byte as it is.
-// What waited in it is discarded. Throws std::system_error when it cannot be opened or is no terminal.
-platform::Descriptor OpenSerialLine(const std::string& path);
+// Opens a port as the interface does: 9600 baud, 8 data bits, no parity, raw. Pending input is discarded. A name
+// without a slash is looked up under /dev, as the driver does. Throws std::system_error when it cannot be opened or is
+// no terminal.
+platform::Descriptor OpenSerialLine(const std::string& name);
 
 #endif  // PEERS_SERIAL_LINE_H_

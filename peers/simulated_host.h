@@ -1,4 +1,4 @@
-// The host's end of the link: listens for the driver, sends it commands and reads its handshake and log lines.
+// The host's end of the host link: listens for the driver, sends commands, parses the handshake and the log packets.
 
 #ifndef PEERS_SIMULATED_HOST_H_
 #define PEERS_SIMULATED_HOST_H_
@@ -41,12 +41,12 @@ class SimulatedHost {
   // What the driver has sent so far.
   const std::optional<std::string>& ConnectionID() const { return connection_id_; }
   const std::vector<LogLine>& Log() const { return log_; }
-  // The log so far, each line after its level and a blank.
+  // The log so far, each line as "LEVEL TEXT".
   std::vector<std::string> Lines() const;
   void ForgetLog() { log_.clear(); }
   // Whether such a log line has come.
   bool HasLogged(std::string_view text) const;
-  // Bytes that are neither the handshake nor a log packet; a driver sends none.
+  // Bytes that are neither the handshake nor a log packet. There should be none.
   const std::string& Unexpected() const { return unexpected_; }
 
   std::function<void()> OnHandshake;

@@ -1,4 +1,4 @@
-// Waiting for an event with a limit, while the event pump runs.
+// Waits for a condition, with a limit, while the event pump runs.
 
 #ifndef PEERS_WAITING_H_
 #define PEERS_WAITING_H_
@@ -7,11 +7,11 @@
 #include <cstdint>
 #include <functional>
 
-// How long something is waited for. Only the waiting uses it up, a slice at a time: a machine that stood still or is
-// slow takes none of it from what is waited for.
+// A time limit that is counted in short waits rather than on the clock: a machine that is slow or was suspended does
+// not use it up.
 class Patience {
  public:
-  // However often it is renewed, it ends after `most` times its length.
+  // Ends after `most` times its length, however often it is renewed.
   explicit Patience(std::chrono::milliseconds each, int most = 1);
 
   // Runs the pump for a slice; false once none is left.

@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cstdlib>
@@ -17,30 +18,30 @@ constexpr const char* kVersion = "torvy-simulator " TORVY_VERSION;
 constexpr const char* kDriverName = "torvy-driver";
 constexpr std::size_t kWidth = 79;
 
-// Splits ADDRESS:PORT, where an IPv6 address stands in brackets; returns what is wrong, if anything.
-std::string ReadDevice(const std::string& text, Device::Place& place) {
+// Reads ADDRESS:PORT, where an IPv6 address stands in brackets.
+Device::TcpAddress ReadTcpAddress(const std::string& text) {
   constexpr int kHighestPort = 65535;
-  const std::size_t colon = text.rfind(':');
-  std::string wrong = Quoted(text) + " is no device; one is named like 192.0.2.7:4001 or [2001:db8::7]:4001";
-  if (colon == std::string::npos || colon == 0) return wrong;
-  std::string address = text.substr(0, colon);
-  const bool bracketed = address.size() > 2 && address.front() == '[' && address.back() == ']';
-  if (bracketed) address = address.substr(1, address.size() - 2);
-  if (!bracketed && address.find_first_of(":[]") != std::string::npos) return wrong;
-  const char* const end = text.data() + text.size();
-  const auto [stopped, error] = std::from_chars(text.data() + colon + 1, end, place.tcp_port);
-  if (error != std::errc() || stopped != end) return wrong;
-  if (place.tcp_port < 1 || place.tcp_port > kHighestPort) return Quoted(text) + ": a port is 1 to 65535";
-  place.address = address;
-  place.over_ip = true;
-  return {};
+  const std::size_t colon = std::min(text.rfind(':'), text.size());
+  Device::TcpAddress address{text.substr(0, colon)};
+  std::string& host = address.address;
+  const bool bracketed = host.size() > 2 && host.front() == '[' && host.back() == ']';
+  if (bracketed) host = host.substr(1, host.size() - 2);
+  const std::string port = text.substr(std::min(colon + 1, text.size()));
+  const char* const end = port.data() + port.size();
+  const auto [stopped, error] = std::from_chars(port.data(), end, address.port);
+  const bool split = !host.empty() && (bracketed || host.find_first_of(":[]") == std::string::npos);
+  if (!split || error != std::errc() || stopped != end) {
+    throw UsageError(Quoted(text) + " is no address and port such as 192.0.2.7:4001 or [2001:db8::7]:4001");
+  }
+  if (address.port < 1 || address.port > kHighestPort) throw UsageError(Quoted(text) + ": a port is 1 to 65535");
+  return address;
 }
 
 bool CanRun(const std::string& path) {
   return access(path.c_str(), X_OK) == 0;
 }
 
-// The program of that name in PATH; empty when there is none.
+// The path of a program in PATH; empty when there is none.
 std::string FindInPath(const std::string& name) {
   const char* const path = std::getenv("PATH");
   std::istringstream folders(path == nullptr ? "" : path);
@@ -68,37 +69,40 @@ std::string FindDriver(const std::string& asked, const std::string& own_name) {
   const std::string found = asked.empty() ? UsualDriver(own_name) : FindInPath(asked);
   if (!found.empty()) return found;
   throw UsageError(asked.empty() ? "no torvy-driver beside this program or in PATH; name it with --driver"
-                                 : Quoted(asked) + " is no program in PATH");
+                                 : Quoted(asked) + " is not a program in PATH");
 }
 
 void Describe(CLI::App& app, Options& options) {
   constexpr int kMostSeconds = 86'400;
   auto& setup = options.setup;
   CLI::Option* const ip =
-      app.add_flag("--ip", setup.place.over_ip, "reach the device over TCP instead of a serial line");
+      app.add_flag("--ip", setup.device.over_ip, "reach the device over TCP instead of a serial line");
   CLI::Option* const port =
-      app.add_option("--port", setup.place.port, "use a real device on this serial port")->type_name("PATH");
-  app.add_option("--other-end", setup.place.other_end,
+      app.add_option("--port", setup.device.port, "use a real device on this serial port, a path or a name under /dev")
+          ->type_name("NAME");
+  app.add_option("--other-end", setup.device.other_end,
                  "with --port: the port at the other end of its line, to see and check what arrives there")
-      ->type_name("PATH")
+      ->type_name("NAME")
       ->needs(port);
-  CLI::Option* const device = app.add_option_function<std::string>(
-                                     "--device",
-                                     [&setup](const std::string& text) {
-                                       const std::string wrong = ReadDevice(text, setup.place);
-                                       if (!wrong.empty()) throw CLI::ValidationError("--device", wrong);
-                                     },
-                                     "use a real device in the network")
-                                  ->type_name("ADDRESS:PORT");
+  CLI::Option* const device =
+      app.add_option("--device", options.device, "use a real device on the network")->type_name("ADDRESS:PORT");
+  app.add_flag("--yes", options.yes, "with --port or --device: play the demonstration without asking");
   CLI::Option* const script = app.add_option("--script", options.script,
                                              "play the steps of a file, and check what it expects; - is standard input")
                                   ->type_name("FILE");
   CLI::Option* const interactive =
-      app.add_flag("--interactive", options.interactive, "carry out steps as they are typed, or come from a pipe");
+      app.add_flag("--interactive", options.interactive, "perform steps as they are typed, or come from a pipe");
   CLI::Option* const stand_in = app.add_flag(
       "--stand-in", options.stand_in, "play the device alone, for a real host; shows what reaches it until Ctrl-C");
-  app.add_flag("--watch", options.watch, "with --stand-in: one line a unit, with its last command, time and count")
-      ->needs(stand_in);
+  CLI::Option* const listen =
+      app.add_option("--listen", options.listen, "with --stand-in: reach the device over TCP at this address and port")
+          ->type_name("ADDRESS:PORT")
+          ->needs(stand_in);
+  CLI::Option* const link =
+      app.add_option("--link", options.link,
+                     "with --stand-in: a symbolic link to the pseudo-terminal, removed at the end")
+          ->type_name("PATH")
+          ->needs(stand_in);
   CLI::Option* const record =
       app.add_option("--record", options.record, "write the session to a file, as a script that expects what happened")
           ->type_name("FILE");
@@ -108,14 +112,18 @@ void Describe(CLI::App& app, Options& options) {
           ->type_name("NAME");
   app.add_option_function<int>(
          "--patience", [&setup](int seconds) { setup.patience = std::chrono::seconds(seconds); },
-         "how long to wait while nothing at all happens; usually 30")
+         "how long to wait while nothing happens, besides the driver's own pauses; usually 30")
       ->type_name("SECONDS")
       ->check(CLI::Range(1, kMostSeconds).description(""));
   app.add_flag("--verbose", options.verbose, "show each packet's bytes and debug text");
+  app.add_option("--time", options.time, "show the time of day (clock) or seconds since the start (elapsed)")
+      ->type_name("KIND")
+      ->check(CLI::IsMember({"clock", "elapsed"}).description(""));
   app.add_option("--color", options.color, "show colours: auto, always or never")
       ->type_name("WHEN")
       ->check(CLI::IsMember({"auto", "always", "never"}).description(""));
   port->excludes(ip, device);
+  link->excludes(ip, listen);
   interactive->excludes(script);
   stand_in->excludes(port, device, script, interactive, record, driver);
   app.set_help_flag("-h,--help", "show this text");
@@ -127,7 +135,8 @@ std::string Help() {
       "usage: torvy-simulator [OPTION]...\n\n" +
       Wrapped(
           "Starts torvy-driver between a simulated host and a simulated device, sends it commands and shows what "
-          "goes over each link. Without options it plays a short demonstration over a pseudo-terminal.",
+          "goes over each link. Without options it plays a short demonstration over a pseudo-terminal. With --port or "
+          "--device the demonstration moves the real units 0102 and 0304, and asks first.",
           0, kWidth) +
       "\n\n";
   for (const OptionRow& row : OptionRows()) {
@@ -136,7 +145,7 @@ std::string Help() {
   help += "\nSteps, one a line:\n" + StepsHelp() + "\n\n";
   return help +
          Wrapped(
-             "Exit status: 0 when all went as it should, 1 when it did not, 2 when the command line or a "
+             "Exit status: 0 when the session passed, 1 when it failed, 2 when the command line or a "
              "script is wrong or the driver cannot be started.",
              0, kWidth) +
          "\n";
@@ -171,6 +180,10 @@ std::variant<Options, std::string> ReadCommandLine(int argument_count, const cha
   } catch (const CLI::ParseError& error) {
     throw UsageError(error.what());
   }
+  Device::Endpoint& endpoint = options.setup.device;
+  if (!options.device.empty()) endpoint.network = ReadTcpAddress(options.device);
+  if (!options.listen.empty()) endpoint.listen = ReadTcpAddress(options.listen);
+  endpoint.over_ip = endpoint.over_ip || !options.device.empty() || !options.listen.empty();
   if (!options.stand_in) options.setup.driver = FindDriver(options.setup.driver, *argument_values);
   return options;
 }

@@ -1,4 +1,4 @@
-// What torvy-simulator is asked for on its command line.
+// The command line of torvy-simulator.
 
 #ifndef SIMULATOR_COMMAND_LINE_H_
 #define SIMULATOR_COMMAND_LINE_H_
@@ -12,13 +12,17 @@
 
 struct Options {
   Session::Setup setup;
+  std::string device;  // ADDRESS:PORT as given; so is the next
+  std::string listen;
   std::string script;  // "-" for standard input; empty for the demonstration
-  std::string record;  // where to record to; empty for nowhere
+  std::string record;  // file to record to; empty for none
+  std::string link;    // symbolic link to the stand-in's pseudo-terminal; empty for none
   std::string color = "auto";
+  std::string time;  // empty for the usual one
   bool interactive = false;
   bool stand_in = false;
-  bool watch = false;
   bool verbose = false;
+  bool yes = false;  // the demonstration may move real units
 };
 
 // What is wrong with a command line.
@@ -27,7 +31,7 @@ class UsageError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-// An option as help shows it.
+// An option, as help shows it.
 struct OptionRow {
   std::string names;  // "-h, --help"
   std::string value;  // "PATH", or empty

@@ -6,64 +6,85 @@
 
 #include "peers/serial_line.h"
 #include "platform/clock.h"
+#include "simulator/wording.h"
 
-Device::Device(const Place& place) {
-  if (!place.address.empty()) {
-    names_ = {place.address, std::to_string(place.tcp_port)};
-  } else if (place.over_ip) {
-    listener_ = std::make_unique<Listener>();
-    listener_->OnAccept = [this] {
-      if (OnLink) OnLink(true);
-      Listen(*listener_->Peer());
-    };
-    names_ = {"127.0.0.1", std::to_string(listener_->Port())};
-  } else if (place.port.empty()) {
+Device::Device(const Endpoint& endpoint) {
+  if (!endpoint.network.address.empty()) {
+    names_ = {endpoint.network.address, std::to_string(endpoint.network.port)};
+  } else if (endpoint.over_ip) {
+    constexpr int kBacklog = 16;
+    listener_ = std::make_unique<Listener>(endpoint.listen.address, kBacklog, endpoint.listen.port);
+    listener_->OnAccept = [this] { Accept(); };
+    names_ = {endpoint.listen.address, std::to_string(listener_->Port())};
+  } else if (endpoint.port.empty()) {
     terminal_ = std::make_unique<PseudoTerminal>();
-    Listen(terminal_->Line());
+    Attach(terminal_->Line());
     names_ = {terminal_->Path()};
   } else {
-    names_ = {place.port};
-    if (!place.other_end.empty()) {
-      other_end_ = std::make_unique<Channel>(OpenSerialLine(place.other_end));
-      Listen(*other_end_);
+    names_ = {endpoint.port};
+    if (!endpoint.other_end.empty()) {
+      other_end_ = std::make_unique<Channel>(OpenSerialLine(endpoint.other_end));
+      Attach(*other_end_);
     }
   }
 }
 
 Channel* Device::Link() {
-  if (terminal_) return &terminal_->Line();
-  return listener_ ? listener_->Peer() : other_end_.get();
+  return connections_.empty() ? nullptr : connections_.back()->channel;
+}
+
+bool Device::LinkIsClosed() {
+  const Channel* const link = Link();
+  return link != nullptr && (link->Ended || link->Number() < 0);
 }
 
 void Device::StayForNextDriver() {
   if (terminal_) driver_side_ = platform::Descriptor(open(names_.front().c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC));
 }
 
-void Device::Listen(Channel& line) {
-  line.OnChange = [this, &line] {
-    const std::string bytes = std::exchange(line.Received, {});
-    if (!bytes.empty()) Take(bytes);
-    if (line.Ended && listener_ && OnLink) OnLink(false);
+void Device::Accept() {
+  std::erase_if(connections_, [](const auto& connection) { return connection->channel->Ended; });
+  std::unique_ptr<Channel> accepted = listener_->TakePeer();
+  Channel& channel = *accepted;
+  Attach(channel, std::move(accepted));
+  if (OnLink) OnLink(ShownNumber(*connections_.back()), true);
+}
+
+void Device::Attach(Channel& channel, std::unique_ptr<Channel> accepted) {
+  connections_.push_back(std::make_unique<Connection>(++drivers_, std::move(accepted), &channel));
+  channel.OnChange = [this, connection = connections_.back().get()] {
+    const std::string bytes = std::exchange(connection->channel->Received, {});
+    if (!bytes.empty()) Take(*connection, bytes);
+    if (!connection->channel->Ended) return;
+    Show(*connection);
+    if (connection->accepted && OnLink) OnLink(ShownNumber(*connection), false);
   };
 }
 
-void Device::Take(const std::string& bytes) {
-  constexpr std::size_t kMostUnshown = 60;
-  constexpr std::string_view kEndsOfCommands = "UDS";
+void Device::Take(Connection& connection, const std::string& bytes) {
   bytes_seen_ += bytes.size();
   last_bytes_ = platform::MonotonicNow();
-  unshown_ += bytes;
+  connection.unshown += bytes;
   if (OnBytes) OnBytes(bytes);
-  const bool whole = kEndsOfCommands.find(unshown_.back()) != std::string_view::npos;
-  if (whole || unshown_.size() > kMostUnshown) Show();
+  // The driver writes a command at once; only a real line brings it byte by byte.
+  const bool whole = EndsCommand(connection.unshown.back());
+  if (!other_end_ || whole || connection.unshown.size() > kMostShown) Show(connection);
 }
 
-void Device::ShowRest() {
+bool Device::IsQuiet() const {
   constexpr std::chrono::milliseconds kPause{100};
-  if (!unshown_.empty() && platform::MonotonicNow() - last_bytes_ >= kPause) Show();
+  return platform::MonotonicNow() - last_bytes_ >= kPause;
+}
+
+void Device::ShowOverdue() {
+  if (IsQuiet()) Show();
 }
 
 void Device::Show() {
-  const std::string bytes = std::exchange(unshown_, {});
-  if (OnShow && !bytes.empty()) OnShow(bytes);
+  for (const auto& connection : connections_) Show(*connection);
+}
+
+void Device::Show(Connection& connection) {
+  const std::string bytes = std::exchange(connection.unshown, {});
+  if (OnShow && !bytes.empty()) OnShow(ShownNumber(connection), bytes);
 }

@@ -1,4 +1,5 @@
-// The interface's end of the device link: simulated, the other end of a real line, or a real one that cannot be seen.
+// The interface's end of the device link: simulated, the other end of a real line, or a real interface that cannot be
+// seen from here.
 
 #ifndef SIMULATOR_DEVICE_H_
 #define SIMULATOR_DEVICE_H_
@@ -9,7 +10,6 @@
 #include <functional>
 #include <memory>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "peers/channel.h"
@@ -18,53 +18,76 @@
 
 class Device {
  public:
-  // Where the interface is.
-  struct Place {
-    bool over_ip = false;
-    std::string port;       // a real serial port; empty for a pseudo-terminal
-    std::string other_end;  // the port at the other end of its line; empty when there is none to be seen
-    std::string address;    // a real interface in the network; empty for one on the loopback
-    std::int32_t tcp_port = 0;
-
-    bool IsReal() const { return !port.empty() || !address.empty(); }
-    // Whether what reaches the interface can be seen.
-    bool CanBeSeen() const { return !IsReal() || !other_end.empty(); }
-    static constexpr const char* kCannotBeSeen = "what reaches a real device cannot be seen or disturbed from here";
+  struct TcpAddress {
+    std::string address;
+    std::int32_t port = 0;
   };
 
-  // Throws std::system_error when the place cannot be had.
-  explicit Device(const Place& place);
+  // How the interface is reached.
+  struct Endpoint {
+    bool over_ip = false;
+    std::string port;                   // a real serial port; empty for a pseudo-terminal
+    std::string other_end;              // the port at the other end of that line; empty when it cannot be seen
+    TcpAddress network;                 // a real interface in the network; empty for one of ours
+    TcpAddress listen{"127.0.0.1", 0};  // where ours listens; port 0 takes a free one
 
-  // What the driver is to name: a serial port, or an address and a port.
+    bool IsReal() const { return !port.empty() || !network.address.empty(); }
+    // Whether what reaches the interface can be seen.
+    bool IsVisible() const { return !IsReal() || !other_end.empty(); }
+  };
+  static constexpr const char* kNotVisible = "what reaches a real device cannot be seen or disturbed from here";
+
+  // Throws std::system_error when the endpoint cannot be opened.
+  explicit Device(const Endpoint& endpoint);
+
+  // The driver's device arguments: a serial port, or an address and a port.
   const std::vector<std::string>& Names() const { return names_; }
-  // The interface's end; null when it cannot be seen, or while nobody has connected.
+  // The interface's end of the last link; null when it cannot be seen, and before a driver has connected.
   Channel* Link();
-  // Keeps a pseudo-terminal alive while no driver has it, so that one can leave and the next come.
+  // Whether a link that can be seen was closed or lost.
+  bool LinkIsClosed();
+  // Keeps the pseudo-terminal open while no driver has it, so that one can leave and the next come.
   void StayForNextDriver();
 
-  // Called with bytes that have come, and with the same bytes for showing, where a command is not cut in two.
-  std::function<void(const std::string&)> OnBytes;
-  std::function<void(const std::string&)> OnShow;
-  // Called when a driver has connected (true) or left; only over TCP.
-  std::function<void(bool)> OnLink;
+  // Called with what has come, and with the same bytes when they are to be shown: a command of a slow line in one
+  // piece. `driver` counts the drivers from 1; it is 0 while there has been but one.
+  std::function<void(const std::string& bytes)> OnBytes;
+  std::function<void(int driver, const std::string& bytes)> OnShow;
+  // Called when a driver has connected or left; over TCP only.
+  std::function<void(int driver, bool connected)> OnLink;
 
-  // Shows bytes that have waited a while for the rest of their command. To be called now and then.
-  void ShowRest();
+  // Shows what has not been shown: all of it, or what has waited long enough for the rest of its command. The second is
+  // to be called now and then.
+  void Show();
+  void ShowOverdue();
+  // Whether nothing has come for a while.
+  bool IsQuiet() const;
   std::size_t BytesSeen() const { return bytes_seen_; }
 
  private:
-  void Listen(Channel& line);
-  void Take(const std::string& bytes);
-  void Show();
+  struct Connection {
+    int number;
+    std::unique_ptr<Channel> accepted;  // null for a serial line
+    Channel* channel;
+    std::string unshown{};
+  };
+
+  void Attach(Channel& channel, std::unique_ptr<Channel> accepted = nullptr);
+  void Accept();
+  void Take(Connection& connection, const std::string& bytes);
+  void Show(Connection& connection);
+  // The number to show for a driver.
+  int ShownNumber(const Connection& connection) const { return drivers_ > 1 ? connection.number : 0; }
 
   std::unique_ptr<PseudoTerminal> terminal_;
   std::unique_ptr<Channel> other_end_;
   std::unique_ptr<Listener> listener_;
+  std::vector<std::unique_ptr<Connection>> connections_;
   platform::Descriptor driver_side_;
   std::vector<std::string> names_;
-  std::string unshown_;
   std::chrono::nanoseconds last_bytes_{};
   std::size_t bytes_seen_ = 0;
+  int drivers_ = 0;
 };
 
 #endif  // SIMULATOR_DEVICE_H_

@@ -1,4 +1,4 @@
-// What a session waits for, and what it says when it does not come.
+// The expectations of a session, and how it waits for them.
 
 #include <algorithm>
 
@@ -10,8 +10,6 @@
 #include "simulator/wording.h"
 
 namespace {
-
-constexpr std::size_t kMostShown = 60;
 
 // Bytes for a message: all of a few, the number of many.
 std::string Shown(const std::string& bytes) {
@@ -26,7 +24,7 @@ bool Session::Wait(std::int32_t milliseconds) {
     constexpr std::chrono::milliseconds kSlice{50};
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - platform::MonotonicNow());
     platform::EventPump::Instance().Run(static_cast<std::int32_t>(std::clamp(left, {}, kSlice).count()));
-    device_.ShowRest();
+    device_.ShowOverdue();
     if (interruption::IsPending()) return Fail("interrupted");
   }
   return true;
@@ -36,18 +34,22 @@ bool Session::ExpectDevice(const std::string& bytes) {
   device_expected_ = true;
   const auto decided = [this, &bytes] {
     const auto [here, there] = std::ranges::mismatch(device_bytes_, bytes);
-    return there == bytes.end() || here != device_bytes_.end();
+    if (there == bytes.end()) return true;
+    // Other bytes are awaited whole, for the message and for the next expectation.
+    return here != device_bytes_.end() && (device_bytes_.size() >= bytes.size() || device_.IsQuiet());
   };
-  if (!Await(decided, "the device to get " + Shown(bytes))) return false;
-  if (!device_bytes_.starts_with(bytes)) {
+  const bool came = Await(decided, "the device to get " + Shown(bytes));
+  const bool passed = came && device_bytes_.starts_with(bytes);
+  if (came && !passed) {
     const auto same = std::ranges::mismatch(device_bytes_, bytes).in1;
     const auto index = static_cast<std::size_t>(same - device_bytes_.begin());
     const std::string after = index == 0 ? "" : " after " + std::to_string(index) + " right bytes";
-    return Fail("expected the device to get " + Shown(bytes.substr(index)) + after + ", it got " +
-                Shown(device_bytes_.substr(index)));
+    Fail("expected the device to get " + Shown(bytes.substr(index)) + after + ", it got " +
+         Shown(device_bytes_.substr(index)));
   }
+  // One that fails takes its bytes, too: the next is judged by itself.
   device_bytes_.erase(0, bytes.size());
-  return true;
+  return passed;
 }
 
 bool Session::ExpectStream() {
@@ -55,13 +57,16 @@ bool Session::ExpectStream() {
 }
 
 bool Session::ExpectLog(const std::string& text) {
+  const std::size_t first = logs_seen_;
   const auto logged = [this, &text] {
     while (logs_seen_ < host_.Log().size()) {
       if (host_.Log()[logs_seen_++].text == text) return true;
     }
     return false;
   };
-  return Await(logged, "the log line " + Quoted(Printable(text)));
+  if (Await(logged, "the log line " + Quoted(Printable(text)))) return true;
+  logs_seen_ = first;  // the next one is judged by itself
+  return false;
 }
 
 bool Session::ExpectConsole(const std::string& text) {
@@ -77,7 +82,7 @@ bool Session::ExpectIdle() {
   int busy = 0;
   long sleeps = 0;
   std::chrono::nanoseconds start{};
-  const auto rests = [&] {
+  const auto is_idle = [&] {
     if (samples == 0) {
       busy = 0;
       sleeps = driver_.Sleeps();
@@ -89,27 +94,22 @@ bool Session::ExpectIdle() {
     const std::chrono::duration<double> elapsed = platform::MonotonicNow() - start;
     return busy <= kMostBusy && static_cast<double>(driver_.Sleeps() - sleeps) <= kMostSleepsASecond * elapsed.count();
   };
-  const auto decided = [&] { return driver_.Status() || rests(); };
+  const auto decided = [&] { return driver_.Status() || is_idle(); };
   if (!Await(decided, "the driver to come to rest")) return false;
-  return !driver_.Status() || Fail("expected the driver at rest; it has ended with " + StateOfTheEnd());
+  return !driver_.Status() || Fail("expected the driver at rest; it has ended with " + ExitState());
 }
 
 bool Session::ExpectEnd() {
-  if (!Await([this] { return driver_.Status().has_value(); }, "the driver to end")) return false;
-  return driver_.Status() == 0 || Fail("expected status 0; the driver ended with " + StateOfTheEnd());
+  if (!AwaitEnd([this] { return driver_.Status().has_value(); })) return false;
+  return driver_.Status() == 0 || Fail("expected status 0; the driver ended with " + ExitState());
 }
 
 bool Session::ExpectMemory(std::int32_t mebibytes) {
   constexpr long kKibibytes = 1024;
-  if (!driver_.Status()) return Fail("the driver's most memory is known only after its end");
+  if (!driver_.Status()) return Fail("the peak memory is known only after the driver's end");
   const long more = driver_.PeakMemoryKiB() - memory_when_ready_;
   return more < mebibytes * kKibibytes ||
-         Fail("the driver had " + std::to_string(more) + " KiB more than when it was ready");
-}
-
-bool Session::IsLookedInto() {
-  if (!place_.CanBeSeen()) return Fail(Device::Place::kCannotBeSeen);
-  return device_.Link() != nullptr || Fail("the driver has not connected to the device");
+         Fail("the driver used " + std::to_string(more) + " KiB more than when it was ready");
 }
 
 std::size_t Session::Progress() {
@@ -118,16 +118,18 @@ std::size_t Session::Progress() {
          driver_.Output().Received.size();
 }
 
-bool Session::Await(const std::function<bool()>& condition, const std::string& what) {
-  return Await(condition, what, patience_);
+bool Session::AwaitEnd(const std::function<bool()>& ended) {
+  constexpr std::chrono::seconds kPauseAtEnd{2};
+  return Await(ended, "the driver to end", kPauseAtEnd);
 }
 
-bool Session::Await(const std::function<bool()>& condition, const std::string& what, std::chrono::seconds patience) {
-  // Progress renews the patience, so that a slow machine breaks nothing; but nothing is waited for without end, and
-  // nothing comes from a driver that has ended once what it left is taken.
+bool Session::Await(const std::function<bool()>& condition, const std::string& what,
+                    std::chrono::seconds driver_pause) {
+  // Progress renews the patience, so that a slow machine breaks nothing. The total is bounded. Once the driver has
+  // ended, only what it left behind still comes.
   constexpr int kMostPatiences = 20;
   constexpr int kMostPassesAfterEnd = 20;
-  Patience left(patience, kMostPatiences);
+  Patience left(patience_ + driver_pause, kMostPatiences);
   int passes_after_end = 0;
   std::size_t before = Progress();
   while (!condition()) {
@@ -137,7 +139,7 @@ bool Session::Await(const std::function<bool()>& condition, const std::string& w
     if (passes_after_end > kMostPassesAfterEnd || !left.Wait()) {
       return Fail("waited in vain for " + what + (driver_.Status() ? "; the driver has ended" : ""));
     }
-    device_.ShowRest();
+    device_.ShowOverdue();
     if (const std::size_t now = Progress(); now != before) {
       before = now;
       left.Renew();
@@ -148,6 +150,6 @@ bool Session::Await(const std::function<bool()>& condition, const std::string& w
 }
 
 bool Session::Fail(const std::string& why) {
-  transcript_.Problem(where_ + why);
+  transcript_.Problem(position_ + why);
   return false;
 }

@@ -7,15 +7,15 @@ namespace interruption {
 namespace {
 
 volatile std::sig_atomic_t interrupted = 0;
-volatile std::sig_atomic_t end_asked = 0;
+volatile std::sig_atomic_t termination_asked = 0;
 
 extern "C" void NoteSignal(int signal) {
-  (signal == SIGINT ? interrupted : end_asked) = 1;
+  (signal == SIGINT ? interrupted : termination_asked) = 1;
 }
 
 }  // namespace
 
-void Watch() {
+void CatchSignals() {
   struct sigaction action{};
   action.sa_handler = NoteSignal;  // NOLINT(cppcoreguidelines-pro-type-union-access): the C library made it one
   action.sa_flags = SA_RESTART;
@@ -23,17 +23,22 @@ void Watch() {
 }
 
 bool IsPending() {
-  return interrupted != 0 || end_asked != 0;
+  return interrupted != 0 || termination_asked != 0;
 }
 
-bool IsEnd() {
-  return end_asked != 0;
+bool TerminationIsPending() {
+  return termination_asked != 0;
 }
 
-bool Take() {
+bool TakeInterrupt() {
   const bool taken = interrupted != 0;
   interrupted = 0;
   return taken;
+}
+
+void Clear() {
+  interrupted = 0;
+  termination_asked = 0;
 }
 
 }  // namespace interruption

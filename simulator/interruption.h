@@ -1,21 +1,24 @@
-// Ctrl-C, and being asked to end from outside: kept until somebody looks, so that every session ends in order.
+// Signals that ask the process to end are recorded and polled, so that a session ends in order.
 
 #ifndef SIMULATOR_INTERRUPTION_H_
 #define SIMULATOR_INTERRUPTION_H_
 
 namespace interruption {
 
-// From now on the signals that would end the process are noted instead.
-void Watch();
+// Installs the handlers of SIGINT, SIGTERM and SIGHUP. Until then they end the process.
+void CatchSignals();
 
-// Whether Ctrl-C was pressed, or the process was asked to end.
+// Whether Ctrl-C was pressed, or the process was asked to terminate.
 bool IsPending();
 
-// Whether the process was asked to end by other means than Ctrl-C, such as a terminal that was closed. Stays so.
-bool IsEnd();
+// Whether the process was asked to terminate: SIGTERM, or SIGHUP of a terminal that was closed.
+bool TerminationIsPending();
 
-// Forgets Ctrl-C; returns whether there was one.
-bool Take();
+// Clears Ctrl-C; returns whether it was pressed.
+bool TakeInterrupt();
+
+// Clears both. What follows can be interrupted again.
+void Clear();
 
 }  // namespace interruption
 

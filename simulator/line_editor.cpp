@@ -1,10 +1,12 @@
 #include "simulator/line_editor.h"
 
 #include <histedit.h>
+#include <sys/ioctl.h>
 #include <termios.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cstdio>
 #include <cstdlib>
 #include <cwchar>
@@ -12,14 +14,22 @@
 #include <utility>
 
 #include "platform/event_pump.h"
+#include "simulator/editing_signals.h"
 #include "simulator/interruption.h"
 #include "simulator/steps.h"
 
 namespace {
 
-// Tells when standard input has something; takes nothing itself.
-class InputWatch : public platform::EventSource {
+// Standard input, which must stay blocking: other processes have it, too.
+class Input : public platform::EventSource {
  public:
+  // Reads what has come, which is at least a byte once Ready; none at the end of input.
+  std::string Read() {
+    std::array<char, 4096> bytes{};
+    Ready = false;
+    const ssize_t count = read(STDIN_FILENO, bytes.data(), bytes.size());
+    return {bytes.data(), static_cast<std::size_t>(std::max<ssize_t>(count, 0))};
+  }
   bool Ready = false;
 
  protected:
@@ -32,7 +42,7 @@ void Show(std::string_view text) {
   std::fflush(stdout);
 }
 
-// What all the texts begin with.
+// The longest common prefix.
 std::string CommonBeginning(const std::vector<std::string>& texts) {
   std::string common = texts.front();
   for (const std::string& text : texts) {
@@ -57,12 +67,12 @@ class LineEditor::Terminal {
     el_set(editor_.get(), EL_PROMPT, &Terminal::Prompt);
     el_set(editor_.get(), EL_EDITOR, "emacs");
     el_set(editor_.get(), EL_HIST, history, history_.get());
-    // With wide texts, of which the library makes no copies that it never frees.
+    // The wide form: of narrow texts the library makes copies that it never frees.
     el_wset(editor_.get(), EL_ADDFN, L"complete-step", L"Complete a step", &Terminal::Complete);
     el_set(editor_.get(), EL_BIND, "^I", "complete-step", nullptr);
     el_source(editor_.get(), nullptr);
     transcript_.BeforeLine = [this] {
-      if (reading_) Show(dumb_ ? "\n" : "\r\x1b[K");
+      if (reading_) HideLine();
     };
     transcript_.AfterLine = [this] {
       if (reading_) el_set(editor_.get(), EL_REFRESH);
@@ -78,20 +88,23 @@ class LineEditor::Terminal {
   Terminal& operator=(const Terminal&) = delete;
 
   std::optional<std::string> ReadLine(const std::function<bool()>& is_over) {
+    const EditingSignals signals;
     is_over_ = &is_over;
     for (;;) {
       interrupted_ = false;
+      el_resize(editor_.get());
       reading_ = true;
       int count = 0;
       const char* const typed = el_gets(editor_.get(), &count);
       reading_ = false;
       if (interrupted_) {
+        typed_ahead_.clear();
         Show("^C\n");
         el_reset(editor_.get());
         continue;
       }
       if (typed == nullptr || count <= 0 || is_over()) {
-        Show(dumb_ ? "\n" : "\r\x1b[K");
+        HideLine();
         return std::nullopt;
       }
       std::string line(typed, static_cast<std::size_t>(count));
@@ -103,7 +116,9 @@ class LineEditor::Terminal {
   }
 
  private:
+  static constexpr std::string_view kPrompt = "torvy> ";
   static constexpr int kHistorySize = 500;
+  static constexpr int kUsualColumns = 80;
 
   static Terminal& Of(EditLine* editor) {
     Terminal* self = nullptr;
@@ -115,26 +130,63 @@ class LineEditor::Terminal {
   static int Character(EditLine* editor, wchar_t* character) { return Of(editor).NextCharacter(*character); }
 
   int NextCharacter(wchar_t& character) {
-    constexpr std::int32_t kSliceMilliseconds = 10;
     std::mbstate_t state{};
     for (;;) {
-      input_.Ready = false;
-      while (!input_.Ready) {
-        platform::EventPump::Instance().Run(kSliceMilliseconds);
-        // Looked at last: an interruption takes away what there was to read.
-        if (interruption::Take()) interrupted_ = true;
-        if (interrupted_ || interruption::IsEnd() || (*is_over_)()) return 0;
-      }
-      char byte = 0;
-      if (read(STDIN_FILENO, &byte, 1) != 1) return 0;
+      if (typed_ahead_.empty() && !AwaitInput()) return 0;
+      const char byte = typed_ahead_.front();
+      typed_ahead_.erase(0, 1);
       const std::size_t length = std::mbrtowc(&character, &byte, 1, &state);
-      if (length == static_cast<std::size_t>(-1)) state = {};  // no character: dropped
       if (length <= 1) return 1;
+      if (length == static_cast<std::size_t>(-1)) state = {};  // no character of this locale: dropped
     }
   }
 
+  // Runs the event pump until something was typed; false when nothing will be, or Ctrl-C was pressed.
+  bool AwaitInput() {
+    constexpr std::int32_t kSliceMilliseconds = 10;
+    while (!input_.Ready) {
+      platform::EventPump::Instance().Run(kSliceMilliseconds);
+      if (EditingSignals::TakeContinued()) TakeTerminalOver();
+      if (EditingSignals::TakeResized()) el_resize(editor_.get());
+      // Asked last: an interruption takes away what there was to read.
+      if (interruption::TakeInterrupt()) interrupted_ = true;
+      if (interrupted_ || interruption::TerminationIsPending() || (*is_over_)()) return false;
+    }
+    typed_ahead_ = input_.Read();
+    return !typed_ahead_.empty();
+  }
+
+  // Sets the editor's mode again after somebody else had the terminal, and shows the line.
+  void TakeTerminalOver() {
+    el_set(editor_.get(), EL_PREP_TERM, 0);
+    el_set(editor_.get(), EL_PREP_TERM, 1);
+    el_set(editor_.get(), EL_REFRESH);
+  }
+
+  // Clears prompt and line, on as many rows as they take up to the cursor and below it.
+  void HideLine() {
+    if (dumb_) {
+      Show("\n");
+      return;
+    }
+    winsize size{};
+    const bool known = ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
+    const int columns = known ? size.ws_col : kUsualColumns;
+    const LineInfoW* const line = el_wline(editor_.get());
+    int row = 0;
+    int column = static_cast<int>(kPrompt.size());
+    for (const wchar_t* character = line->buffer; character < line->cursor; ++character) {
+      const int width = std::max(wcwidth(*character), 1);
+      const bool wraps = column + width > columns;
+      row += wraps ? 1 : 0;
+      column = wraps ? width : column + width;
+    }
+    if (column == columns) ++row;  // the editor moves on as soon as a row is full
+    Show((row > 0 ? "\x1b[" + std::to_string(row) + "A" : "") + "\r\x1b[J");
+  }
+
   static char* Prompt(EditLine* /*editor*/) {
-    static std::string prompt = "torvy> ";
+    static std::string prompt(kPrompt);
     return prompt.data();
   }
 
@@ -157,7 +209,8 @@ class LineEditor::Terminal {
   Transcript& transcript_;
   std::unique_ptr<History, decltype(&history_end)> history_{history_init(), &history_end};
   std::unique_ptr<EditLine, decltype(&el_end)> editor_{el_init("torvy-simulator", stdin, stdout, stderr), &el_end};
-  InputWatch input_;
+  Input input_;
+  std::string typed_ahead_;  // read, but not yet given to the editor
   const std::function<bool()>* is_over_ = nullptr;
   bool reading_ = false;
   bool interrupted_ = false;

@@ -1,5 +1,4 @@
-// The line that somebody types at the terminal, with editing, history and completion, while the session goes on around
-// it.
+// Reads lines at the terminal, with editing, history and completion, while the session goes on.
 
 #ifndef SIMULATOR_LINE_EDITOR_H_
 #define SIMULATOR_LINE_EDITOR_H_
@@ -13,14 +12,14 @@
 
 class LineEditor {
  public:
-  // The transcript, which must outlive the editor, shows its lines above the one that is typed.
+  // The transcript, which must outlive the editor, shows its lines above the one that is edited.
   explicit LineEditor(Transcript& transcript);
   ~LineEditor();
   LineEditor(const LineEditor&) = delete;
   LineEditor& operator=(const LineEditor&) = delete;
 
-  // Runs the event pump until a line was typed, without its end. None at the end of input, when `is_over` says so, or
-  // when the process is asked to end. Ctrl-C drops what was typed.
+  // Runs the event pump until a line was typed, and returns it without its end. None at the end of input, when
+  // `is_over` says so, or when the process is asked to terminate. Ctrl-C drops what was typed.
   std::optional<std::string> ReadLine(const std::function<bool()>& is_over);
 
  private:

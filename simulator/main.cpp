@@ -1,14 +1,17 @@
 // torvy-simulator: plays the host and, unless a real one is named, the device of a torvy-driver that it starts.
 
+#include <langinfo.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <clocale>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <iostream>
 #include <string_view>
 #include <system_error>
+#include <vector>
 
 #include "platform/process.h"
 #include "simulator/command_line.h"
@@ -16,11 +19,12 @@
 #include "simulator/player.h"
 #include "simulator/script.h"
 #include "simulator/stand_in.h"
+#include "simulator/wording.h"
 
 namespace {
 
-constexpr int kAsItShouldBe = 0;
-constexpr int kNotAsItShouldBe = 1;
+constexpr int kPassed = 0;
+constexpr int kFailed = 1;
 constexpr int kWrongInput = 2;
 
 int Complain(const std::string& why, int status) {
@@ -28,12 +32,22 @@ int Complain(const std::string& why, int status) {
   return status;
 }
 
-// The status, unless standard output has lost something. A reader that has left needs no message.
+// The status, unless output was lost. A reader that has left needs no message.
 int Finish(int status, int write_error) {
   if (std::fflush(stdout) != 0 && write_error == 0) write_error = errno;
   if (write_error == 0) return status;
-  if (write_error == EPIPE) return kNotAsItShouldBe;
-  return Complain("cannot write standard output: " + std::generic_category().message(write_error), kNotAsItShouldBe);
+  if (write_error == EPIPE) return kFailed;
+  return Complain("cannot write standard output: " + std::generic_category().message(write_error), kFailed);
+}
+
+// The characters that are typed and shown. An ASCII locale, which would lose all others, becomes UTF-8.
+void SetCharacterEncoding() {
+  std::setlocale(LC_CTYPE, "");
+  if (std::string_view(nl_langinfo(CODESET)) == "ANSI_X3.4-1968") std::setlocale(LC_CTYPE, "C.UTF-8");
+}
+
+bool IsAtTerminal() {
+  return isatty(STDIN_FILENO) == 1 && isatty(STDOUT_FILENO) == 1;
 }
 
 bool WantsColours(const std::string& when) {
@@ -45,66 +59,97 @@ bool WantsColours(const std::string& when) {
   return isatty(STDOUT_FILENO) == 1 && variable("NO_COLOR").empty() && variable("TERM") != "dumb";
 }
 
-// What the script is for goes before the usual, and may not contradict the command line.
-void ApplyScriptsWay(const Script& script, Options& options) {
-  Device::Place& place = options.setup.place;
+// Uses the transport that the script names; it may not contradict the command line.
+void ApplyTransport(const Script& script, Options& options) {
+  Device::Endpoint& device = options.setup.device;
   if (!script.over_ip) return;
-  if (*script.over_ip ? !place.port.empty() : place.over_ip) {
+  if (*script.over_ip ? !device.port.empty() : device.over_ip) {
     throw UsageError(script.name +
                      (*script.over_ip ? " is for a device over TCP" : " is for a device on a serial line"));
   }
-  place.over_ip = *script.over_ip;
+  device.over_ip = *script.over_ip;
 }
 
-// Finds the first step that has to see what cannot be seen. Only the demonstration does without.
-void RequireSight(const Script& script) {
+// Refuses a script that needs a device that is not visible. The demonstration does without.
+void RequireVisibleDevice(const Script& script) {
   for (const Script::Line& line : script.lines) {
-    if (!line.step.row->needs_sight) continue;
-    throw UsageError(script.Place(line) + ": " + Device::Place::kCannotBeSeen +
+    if (!line.step.row->needs_visible_device) continue;
+    throw UsageError(script.Position(line) + ": " + Device::kNotVisible +
                      "; a serial line's other end is named with --other-end");
   }
 }
 
-int Judge(Session& session, const Player& player, Transcript& transcript, bool in_order) {
-  in_order = session.Finish() && in_order && !player.Failed() && !player.HadWrongLine();
-  if (!in_order) {
-    transcript.Problem("not as it should be");
-    return player.HadWrongLine() ? kWrongInput : kNotAsItShouldBe;
+// The addresses that a script sends commands to, in words.
+std::string UnitsMovedBy(const Script& script) {
+  std::vector<std::string> units;
+  for (const Script::Line& line : script.lines) {
+    const std::string& address = line.step.address;
+    if (!address.empty() && std::ranges::find(units, address) == units.end()) units.push_back(address);
   }
-  transcript.Note(session.Place().CanBeSeen()
-                      ? "all as it should be"
-                      : "all as it should be on the host's side; what reached the device cannot be seen from here");
-  return kAsItShouldBe;
+  std::string words = "the units ";
+  for (const std::string& unit : units) words += (&unit == &units.front() ? "" : " and ") + unit;
+  return words;
+}
+
+// Whether the demonstration may move real units. A script that was named, and what is typed, may.
+bool MayMoveUnits(const Options& options, const Script& script) {
+  const Device::Endpoint& device = options.setup.device;
+  if (!device.IsReal() || options.interactive || !options.script.empty() || options.yes) return true;
+  const std::string where = device.port.empty() ? device.network.address : device.port;
+  const std::string warning = "the demonstration moves " + UnitsMovedBy(script) + " of the device at " + where;
+  if (!IsAtTerminal()) throw UsageError(warning + "; allow it with --yes, or name a script");
+  std::cout << "torvy-simulator: " << warning << ". Go on? [y/N] " << std::flush;
+  std::string answer;
+  std::getline(std::cin, answer);
+  return answer == "y" || answer == "Y" || answer == "yes";
+}
+
+int Judge(Session& session, const Player& player, Transcript& transcript, bool ready) {
+  const bool in_order = session.Finish();
+  if (!ready || !in_order || player.Failed() || player.HadWrongLine()) {
+    transcript.Problem("the session failed");
+    return player.HadWrongLine() ? kWrongInput : kFailed;
+  }
+  std::string verdict = "all as it should be";
+  if (session.CommandsWereLost()) {
+    verdict += " on the host's side; commands were lost because the device link was closed";
+  } else if (!session.Endpoint().IsVisible()) {
+    verdict += " on the host's side; what reached the device cannot be seen from here";
+  }
+  transcript.Note(verdict);
+  return kPassed;
 }
 
 int Play(const Options& options, const Script& script, Transcript& transcript) {
-  Recorder recorder = options.record.empty() ? Recorder() : Recorder(options.record);
+  Recorder recorder(options.record);
   Session session(options.setup, transcript, recorder);
   Player player(session);
   const bool ready = session.WaitUntilReady();
   if (ready && !options.interactive) {
-    player.PlayScript(script, options.setup.place.CanBeSeen());
-  } else if (ready && isatty(STDIN_FILENO) == 1 && isatty(STDOUT_FILENO) == 1) {
+    player.PlayScript(script);
+  } else if (ready && IsAtTerminal()) {
     player.PlayTerminal();
   } else if (ready) {
     player.PlayPipe();
   }
   const int status = Judge(session, player, transcript, ready);
-  if (recorder.IsWhole()) return status;
-  return Complain("cannot write " + options.record, kNotAsItShouldBe);
+  if (recorder.Keep()) return status;
+  return Complain("cannot write " + options.record, kFailed);
 }
 
 int Run(Options options) {
-  interruption::Watch();
-  platform::PrepareProcess();
-  Transcript transcript({.colours = WantsColours(options.color), .verbose = options.verbose});
+  const bool clock = options.time.empty() ? options.stand_in : options.time == "clock";
+  Transcript transcript({.colours = WantsColours(options.color), .verbose = options.verbose, .clock = clock});
   if (options.stand_in) {
-    RunStandIn(options.setup.place, options.watch, isatty(STDOUT_FILENO) == 1, transcript);
-    return Finish(kAsItShouldBe, transcript.WriteError());
+    interruption::CatchSignals();
+    RunStandIn(options.setup.device, options.link, transcript);
+    return Finish(kPassed, transcript.WriteError());
   }
   const Script script = options.script.empty() ? Demonstration() : ReadScript(options.script);
-  if (!options.interactive) ApplyScriptsWay(script, options);
-  if (!options.script.empty() && !options.setup.place.CanBeSeen()) RequireSight(script);
+  if (!options.interactive) ApplyTransport(script, options);
+  if (!options.script.empty() && !options.setup.device.IsVisible()) RequireVisibleDevice(script);
+  if (!MayMoveUnits(options, script)) return Complain("nothing was sent", kWrongInput);
+  interruption::CatchSignals();  // only now: reading a script, and the question, end with Ctrl-C
   const int status = Play(options, script, transcript);
   return Finish(status, transcript.WriteError());
 }
@@ -112,11 +157,13 @@ int Run(Options options) {
 }  // namespace
 
 int main(int argument_count, char** argument_values) {
+  platform::PrepareProcess();
+  SetCharacterEncoding();
   try {
     const auto asked = ReadCommandLine(argument_count, argument_values);
     if (const auto* const options = std::get_if<Options>(&asked)) return Run(*options);
-    std::fputs(std::get<std::string>(asked).c_str(), stdout);
-    return Finish(kAsItShouldBe, 0);
+    const bool lost = std::fputs(std::get<std::string>(asked).c_str(), stdout) < 0;
+    return Finish(kPassed, lost ? errno : 0);
   } catch (const UsageError& error) {
     return Complain(std::string(error.what()) + "\nTry torvy-simulator --help.", kWrongInput);
   } catch (const ScriptError& error) {

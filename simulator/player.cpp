@@ -7,13 +7,12 @@
 #include "simulator/interruption.h"
 #include "simulator/line_editor.h"
 
-void Player::PlayScript(const Script& script, bool sight) {
+void Player::PlayScript(const Script& script) {
   for (const Script::Line& line : script.lines) {
-    if (line.step.row->needs_sight && !sight) continue;
-    failed_ = !session_.Perform(line.step, script.Place(line));
+    if (line.step.row->needs_visible_device && !session_.Endpoint().IsVisible()) continue;
+    failed_ = !session_.Perform(line.step, script.Position(line));
     if (failed_) break;
   }
-  interruption::Take();  // what is left is to end in order
 }
 
 void Player::PlayPipe() {
@@ -21,7 +20,7 @@ void Player::PlayPipe() {
   Channel input{platform::Descriptor(dup(STDIN_FILENO))};
   int number = 0;
   while (!interruption::IsPending()) {
-    // The driver's end is looked at first: what was there by then is still carried out.
+    // Asked before the pump runs: lines that had come when the driver ended are still performed.
     const bool last_turn = session_.DriverHasEnded() || input.Ended;
     platform::EventPump::Instance().Run(last_turn ? 0 : kSliceMilliseconds);
     if (input.Ended && !input.Received.empty()) input.Received += '\n';  // a last line may have none
@@ -32,7 +31,7 @@ void Player::PlayPipe() {
     }
     if (last_turn) break;
   }
-  if (interruption::Take()) failed_ = true;
+  if (interruption::IsPending()) failed_ = true;
 }
 
 void Player::PlayTerminal() {
@@ -46,15 +45,15 @@ void Player::PlayTerminal() {
   }
 }
 
-void Player::PlayLine(std::string_view line, const std::string& place) {
+void Player::PlayLine(std::string_view line, const std::string& position) {
   const Step step = ReadStep(line);
-  const bool typed = place.empty();
-  if (!step.wrong.empty()) {
-    session_.Output().Problem(typed ? step.wrong : place + ": " + step.wrong);
+  const bool typed = position.empty();
+  if (const std::string wrong = WhyNotPerformable(step); !wrong.empty()) {
+    session_.Output().Problem(typed ? wrong : position + ": " + wrong);
     if (!typed) had_wrong_line_ = true;
     return;
   }
-  if (session_.Perform(step, place)) return;
-  const bool left = typed && interruption::Take();
-  if (!left) failed_ = true;
+  if (session_.Perform(step, position)) return;
+  const bool left = typed && interruption::TakeInterrupt();
+  if (!left || step.row->IsExpectation()) failed_ = true;
 }

@@ -1,4 +1,4 @@
-// Plays a session's steps: from a script, from a pipe, or as somebody types them.
+// Plays the steps of a session from a script, from a pipe, or as they are typed.
 
 #ifndef SIMULATOR_PLAYER_H_
 #define SIMULATOR_PLAYER_H_
@@ -13,21 +13,20 @@ class Player {
  public:
   explicit Player(Session& session) : session_(session) {}
 
-  // Plays a script up to its first step that does not go as it should. Without sight of the device, steps that need it
-  // are left out.
-  void PlayScript(const Script& script, bool sight);
-  // Carries out each line of standard input as it comes, to the end of it or of the driver.
+  // Plays a script up to its first step that fails. When the device is not visible, steps that need it are left out.
+  void PlayScript(const Script& script);
+  // Performs each line of standard input as it comes, to the end of it or of the driver.
   void PlayPipe();
-  // As PlayPipe, for somebody at a terminal, with line editing.
+  // The same at a terminal, with line editing.
   void PlayTerminal();
 
-  // Whether a step did not go as it should, and whether a line was none. What was left with Ctrl-C, or mistyped at a
-  // terminal, does not count.
+  // Whether a step failed, and whether a line was no step. At a terminal a mistyped line does not count, nor does what
+  // was left with Ctrl-C, unless it was an expectation.
   bool Failed() const { return failed_; }
   bool HadWrongLine() const { return had_wrong_line_; }
 
  private:
-  void PlayLine(std::string_view line, const std::string& place);
+  void PlayLine(std::string_view line, const std::string& position);
 
   Session& session_;
   bool failed_ = false;

@@ -1,15 +1,20 @@
 #include "simulator/recorder.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <cerrno>
+#include <cstdio>
+#include <filesystem>
 #include <system_error>
 
+#include "platform/clock.h"
 #include "simulator/wording.h"
 
 namespace {
 
-// An expectation as a line of a script. The text's first and last characters are written so that they can be taken for
-// nothing else.
+// An expectation as a line of a script. The text's first and last characters are escaped where they would be read as
+// something else.
 std::string Expectation(std::string_view words, std::string_view bytes) {
   std::string text = Printable(bytes);
   if (text.ends_with(' ')) text.replace(text.size() - 1, 1, "\\20");
@@ -24,12 +29,40 @@ std::string Expectation(std::string_view words, std::string_view bytes) {
 
 }  // namespace
 
-Recorder::Recorder(const std::string& path) : file_(path) {
-  if (!file_) throw std::system_error(errno, std::generic_category(), path);
+Recorder::Recorder(const std::string& path) {
+  if (path.empty()) return;
+  const auto fail = [&path](int error) { throw std::system_error(error, std::generic_category(), path); };
+  std::error_code error;
+  const std::filesystem::file_status status = std::filesystem::status(path, error);
+  const bool exists = std::filesystem::exists(status);
+  if (exists && access(path.c_str(), W_OK) != 0) fail(errno);
+  if (!exists || std::filesystem::is_regular_file(status)) {
+    // A link is followed, or it would be replaced.
+    path_ = exists ? std::filesystem::canonical(path).string() : path;
+    new_path_ = path_ + "." + std::to_string(getpid()) + ".new";
+  }
+  file_.open(path_.empty() ? path : new_path_);
+  if (!file_) fail(errno);
+  if (exists && !path_.empty()) std::filesystem::permissions(new_path_, status.permissions(), error);
+}
+
+Recorder::~Recorder() {
+  if (!new_path_.empty()) unlink(new_path_.c_str());
+}
+
+bool Recorder::Keep() {
+  if (!file_.is_open() || !begun_) return true;
+  file_.close();
+  if (!file_) return false;
+  if (path_.empty()) return true;
+  const bool kept = std::rename(new_path_.c_str(), path_.c_str()) == 0;
+  if (kept) new_path_.clear();
+  return kept;
 }
 
 void Recorder::Begin(bool over_ip) {
   begun_ = true;
+  last_event_ = platform::MonotonicNow();
   Write("# recorded by torvy-simulator");
   Write(over_ip ? "over ip" : "over serial");
 }
@@ -37,11 +70,31 @@ void Recorder::Begin(bool over_ip) {
 void Recorder::Performed(const Step& step) {
   if (!begun_ || step.row->IsExpectation() || step.row->words == "help") return;
   WriteDeviceBytes();
+  const bool waits = step.row->words == "wait";
+  WritePause();
   Write(step.line);
+  last_event_ = platform::MonotonicNow() + std::chrono::milliseconds(waits ? step.count : 0);
+}
+
+// A pause before a step is part of what happened. One before the driver's answer is not: that is waited for.
+void Recorder::WritePause() {
+  constexpr std::chrono::milliseconds kShortest{100};
+  constexpr std::chrono::milliseconds kLongestStep{1'000'000};
+  auto pause = std::chrono::floor<std::chrono::milliseconds>(platform::MonotonicNow() - last_event_);
+  if (pause <= kShortest) return;
+  for (; pause.count() > 0; pause -= kLongestStep) {
+    Write("wait " + std::to_string(std::min(pause, kLongestStep).count()));
+  }
+}
+
+void Recorder::DeviceGot(std::string_view bytes) {
+  device_bytes_ += bytes;
+  last_event_ = platform::MonotonicNow();
 }
 
 void Recorder::Logged(std::string_view text) {
   if (!begun_) return;
+  last_event_ = platform::MonotonicNow();
   WriteDeviceBytes();
   if (!text.empty()) Write(Expectation("expect log", text));
 }
@@ -58,9 +111,8 @@ void Recorder::Ended(std::string_view console, int status) {
 }
 
 void Recorder::WriteDeviceBytes() {
-  constexpr std::size_t kMostInALine = 60;
-  for (std::string_view rest = device_bytes_; !rest.empty(); rest.remove_prefix(std::min(rest.size(), kMostInALine))) {
-    Write(Expectation("expect", rest.substr(0, kMostInALine)));
+  for (std::string_view rest = device_bytes_; !rest.empty(); rest.remove_prefix(std::min(rest.size(), kMostShown))) {
+    Write(Expectation("expect", rest.substr(0, kMostShown)));
   }
   device_bytes_.clear();
 }

@@ -1,8 +1,9 @@
-// Writes a session as a script that expects, when it is played again, what happened this time.
+// Records a session as a script that expects, when it is played again, what happened this time.
 
 #ifndef SIMULATOR_RECORDER_H_
 #define SIMULATOR_RECORDER_H_
 
+#include <chrono>
 #include <fstream>
 #include <string>
 #include <string_view>
@@ -11,31 +12,38 @@
 
 class Recorder {
  public:
-  // Records nothing.
-  Recorder() = default;
-  // Records to a file; throws std::system_error when it cannot be written.
+  // Records to a file that Keep replaces, or nothing when the path is empty. Throws std::system_error when it cannot be
+  // written.
   explicit Recorder(const std::string& path);
+  // Drops a recording that was not kept.
+  ~Recorder();
+  Recorder(const Recorder&) = delete;
+  Recorder& operator=(const Recorder&) = delete;
 
   // The driver is ready; what comes before is in no script.
   void Begin(bool over_ip);
   // What happens from then on.
   void Performed(const Step& step);
-  void DeviceGot(std::string_view bytes) { device_bytes_ += bytes; }
+  void DeviceGot(std::string_view bytes);
   void Logged(std::string_view text);
   void Ended(std::string_view console, int status);
-  // Device bytes that were not written yet are nothing to expect.
+  // Device bytes that were not written yet are not to be expected.
   void ForgetDeviceBytes() { device_bytes_.clear(); }
 
-  // Whether everything could be written.
-  bool IsWhole() { return !file_.is_open() || file_.flush().good(); }
+  // Puts a recording that was begun in the file's place; false when something could not be written.
+  bool Keep();
 
  private:
+  void WritePause();
   void WriteDeviceBytes();
   void Write(std::string_view line) { file_ << line << '\n'; }
 
+  std::string path_;      // of the file to replace; empty when it is written to directly
+  std::string new_path_;  // of the file that is written
   std::ofstream file_;
   bool begun_ = false;
   std::string device_bytes_;
+  std::chrono::nanoseconds last_event_{};
 };
 
 #endif  // SIMULATOR_RECORDER_H_

@@ -25,8 +25,8 @@ constexpr const char* kDemonstration =
     "quit\n"
     "expect log The torvy plx has been asked to quit. (1)\n";
 
-// Takes the step that says what the script is for; false when the step is another one.
-bool TakeWay(const Step& step, Script& script) {
+// Takes a step that says how the device is reached; false when it is another one.
+bool TakeTransport(const Step& step, Script& script) {
   if (step.row->words != "over ip" && step.row->words != "over serial") return false;
   script.over_ip = step.row->words == "over ip";
   return true;
@@ -37,13 +37,11 @@ Script Read(std::istream& text, const std::string& name) {
   std::string line;
   for (int number = 1; std::getline(text, line); ++number) {
     const Script::Line read{number, ReadStep(line)};
-    if (!read.step.wrong.empty()) throw ScriptError(script.Place(read) + ": " + read.step.wrong);
-    if (read.step.row == nullptr) continue;
-    if (script.lines.empty() && !script.over_ip && TakeWay(read.step, script)) continue;
-    if (read.step.row->perform == nullptr) {
-      throw ScriptError(script.Place(read) + ": " + read.step.line + " can only be a script's first step");
-    }
-    script.lines.push_back(read);
+    const bool first = script.lines.empty() && !script.over_ip;
+    if (first && read.step.row != nullptr && TakeTransport(read.step, script)) continue;
+    const std::string wrong = WhyNotPerformable(read.step);
+    if (!wrong.empty()) throw ScriptError(script.Position(read) + ": " + wrong);
+    if (read.step.row != nullptr) script.lines.push_back(read);
   }
   if (text.bad()) throw ScriptError("cannot read " + name);
   if (script.lines.empty()) throw ScriptError(name + " holds no step");
@@ -55,7 +53,7 @@ Script Read(std::istream& text, const std::string& name) {
 Script ReadScript(const std::string& path) {
   if (path == "-") return Read(std::cin, "standard input");
   std::error_code ignored;
-  if (std::filesystem::is_directory(path, ignored)) throw ScriptError(path + " is a folder, not a script");
+  if (std::filesystem::is_directory(path, ignored)) throw ScriptError(path + " is a directory, not a script");
   std::ifstream file(path);
   if (!file) throw ScriptError("cannot read " + path + ": " + std::strerror(errno));
   return Read(file, path);

@@ -1,4 +1,4 @@
-// A script: steps from a file, read and found right before any is carried out.
+// A script: steps from a file, parsed and checked before any is performed.
 
 #ifndef SIMULATOR_SCRIPT_H_
 #define SIMULATOR_SCRIPT_H_
@@ -22,18 +22,18 @@ struct Script {
     Step step;
   };
   std::string name;
-  std::optional<bool> over_ip;  // what its first step says, if it says so
+  std::optional<bool> over_ip;  // from its first step, if that says how the device is reached
   std::vector<Line> lines;
 
-  // Where the line stands, as compilers say it.
-  std::string Place(const Line& line) const { return name + ":" + std::to_string(line.number); }
+  // "name:number", as compilers print it.
+  std::string Position(const Line& line) const { return name + ":" + std::to_string(line.number); }
 };
 
 // Reads a script from a file, or from standard input for "-". Throws ScriptError when it cannot be read, holds no step
-// or a line that is none.
+// or holds a line that is none.
 Script ReadScript(const std::string& path);
 
-// The session that the simulator plays when it is given nothing else.
+// The session that is played when no script is named.
 Script Demonstration();
 
 #endif  // SIMULATOR_SCRIPT_H_

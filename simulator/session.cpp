@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <csignal>
 
 #include "app/app.h"
 #include "platform/event_pump.h"
@@ -15,21 +16,19 @@ namespace {
 using Kind = Transcript::Kind;
 
 constexpr const char* kConnectionID = "17";
-// The driver pauses by itself when it starts and when it ends.
-constexpr std::chrono::seconds kPatienceAtStartAndEnd{30};
 
 }  // namespace
 
 Session::Session(const Setup& setup, Transcript& transcript, Recorder& recorder)
     : transcript_(transcript),
       recorder_(recorder),
-      place_(setup.place),
+      endpoint_(setup.device),
       patience_(setup.patience),
-      device_(setup.place),
+      device_(setup.device),
       // In a process group of its own, so that Ctrl-C reaches the simulator alone.
       driver_(setup.driver, DriverArguments(), [] { setpgid(0, 0); }) {
   ShowEvents();
-  std::string command_line = "starting torvy-driver";
+  std::string command_line = "starting " + setup.driver;
   for (const std::string& argument : DriverArguments()) command_line += " " + argument;
   transcript_.Note(command_line);
 }
@@ -50,7 +49,7 @@ void Session::ShowEvents() {
     transcript_.Event(Kind::kDriverToHost, "handshake, connection " + Printable(*host_.ConnectionID()));
   };
   host_.OnLog = [this](const SimulatedHost::LogLine& line) {
-    device_.ShowRest();
+    device_.ShowOverdue();
     transcript_.Event(Kind::kDriverToHost, "log, level " + std::to_string(line.level) + ": " + Printable(line.text));
     recorder_.Logged(line.text);
   };
@@ -58,52 +57,68 @@ void Session::ShowEvents() {
     device_bytes_ += bytes;
     recorder_.DeviceGot(bytes);
   };
-  device_.OnShow = [this](const std::string& bytes) {
+  device_.OnShow = [this](int /*driver*/, const std::string& bytes) {
     transcript_.Event(Kind::kDriverToDevice, DeviceBytesInWords(bytes));
   };
+  driver_.Output().OnChange = [this] { ShowConsole(); };
+}
+
+// One event a line; the last one may end with the output.
+void Session::ShowConsole() {
+  const std::string_view all = driver_.Output().Received;
+  while (console_shown_ < all.size()) {
+    const std::size_t end = std::min(all.find('\n', console_shown_), all.size());
+    if (end == all.size() && !driver_.Output().Ended) return;
+    std::string_view line = all.substr(console_shown_, end - console_shown_);
+    console_shown_ = std::min(end + 1, all.size());
+    if (line.ends_with('\r')) line.remove_suffix(1);
+    if (!line.empty()) transcript_.Event(Kind::kConsole, Printable(line));
+  }
 }
 
 bool Session::WaitUntilReady() {
-  const auto decided = [this] { return host_.HasLogged(App::kReadyLine) || driver_.Status(); };
-  if (!Await(decided, "the driver to get ready", std::max(patience_, kPatienceAtStartAndEnd))) return false;
+  constexpr std::chrono::seconds kPauseBeforeConnecting{3};
+  constexpr std::chrono::seconds kDeviceConnectLimit{10};
+  const auto connected = [this] { return host_.Link() != nullptr || driver_.Status(); };
+  if (!Await(connected, "the driver to connect", kPauseBeforeConnecting)) return false;
+  const auto ready = [this] { return host_.HasLogged(App::kReadyLine) || driver_.Status(); };
+  if (!Await(ready, "the driver to get ready", kDeviceConnectLimit)) return false;
   logs_seen_ = host_.Log().size();
   if (driver_.Status()) return Fail("the driver ended before it was ready");
   memory_when_ready_ = driver_.PeakMemoryKiB();
-  recorder_.Begin(place_.over_ip);
+  recorder_.Begin(endpoint_.over_ip);
   return true;
 }
 
-bool Session::Perform(const Step& step, const std::string& place) {
+bool Session::Perform(const Step& step, const std::string& position) {
   if (step.row == nullptr) return true;
-  where_ = place.empty() ? "" : place + ": ";
+  position_ = position.empty() ? "" : position + ": ";
   platform::EventPump::Instance().Run(0);
-  if (step.row->perform == nullptr) return Fail(step.line + " can only be a script's first step");
-  if (step.row->needs_sight && !IsLookedInto()) return false;
+  if (step.row->needs_visible_device && !RequireDeviceLink()) return false;
   recorder_.Performed(step);
-  const bool as_it_should = step.row->perform(*this, step);
-  if (as_it_should && step.row->IsExpectation()) {
+  const bool passed = step.row->perform(*this, step);
+  if (passed && step.row->IsExpectation()) {
     constexpr std::string_view kWord = "expect ";
-    transcript_.Event(Kind::kAsExpected, std::string_view(step.line).substr(kWord.size()));
+    device_.Show();
+    transcript_.Event(Kind::kAsExpected, Shortened(std::string_view(step.line).substr(kWord.size())));
   }
-  return as_it_should;
+  return passed;
 }
 
 bool Session::Finish() {
-  where_.clear();
-  if (!quit_sent_ && !driver_.Status() && CanSend()) Perform(ReadStep("quit"));
-  where_.clear();
-  const auto ended = [this] { return driver_.Status() && driver_.Output().Ended; };
-  if (!Await(ended, "the driver to end", std::max(patience_, kPatienceAtStartAndEnd))) return false;
+  interruption::Clear();  // what was interrupted still ends in order
+  if (!quit_sent_ && !driver_.Status() && HostCanSend()) Perform(ReadStep("quit"));
+  position_.clear();
+  if (host_.Link() == nullptr) driver_.Signal(SIGKILL);
+  if (!AwaitEnd([this] { return driver_.Status() && driver_.Output().Ended; })) return false;
   constexpr std::int32_t kPauseMilliseconds = 20;
   for (std::size_t before = Progress() + 1; before != Progress();) {
     before = Progress();
     platform::EventPump::Instance().Run(kPauseMilliseconds);
   }
+  device_.Show();
   recorder_.Ended(driver_.Output().Received, driver_.Status().value_or(-1));
-  if (const std::string& console = driver_.Output().Received; !console.empty()) {
-    transcript_.Note("the driver's console: " + Printable(console));
-  }
-  transcript_.Note("the driver ended with " + StateOfTheEnd());
+  transcript_.Note("the driver ended with " + ExitState());
   bool in_order = driver_.Status() == 0;
   if (!host_.Unexpected().empty()) {
     in_order = Fail("the host got bytes that are no log packet: " + Printable(host_.Unexpected()));
@@ -111,10 +126,13 @@ bool Session::Finish() {
   if (device_expected_ && !device_bytes_.empty()) {
     in_order = Fail("the device got more than was expected: " + DeviceBytesInWords(device_bytes_));
   }
+  if (commands_lost_ && (device_expected_ || !device_link_closed_by_step_)) {
+    in_order = Fail("commands were lost because the device link was closed");
+  }
   return in_order;
 }
 
-std::string Session::StateOfTheEnd() {
+std::string Session::ExitState() {
   constexpr int kSignalBase = 128;
   const int status = driver_.Status().value_or(0);
   return status > kSignalBase ? "signal " + std::to_string(status - kSignalBase) : "status " + std::to_string(status);
@@ -122,8 +140,9 @@ std::string Session::StateOfTheEnd() {
 
 bool Session::SendCommand(const std::string& address, const std::string& command) {
   const std::string id = std::to_string(++packets_sent_);
+  NoteLostCommands();
   return Send(DeviceCommand(address, command, id),
-              "command " + command + " for the unit at " + address + ", packet " + id);
+              "command " + Shortened(command) + " for the unit at " + Shortened(address) + ", packet " + id);
 }
 
 bool Session::ToggleDebugMode() {
@@ -131,6 +150,7 @@ bool Session::ToggleDebugMode() {
 }
 
 bool Session::SendRaw(const std::string& bytes) {
+  NoteLostCommands();
   return Send(RawDataCommand(bytes), "pass " + std::to_string(bytes.size()) + " bytes to the device");
 }
 
@@ -139,9 +159,15 @@ bool Session::Quit() {
   return Send(ControllerCommand("Q"), "quit");
 }
 
+void Session::CloseDeviceLink() {
+  device_link_closed_by_step_ = true;
+  DeviceLink().Close();
+}
+
 bool Session::SendStream(std::int32_t count) {
   constexpr std::int32_t kUnits = 10'000;
   std::string packets;
+  NoteLostCommands();
   stream_bytes_.clear();
   for (std::int32_t i = 0; i < count; ++i) {
     const std::string address = std::to_string(kUnits + i % kUnits).substr(1);
@@ -152,6 +178,7 @@ bool Session::SendStream(std::int32_t count) {
 }
 
 bool Session::SendRawPackets(std::int32_t count) {
+  NoteLostCommands();
   const std::string packet = RawDataCommand(std::string(cQuorvaneCommand::kMostRawData, '-')).GetRawCommand();
   std::string packets;
   for (std::int32_t i = 0; i < count; ++i) packets += packet;
@@ -160,32 +187,42 @@ bool Session::SendRawPackets(std::int32_t count) {
 
 bool Session::Flood() {
   constexpr std::size_t kQueued = 100'000;
-  if (!CanSend()) return false;
+  if (!RequireHostLink()) return false;
   const std::string packet = DeviceCommand("0102", "ON", "1").GetRawCommand();
   std::string packets;
   while (packets.size() < kQueued) packets += packet;
   transcript_.Event(Kind::kHostToDriver, "commands without end");
-  const bool ended = Await(
-      [this, &packets] {
-        if (HostLink().CanSend() && HostLink().Unsent() < kQueued) {
-          HostLink().Send(packets);
-          bytes_sent_ += packets.size();
-        }
-        device_bytes_.clear();
-        return driver_.Status().has_value();
-      },
-      "the driver to end");
+  const bool ended = AwaitEnd([this, &packets] {
+    if (HostLink().CanSend() && HostLink().Unsent() < kQueued) {
+      HostLink().Send(packets);
+      bytes_sent_ += packets.size();
+    }
+    device_bytes_.clear();
+    return driver_.Status().has_value();
+  });
   recorder_.ForgetDeviceBytes();
   return ended;
 }
 
-bool Session::CanSend() {
-  return (host_.Link() != nullptr && HostLink().CanSend()) ||
-         Fail("the link to the driver is closed; nothing can be sent");
+bool Session::RequireHostLink() {
+  return HostCanSend() || Fail("the link to the driver is closed; nothing can be sent");
+}
+
+bool Session::RequireDeviceLink() {
+  if (!endpoint_.IsVisible()) return Fail(Device::kNotVisible);
+  return device_.Link() != nullptr || Fail("the driver has not connected to the device");
+}
+
+// The driver does not reopen its device link: commands that come after it has closed reach nothing. One that was asked
+// to quit may have closed it.
+void Session::NoteLostCommands() {
+  if (commands_lost_ || quit_sent_ || !device_.LinkIsClosed()) return;
+  commands_lost_ = true;
+  transcript_.Problem("the device link is closed; commands sent after that are lost");
 }
 
 bool Session::Send(cQuorvaneCommand message, const std::string& in_words) {
-  if (!CanSend()) return false;
+  if (!RequireHostLink()) return false;
   const std::string packet = message.GetRawCommand();
   transcript_.Event(Kind::kHostToDriver, in_words);
   transcript_.Packet(packet);
@@ -195,7 +232,7 @@ bool Session::Send(cQuorvaneCommand message, const std::string& in_words) {
 }
 
 bool Session::SendUntilTaken(const std::string& packets, const std::string& in_words) {
-  if (!CanSend()) return false;
+  if (!RequireHostLink()) return false;
   transcript_.Event(Kind::kHostToDriver, in_words);
   HostLink().Send(packets);
   bytes_sent_ += packets.size();

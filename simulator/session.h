@@ -21,35 +21,38 @@ class Session {
  public:
   struct Setup {
     std::string driver;  // path of the driver's executable
-    Device::Place place;
-    std::chrono::seconds patience{30};  // how long to wait while nothing at all happens
+    Device::Endpoint device;
+    std::chrono::seconds patience{30};  // how long to wait while nothing happens, beside the driver's own pauses
   };
 
   // Starts the driver; throws std::system_error when it cannot. Transcript and recorder must outlive the session.
   Session(const Setup& setup, Transcript& transcript, Recorder& recorder);
 
-  // Waits until the driver is ready for commands; false, with the reason in the transcript, if it will not be.
+  // Waits until the driver is ready for commands; false, with the reason in the transcript, when it does not get ready.
   bool WaitUntilReady();
 
-  // Carries out one step that was understood; false, with the reason in the transcript, when it did not go as expected.
-  // A place, such as "file:7", stands before that reason.
-  bool Perform(const Step& step, const std::string& place = {});
+  // Performs a step; false, with the reason in the transcript, when it fails. A position, such as "file:7", stands
+  // before that reason.
+  bool Perform(const Step& step, const std::string& position = {});
 
-  // Asks the driver to quit, unless it was asked or has left, and waits for its end. Returns whether it ended
-  // in order and the device got nothing but what was expected of it, if anything was.
+  // Asks the driver to quit, unless it was asked or has left, and waits for its end. Returns whether it ended in order
+  // and, once device bytes were expected, whether every command reached the device and every byte was expected.
   bool Finish();
 
-  const Device::Place& Place() const { return place_; }
+  const Device::Endpoint& Endpoint() const { return endpoint_; }
+  // Whether commands were sent while the device link was closed.
+  bool CommandsWereLost() const { return commands_lost_; }
   bool QuitWasSent() const { return quit_sent_; }
   bool DriverHasEnded() { return driver_.Status().has_value(); }
 
-  // What the steps act on. The device's link may be asked for only when the device can be seen.
+  // What the steps act on. The device's link exists only when the device is visible.
   Transcript& Output() { return transcript_; }
   Channel& HostLink() { return *host_.Link(); }
   Channel& DeviceLink() { return *device_.Link(); }
   ChildProcess& Driver() { return driver_; }
 
-  // What the steps do, each returning whether it went as it should. The sending ones wait for room, not for an answer.
+  // The actions of the steps; false when one fails. The sending ones wait until the driver has taken the bytes, not for
+  // an answer.
   bool SendCommand(const std::string& address, const std::string& command);
   bool ToggleDebugMode();
   bool SendRaw(const std::string& bytes);
@@ -58,6 +61,7 @@ class Session {
   bool Flood();
   bool Wait(std::int32_t milliseconds);
   bool Quit();
+  void CloseDeviceLink();
   bool ExpectDevice(const std::string& bytes);
   bool ExpectStream();
   bool ExpectLog(const std::string& text);
@@ -71,29 +75,37 @@ class Session {
   void ShowEvents();
   bool Send(cQuorvaneCommand message, const std::string& in_words);
   bool SendUntilTaken(const std::string& packets, const std::string& in_words);
-  bool CanSend();
-  bool IsLookedInto();
+  void ShowConsole();
+  bool HostCanSend() const { return host_.Link() != nullptr && host_.Link()->CanSend(); }
+  bool RequireHostLink();
+  bool RequireDeviceLink();
+  void NoteLostCommands();
   std::size_t Progress();
-  bool Await(const std::function<bool()>& condition, const std::string& what);
-  bool Await(const std::function<bool()>& condition, const std::string& what, std::chrono::seconds patience);
+  // Waits for a condition while the patience lasts, which progress renews. `driver_pause` is added to it.
+  bool Await(const std::function<bool()>& condition, const std::string& what,
+             std::chrono::seconds driver_pause = std::chrono::seconds::zero());
+  bool AwaitEnd(const std::function<bool()>& ended);
   bool Fail(const std::string& why);
-  std::string StateOfTheEnd();
+  std::string ExitState();
 
   Transcript& transcript_;
   Recorder& recorder_;
-  const Device::Place place_;
+  const Device::Endpoint endpoint_;
   const std::chrono::seconds patience_;
   SimulatedHost host_;
   Device device_;
   ChildProcess driver_;
-  std::string where_;         // the step that is carried out
+  std::string position_;      // of the step that is performed
   std::string device_bytes_;  // what reached the device and was not yet expected
   std::string stream_bytes_;  // what the last stream asked for
+  std::size_t console_shown_ = 0;
   std::size_t logs_seen_ = 0;
   std::size_t bytes_sent_ = 0;
   long memory_when_ready_ = 0;
   int packets_sent_ = 0;
   bool device_expected_ = false;
+  bool device_link_closed_by_step_ = false;
+  bool commands_lost_ = false;
   bool quit_sent_ = false;
 };
 

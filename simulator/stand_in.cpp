@@ -1,58 +1,79 @@
 #include "simulator/stand_in.h"
 
-#include <sys/ioctl.h>
 #include <unistd.h>
 
-#include <array>
-#include <ctime>
+#include <cerrno>
+#include <cstdio>
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <system_error>
+#include <utility>
 
 #include "platform/event_pump.h"
 #include "simulator/interruption.h"
-#include "simulator/unit_view.h"
 #include "simulator/wording.h"
 
 namespace {
 
-std::string TimeOfDay() {
-  const std::time_t now = std::time(nullptr);
-  std::tm local{};
-  localtime_r(&now, &local);
-  std::array<char, 16> text{};
-  std::strftime(text.data(), text.size(), "%H:%M:%S", &local);
-  return text.data();
-}
+// A symbolic link while it lives. It replaces another symbolic link, and nothing else.
+class SymbolicLink {
+ public:
+  SymbolicLink(std::string path, std::string target) : path_(std::move(path)), target_(std::move(target)) {
+    std::error_code error;
+    const std::filesystem::file_status status = std::filesystem::symlink_status(path_, error);
+    if (std::filesystem::exists(status) && !std::filesystem::is_symlink(status)) Fail(EEXIST);
+    const std::string fresh = path_ + "." + std::to_string(getpid()) + ".new";
+    if (symlink(target_.c_str(), fresh.c_str()) != 0) Fail(errno);
+    if (std::rename(fresh.c_str(), path_.c_str()) == 0) return;
+    const int reason = errno;
+    unlink(fresh.c_str());
+    Fail(reason);
+  }
+  ~SymbolicLink() {
+    // Another process may have replaced it.
+    std::error_code error;
+    if (std::filesystem::read_symlink(path_, error) == target_) unlink(path_.c_str());
+  }
+  SymbolicLink(const SymbolicLink&) = delete;
+  SymbolicLink& operator=(const SymbolicLink&) = delete;
 
-// How many lines a view may have on the terminal; a few stay for what stands above it.
-std::size_t LinesForView() {
-  constexpr std::size_t kAbove = 4;
-  constexpr std::size_t kUsual = 24;
-  winsize size{};
-  const bool known = ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_row > kAbove;
-  return (known ? size.ws_row : kUsual) - kAbove;
+ private:
+  [[noreturn]] void Fail(int error) const { throw std::system_error(error, std::generic_category(), path_); }
+
+  std::string path_;
+  std::string target_;
+};
+
+std::string DriverName(int driver) {
+  return driver == 0 ? "the driver" : "driver " + std::to_string(driver);
 }
 
 }  // namespace
 
-void RunStandIn(const Device::Place& place, bool watch, bool on_terminal, Transcript& transcript) {
+void RunStandIn(const Device::Endpoint& endpoint, const std::string& link, Transcript& transcript) {
   constexpr std::int32_t kSliceMilliseconds = 200;
-  Device device(place);
+  using Kind = Transcript::Kind;
+  Device device(endpoint);
   device.StayForNextDriver();
-  UnitView view(on_terminal ? LinesForView() : 0);
-  device.OnBytes = [&](const std::string& bytes) {
-    if (watch) transcript.Write(view.Take(bytes, TimeOfDay()));
+  device.OnShow = [&](int driver, const std::string& bytes) {
+    const std::string sender = driver == 0 ? "" : DriverName(driver) + ": ";
+    transcript.Event(Kind::kDriverToDevice, sender + DeviceBytesInWords(bytes));
   };
-  device.OnShow = [&](const std::string& bytes) {
-    if (!watch) transcript.Event(Transcript::Kind::kDriverToDevice, DeviceBytesInWords(bytes));
-  };
-  device.OnLink = [&](bool connected) {
-    if (!watch) transcript.Note(connected ? "a driver has connected" : "the driver has left");
+  device.OnLink = [&](int driver, bool connected) {
+    transcript.Event(Kind::kDriverToDevice, DriverName(driver) + (connected ? " has connected" : " has left"));
   };
   const std::vector<std::string>& names = device.Names();
-  transcript.Note(names.size() == 1 ? "the interface is at " + names.front()
-                                    : "the interface is at address " + names.front() + ", port " + names.back());
+  std::optional<SymbolicLink> symbolic_link;
+  if (!link.empty()) symbolic_link.emplace(link, names.front());
+  if (names.size() == 1) {
+    transcript.Note("the interface is at " + (link.empty() ? names.front() : std::filesystem::absolute(link).string()));
+  } else {
+    transcript.Note("the interface is at address " + names.front() + ", port " + names.back());
+  }
   transcript.Note("Name it in the host's settings. Ctrl-C ends.");
   while (!interruption::IsPending() && transcript.WriteError() == 0) {
     platform::EventPump::Instance().Run(kSliceMilliseconds);
-    device.ShowRest();
+    device.ShowOverdue();
   }
 }

@@ -3,6 +3,7 @@
 #include <array>
 #include <cerrno>
 #include <cstdio>
+#include <ctime>
 
 #include "message/quorvane_command.h"
 #include "platform/clock.h"
@@ -15,9 +16,10 @@ struct Look {
   std::string_view name;
   std::string_view colour;
 };
-constexpr std::array<Look, 4> kLooks{{{"host -> driver  ", "\x1b[36m"},
+constexpr std::array<Look, 5> kLooks{{{"host -> driver  ", "\x1b[36m"},
                                       {"host <- driver  ", "\x1b[33m"},
                                       {"driver -> device", "\x1b[32;1m"},
+                                      {"driver's console", "\x1b[35m"},
                                       {"as expected     ", "\x1b[32m"}}};
 constexpr std::string_view kProblemColour = "\x1b[31;1m";
 constexpr std::string_view kPlain = "\x1b[0m";
@@ -37,11 +39,25 @@ std::string HexadecimalBytes(std::string_view bytes) {
 Transcript::Transcript(Style style) : style_(style), start_(platform::MonotonicNow()) {}
 
 void Transcript::Event(Kind kind, std::string_view text) {
-  const std::chrono::duration<double> elapsed = platform::MonotonicNow() - start_;
-  std::array<char, 32> time{};
-  std::snprintf(time.data(), time.size(), "%8.3f s  ", elapsed.count());
   const Look& look = kLooks.at(static_cast<std::size_t>(kind));
-  Print(std::string(time.data()) + std::string(look.name) + "  " + std::string(text), look.colour);
+  Print(Time() + "  " + std::string(look.name) + "  " + std::string(text), look.colour);
+}
+
+std::string Transcript::Time() const {
+  std::array<char, 32> text{};
+  if (style_.clock) {
+    std::timespec now{};
+    std::timespec_get(&now, TIME_UTC);
+    std::tm local{};
+    localtime_r(&now.tv_sec, &local);
+    constexpr long kNanosecondsPerMillisecond = 1'000'000;
+    std::snprintf(text.data(), text.size(), "%02d:%02d:%02d.%03ld", local.tm_hour, local.tm_min, local.tm_sec,
+                  now.tv_nsec / kNanosecondsPerMillisecond);
+  } else {
+    const std::chrono::duration<double> elapsed = platform::MonotonicNow() - start_;
+    std::snprintf(text.data(), text.size(), "%8.3f s", elapsed.count());
+  }
+  return text.data();
 }
 
 void Transcript::Packet(const std::string& bytes) {

@@ -1,4 +1,4 @@
-// The record of a session as a person likes to read it: time, link and direction, and what went over it.
+// The transcript of a session on standard output: time, link and direction, and what went over it.
 
 #ifndef SIMULATOR_TRANSCRIPT_H_
 #define SIMULATOR_TRANSCRIPT_H_
@@ -10,11 +10,12 @@
 
 class Transcript {
  public:
-  enum class Kind { kHostToDriver, kDriverToHost, kDriverToDevice, kAsExpected };
+  enum class Kind { kHostToDriver, kDriverToHost, kDriverToDevice, kConsole, kAsExpected };
 
   struct Style {
     bool colours = false;
-    bool verbose = false;  // adds the debug text of every packet
+    bool verbose = false;  // adds the bytes and the debug text of every packet
+    bool clock = false;    // the time of day; otherwise seconds since the start
   };
 
   explicit Transcript(Style style);
@@ -26,10 +27,8 @@ class Transcript {
   // A remark of the simulator's own, and one that says what went wrong.
   void Note(std::string_view text);
   void Problem(std::string_view text);
-  // A text as it is, with its own line ends.
-  void Write(std::string_view text);
 
-  // Around each line, when somebody types on the same terminal: takes what is typed away, and shows it again.
+  // Called around each line while one is edited on the same terminal: hide the edited line, and show it again.
   std::function<void()> BeforeLine;
   std::function<void()> AfterLine;
 
@@ -37,8 +36,10 @@ class Transcript {
   int WriteError() const { return write_error_; }
 
  private:
+  std::string Time() const;
   void PrintDetail(const std::string& text);
   void Print(std::string_view line, std::string_view colour);
+  void Write(std::string_view text);
 
   Style style_;
   std::chrono::nanoseconds start_;

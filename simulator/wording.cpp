@@ -1,21 +1,46 @@
 #include "simulator/wording.h"
 
 #include <algorithm>
+#include <array>
 #include <cctype>
 #include <cstdint>
 
+#include "device/actions.h"
 #include "platform/text.h"
 
 namespace {
 
-constexpr std::string_view kActions = "UDS";
 constexpr std::size_t kUsualLength = 5;  // of a Torvy command; a short address makes it shorter
 
 bool IsPrintable(char byte) {
   return byte >= ' ' && byte <= '~';
 }
 
+// What each of the driver's actions does to a unit.
+constexpr std::array<std::string_view, kTorvyActions.size()> kEffects{"up (ON)", "down (OFF)", "stop"};
+
+// Takes the device command off the front of `bytes` and returns it in words; none when they begin with none.
+std::optional<std::string> TakeCommandInWords(std::string_view& bytes) {
+  // An address may hold one of the letters, too: a command of the usual length is preferred.
+  const bool usual = bytes.size() >= kUsualLength && EndsCommand(bytes[kUsualLength - 1]);
+  const auto* const letter = usual ? &bytes[kUsualLength - 1] : std::ranges::find_if(bytes, EndsCommand);
+  if (letter == bytes.end()) return std::nullopt;
+  const std::string_view address(bytes.begin(), letter);
+  if (!std::ranges::all_of(address, IsPrintable)) return std::nullopt;
+  std::string words = "unit ";
+  words += address;
+  words += ' ';
+  const auto* const action = std::ranges::find(kTorvyActions, *letter, &TorvyAction::letter);
+  words += kEffects.at(static_cast<std::size_t>(action - kTorvyActions.begin()));
+  bytes.remove_prefix(address.size() + 1);
+  return words;
+}
+
 }  // namespace
+
+bool EndsCommand(char byte) {
+  return std::ranges::find(kTorvyActions, byte, &TorvyAction::letter) != kTorvyActions.end();
+}
 
 std::string Printable(std::string_view bytes) {
   constexpr std::uint8_t kTwoDigits = 0x10;
@@ -51,11 +76,23 @@ std::optional<std::string> ReadPrintable(std::string_view text) {
   return bytes;
 }
 
+std::string Shortened(std::string_view text) {
+  constexpr unsigned kContinuationMask = 0xC0;  // of a UTF-8 character, which is not cut in two
+  constexpr unsigned kContinuation = 0x80;
+  std::size_t end = std::min(text.size(), kMostShown);
+  while (end > 0 && end < text.size() && (static_cast<unsigned char>(text[end]) & kContinuationMask) == kContinuation) {
+    --end;
+  }
+  std::string shown;
+  for (const char byte : text.substr(0, end)) {
+    const bool control = std::iscntrl(static_cast<unsigned char>(byte)) != 0;
+    shown += control ? Printable({&byte, 1}) : std::string(1, byte);
+  }
+  return end < text.size() ? shown + "..." : shown;
+}
+
 std::string Quoted(std::string_view text) {
-  std::string quoted(1, '"');
-  quoted += text;
-  quoted += '"';
-  return quoted;
+  return '"' + Shortened(text) + '"';
 }
 
 std::string Wrapped(std::string_view text, std::size_t indent, std::size_t width) {
@@ -79,43 +116,15 @@ std::string Wrapped(std::string_view text, std::size_t indent, std::size_t width
   return lines;
 }
 
-std::string_view ActionInWords(char action) {
-  switch (action) {
-    case 'U':
-      return "up (ON)";
-    case 'D':
-      return "down (OFF)";
-    case 'S':
-      return "stop";
-    default:
-      return {};
-  }
-}
-
-std::optional<TorvyCommand> TakeTorvyCommand(std::string& bytes) {
-  // An address may hold such a letter, too: a command of the usual length is preferred.
-  const bool usual = bytes.size() >= kUsualLength && kActions.find(bytes[kUsualLength - 1]) != std::string_view::npos;
-  const std::size_t end = usual ? kUsualLength - 1 : bytes.find_first_of(kActions);
-  if (end == std::string::npos ||
-      !std::all_of(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(end), IsPrintable)) {
-    return std::nullopt;
-  }
-  TorvyCommand command{bytes.substr(0, end), bytes[end]};
-  bytes.erase(0, end + 1);
-  return command;
-}
-
 std::string DeviceBytesInWords(std::string_view bytes) {
-  constexpr std::size_t kMostInWords = 60;
-  if (bytes.size() > kMostInWords) return std::to_string(bytes.size()) + " bytes";
+  if (bytes.size() > kMostShown) return std::to_string(bytes.size()) + " bytes";
   std::string words;
-  std::string rest(bytes);
+  std::string_view rest = bytes;
   while (!rest.empty()) {
-    const auto command = TakeTorvyCommand(rest);
+    const auto command = TakeCommandInWords(rest);
     if (!command) return Printable(bytes) + "  (raw bytes)";
     if (!words.empty()) words += ", then ";
-    words += "unit " + command->address + " ";
-    words += ActionInWords(command->action);
+    words += *command;
   }
   return Printable(bytes) + "  " + words;
 }

@@ -1,38 +1,35 @@
-// Bytes and device commands as texts that a person reads and a script can hold.
+// Bytes and device commands as texts for messages, transcripts and scripts.
 
 #ifndef SIMULATOR_WORDING_H_
 #define SIMULATOR_WORDING_H_
 
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <string_view>
 
-// Bytes as text: all but printable ASCII, and the backslash, as hexadecimal after a backslash.
+// Whether a byte is the letter that ends a device command.
+bool EndsCommand(char byte);
+
+// The most bytes of a text or of data that a message shows.
+inline constexpr std::size_t kMostShown = 60;
+
+// Bytes as text: printable ASCII as it is, all else and the backslash as a backslash and two hexadecimal digits.
 std::string Printable(std::string_view bytes);
 
-// The bytes that such a text stands for; none when two hexadecimal digits are missing after a backslash.
+// The bytes of such a text; none when two hexadecimal digits are missing after a backslash.
 std::optional<std::string> ReadPrintable(std::string_view text);
 
-// A text in quotation marks, for a message about it.
+// A text for a message: control characters escaped, cut after kMostShown bytes with an ellipsis.
+std::string Shortened(std::string_view text);
+
+// The same in quotation marks.
 std::string Quoted(std::string_view text);
 
 // A text's lines cut at blanks so that none is longer than `width`; lines after the first are indented.
 std::string Wrapped(std::string_view text, std::size_t indent, std::size_t width);
 
-// One command as the interface gets it.
-struct TorvyCommand {
-  std::string address;
-  char action;
-};
-
-// What the command's letter asks for, as "up (ON)".
-std::string_view ActionInWords(char action);
-
-// Takes the command off the front of what the interface got; none while it is not whole, or when the bytes begin no
-// command.
-std::optional<TorvyCommand> TakeTorvyCommand(std::string& bytes);
-
-// What bytes for the interface ask for.
+// Bytes for the interface, and what they ask for: "0102U  unit 0102 up (ON)". Of many, the number.
 std::string DeviceBytesInWords(std::string_view bytes);
 
 #endif  // SIMULATOR_WORDING_H_

@@ -1,174 +1,231 @@
 // The simulator as a child process, with the real driver as its own.
 
+#include <arpa/inet.h>
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <sys/ioctl.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <csignal>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 
 #include "peers/child_process.h"
+#include "peers/listener.h"
 #include "peers/pseudo_terminal.h"
 #include "peers/waiting.h"
 
 namespace {
 
+using testing::AllOf;
+using testing::ContainsRegex;
 using testing::EndsWith;
 using testing::HasSubstr;
 using testing::StartsWith;
 using testing::UnorderedElementsAre;
 
-const std::string kNoDevice = "/dev/null";
+const std::string kPassed = "all as it should be\n";
+const std::string kFailed = "the session failed\n";
 
-// Files for one test, in a folder of their own.
 class Simulator : public testing::Test {
  protected:
   const std::string folder = testing::TempDir() + "torvy-simulator-" + std::to_string(getpid());
 
   void SetUp() override { ASSERT_EQ(mkdir(folder.c_str(), 0700), 0); }
-  void TearDown() override {
-    for (const std::string& file : files_) unlink(file.c_str());
-    rmdir(folder.c_str());
-  }
+  void TearDown() override { std::filesystem::remove_all(folder); }
 
-  std::string File(const std::string& name, const std::string& text = {}) {
-    files_.push_back(folder + "/" + name);
-    if (!text.empty()) std::ofstream(files_.back()) << text;
-    return files_.back();
+  // The path of a file in the test's folder, written first when there is text.
+  std::string File(const std::string& name, const std::string& text = {}) const {
+    const std::string path = folder + "/" + name;
+    if (!text.empty()) std::ofstream(path) << text;
+    return path;
   }
-  // Starts the simulator with files as its standard input and, unless it is empty, output.
-  std::unique_ptr<ChildProcess> Start(const std::vector<std::string>& options, const std::string& input = kNoDevice,
-                                      const std::string& output = {}) {
+  // Starts the simulator with files as its standard input and, if named, output.
+  static std::unique_ptr<ChildProcess> Start(const std::vector<std::string>& options,
+                                             const std::string& input = "/dev/null", const std::string& output = {}) {
     return std::make_unique<ChildProcess>(TORVY_SIMULATOR, options, [&] {
       dup2(open(input.c_str(), O_RDONLY), STDIN_FILENO);
       if (!output.empty()) dup2(open(output.c_str(), O_WRONLY), STDOUT_FILENO);
       dup2(STDOUT_FILENO, STDERR_FILENO);
     });
   }
-  static void WaitForEnd(ChildProcess& simulator) {
+  // Waits for the simulator's end, expects its exit status and returns what it printed.
+  static std::string OutputOf(ChildProcess& simulator, int status) {
     EXPECT_TRUE(WaitFor([&] { return simulator.Status() && simulator.Output().Ended; }, std::chrono::minutes(2)));
+    EXPECT_EQ(simulator.Status(), status) << simulator.Output().Received;
+    return simulator.Output().Received;
   }
-
- private:
-  std::vector<std::string> files_;
+  static void WaitForOutput(ChildProcess& simulator, const std::string& text) {
+    EXPECT_TRUE(WaitFor([&] { return simulator.Output().Received.find(text) != std::string::npos; }))
+        << text << " is not in " << simulator.Output().Received;
+  }
 };
 
-TEST_F(Simulator, RefusesWhatIsWrongAndTellsHowASessionWent) {
-  const std::string empty = File("empty", "# nothing to do\n\n");
-  const std::string wrong = File("wrong", "0102 ON\nfoo\n");
+TEST_F(Simulator, RefusesWhatIsWrong) {
   const std::string late = File("late", "0102 ON\nover ip\n");
   const std::string serial = File("serial", "over serial\n0102 ON\n");
-  const std::string sight = File("sight", "0102 ON\nexpect 0102U\n");
-  const std::string other = File("other-byte", "0102 ON\nexpect 0102D\n");
-  const std::string more_bytes = File("more-bytes", "over ip\n0102 ON\nexpect 0102U\nraw 21\nwait 200\n");
-  const std::string in_vain = File("in-vain", "quit\nexpect log no\n");
-  const std::string right = File("right", "0102 ON\r\n\nexpect 0102U\nquit\nexpect end\n");
-  const std::string typed_wrong = File("typed-wrong", "foo\n0102 ON\nexpect 0102U");
-  const std::string typed_in_vain = File("typed-in-vain", "expect log no\n0102 ON\nexpect 0102U\nexit\n");
-  PseudoTerminal real_port;
-  const std::string went_well = "all as it should be\n";
-  const std::string sees_0102 = "as expected       0102U\n";
+  const std::string device = File("device", "0102 ON\nexpect 0102U\n");
   const struct {
-    int status;
     std::vector<std::string> options;
-    std::vector<std::string> shows;
-    std::string end = {};
-    std::string input = kNoDevice;
-    std::string output = {};
-  } cases[] = {
-      {2, {"--port"}, {"--port"}},
-      {2, {"--device", "nowhere"}, {"\"nowhere\" is no device"}},
-      {2, {"--device", "[::1]:1x"}, {"\"[::1]:1x\" is no device"}},
-      {2, {"--device=::1:4001"}, {"\"::1:4001\" is no device"}},
-      {2, {"--device", "192.0.2.7:65536"}, {"a port is 1 to 65535"}},
-      {2, {"--ip", "--port", "/dev/null"}, {"--port"}},
-      {2, {"--other-end", "/dev/null"}, {"--port"}},
-      {2, {"--watch"}, {"--stand-in"}},
-      {2, {"--patience", "0"}, {"--patience"}},
-      {2, {"--color=often"}, {"--color"}},
-      {2, {"unexpected"}, {"unexpected"}},
-      {2, {"--script", "/no/file"}, {"cannot read /no/file"}},
-      {2, {"--script", folder}, {folder + " is a folder"}},
-      {2, {"--script", empty}, {empty + " holds no step"}},
-      {2, {"--script", "-"}, {"standard input holds no step"}},
-      {2, {"--script", wrong}, {wrong + ":2: \"foo\" is no step"}},
-      {2, {"--script", late}, {late + ":2: over ip can only be a script's first step"}},
-      {2, {"--ip", "--script", serial}, {serial + " is for a device on a serial line"}},
-      {2, {"--port", "/dev/null", "--script", sight}, {sight + ":2: what reaches a real device cannot be seen"}},
-      {2, {"--driver", "/no/such/driver"}, {"/no/such/driver"}},
-      {2, {"--driver", "no-such-driver"}, {"is no program in PATH"}},
-      {2, {"--record", "/no/file"}, {"/no/file"}},
-      {0, {}, {"driver -> device  0304S  unit 0304 stop\n", "as expected       0304S\n"}, "status 0\n" + went_well},
-      {0, {"--ip", "--verbose", "--color=always"}, {"mcmd = ON", "\x1b[32m"}, went_well},
-      {1, {}, {}, "", kNoDevice, "/dev/full"},
-      {1, {"--help"}, {}, "", kNoDevice, "/dev/full"},
-      {0, {"--port", real_port.Path()}, {}, "what reached the device cannot be seen from here\n"},
-      {1, {"--script", other}, {other + ":2: expected the device to get \"D\" after 4 right bytes, it got \"U\"\n"}},
-      {1, {"--script", more_bytes}, {"the device got more than was expected: !  (raw bytes)\n"}},
-      {1, {"--script", in_vain}, {in_vain + ":2: waited in vain for the log line \"no\""}},
-      {0, {"--script", "-"}, {}, went_well, right},
-      {2, {"--interactive"}, {"standard input:1: \"foo\" is no step", sees_0102}, "", typed_wrong},
-      {1, {"--interactive", "--patience", "1"}, {"standard input:1: waited in vain", sees_0102}, "", typed_in_vain}};
-  std::vector<std::unique_ptr<ChildProcess>> simulators;
-  for (const auto& c : cases) simulators.push_back(Start(c.options, c.input, c.output));
-  for (std::size_t i = 0; i < simulators.size(); ++i) {
-    WaitForEnd(*simulators[i]);
-    EXPECT_EQ(simulators[i]->Status(), cases[i].status) << simulators[i]->Output().Received;
-    for (const std::string& text : cases[i].shows) EXPECT_THAT(simulators[i]->Output().Received, HasSubstr(text));
-    EXPECT_THAT(simulators[i]->Output().Received, EndsWith(cases[i].end));
-  }
+    std::string message;
+  } cases[] = {{{"--device", "nowhere"}, "\"nowhere\" is no address and port"},
+               {{"--device", "[::1]:1x"}, "\"[::1]:1x\" is no address and port"},
+               {{"--device", "192.0.2.7:65536"}, "a port is 1 to 65535"},
+               {{"--device", "192.0.2.7:4001"}, "moves the units 0102 and 0304 of the device at 192.0.2.7; allow it"},
+               {{"--yes", "--port", "none", "--other-end", "none"}, "/dev/none: No such file"},
+               {{"--stand-in", "--link", late}, late + ": File exists"},
+               {{"--script", "/no/file"}, "cannot read /no/file"},
+               {{"--script", folder}, folder + " is a directory"},
+               {{"--script", File("empty", "# nothing to do\n\n")}, "empty holds no step"},
+               {{"--script", "-"}, "standard input holds no step"},
+               {{"--script", File("wrong", "0102 ON\nfoo\n")}, "wrong:2: \"foo\" is no step"},
+               {{"--script", late}, late + ":2: over ip can only be a script's first step"},
+               {{"--ip", "--script", serial}, serial + " is for a device on a serial line"},
+               {{"--port", "none", "--script", device}, device + ":2: what reaches a real device cannot be seen"},
+               {{"--driver", "no-such-driver"}, "is not a program in PATH"},
+               {{"--record", "/no/file"}, "/no/file"}};
+  for (const auto& c : cases) EXPECT_THAT(OutputOf(*Start(c.options), 2), HasSubstr(c.message));
+}
+
+TEST_F(Simulator, TellsHowASessionWent) {
+  PseudoTerminal port;
+  const auto script = [this](const std::string& name, const std::string& text) {
+    return Start({"--script", File(name, text)});
+  };
+  const auto serial = Start({});
+  const auto over_ip = Start({"--ip", "--verbose", "--color=always"});
+  const auto real = Start({"--port", port.Path(), "--yes"});
+  const auto full = Start({}, "/dev/null", "/dev/full");
+  const auto help_full = Start({"--help"}, "/dev/null", "/dev/full");
+  const auto standard_input = Start({"--script", "-"}, File("in", "0102 ON\r\n\nexpect 0102U\nquit\nexpect end"));
+  const auto raw = script("raw", "raw 21\nexpect !\n");
+  const auto more_bytes = script("more", "over ip\n0102 ON\nexpect 0102U\nraw 21\nwait 200\n");
+  const auto closed = script("closed", "fault device close\n0102 ON\n");
+  const auto lost = script("lost", "0102 ON\nexpect 0102U\nfault device close\n0102 ON\n");
+  const auto console = script("console", "fault host reset\nexpect console Quorvane Pipe Error\n");
+  EXPECT_THAT(OutputOf(*serial, 0), AllOf(HasSubstr("driver -> device  0304S  unit 0304 stop\n"),
+                                          HasSubstr("as expected       0304S\n"), EndsWith("status 0\n" + kPassed)));
+  EXPECT_THAT(OutputOf(*over_ip, 0), AllOf(HasSubstr("mcmd = ON"), HasSubstr("\x1b[32m"), EndsWith(kPassed)));
+  EXPECT_THAT(OutputOf(*real, 0), EndsWith("host's side; what reached the device cannot be seen from here\n"));
+  OutputOf(*full, 1);
+  OutputOf(*help_full, 1);
+  EXPECT_THAT(OutputOf(*standard_input, 0), EndsWith(kPassed));
+  EXPECT_THAT(OutputOf(*raw, 0), ContainsRegex("!  \\(raw bytes\\)\n.*as expected       !\n"));
+  EXPECT_THAT(OutputOf(*more_bytes, 1), HasSubstr("the device got more than was expected: !  (raw bytes)\n" + kFailed));
+  EXPECT_THAT(OutputOf(*closed, 0), EndsWith("host's side; commands were lost because the device link was closed\n"));
+  EXPECT_THAT(OutputOf(*lost, 1), EndsWith("commands were lost because the device link was closed\n" + kFailed));
+  EXPECT_THAT(OutputOf(*console, 0), ContainsRegex("\n[^\n]*driver's console  Quorvane Pipe Error\n"));
+}
+
+TEST_F(Simulator, JudgesEachLineFromAPipe) {
+  const auto wrong = Start({"--interactive"}, File("wrong", "foo\nover ip\n0102 ON\nexpect 0102U"));
+  const std::string lines = "0102 ON\nexpect 0102D\n0102 OFF\nexpect 0102D\n0102 DIM\nexpect log no\n";
+  const auto failed =
+      Start({"--interactive", "--patience", "2"}, File("failed", lines + "expect log unsupported command: DIM\n"));
+  EXPECT_THAT(OutputOf(*wrong, 2), AllOf(HasSubstr("standard input:1: \"foo\" is no step"),
+                                         HasSubstr("standard input:2: over ip can only be a script's first step"),
+                                         HasSubstr("as expected       0102U\n")));
+  EXPECT_THAT(
+      OutputOf(*failed, 1),
+      AllOf(HasSubstr(":2: expected the device to get \"D\" after 4 right bytes, it got \"U\"\n"),
+            HasSubstr("as expected       0102D\n"), HasSubstr("input:6: waited in vain for the log line \"no\""),
+            HasSubstr("as expected       log unsupported")));
 }
 
 TEST_F(Simulator, WatchesTheOtherEndOfARealLineAndRecords) {
   PseudoTerminal port;
   PseudoTerminal other_end;
   port.Line().OnChange = [&] { other_end.Line().Send(std::exchange(port.Line().Received, {})); };
-  const std::string record = File("record");
-  const std::string script = File("script", "debug\n0102 ON\nexpect 0102U\nraw 65 6E 64\nexpect \\65nd\nwait 200\n");
-  const auto first =
-      Start({"--port", port.Path(), "--other-end", other_end.Path(), "--script", script, "--record", record});
-  WaitForEnd(*first);
-  EXPECT_EQ(first->Status(), 0) << first->Output().Received;
+  const std::string record = File("record", "the last recording");
+  const std::string script = File("script", "debug\n0102 ON\nexpect 0102U\nraw 65 6E 64\nexpect \\65nd\nexpect idle\n");
+  ChildProcess first(TORVY_SIMULATOR,
+                     {"--port", port.Path(), "--other-end", other_end.Path(), "--script", script, "--record", record},
+                     [] {
+                       for (const int number : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) close(number);
+                     });
+  OutputOf(first, 0);
   std::ifstream file(record);
   std::vector<std::string> lines;
   for (std::string line; std::getline(file, line);) lines.push_back(line);
+  // The driver comes to rest in half a second.
+  EXPECT_GE(std::erase_if(lines, [](const std::string& line) { return line.starts_with("wait "); }), 1U);
   // Device bytes and log lines come over two links, in either order.
   EXPECT_THAT(lines, UnorderedElementsAre("# recorded by torvy-simulator", "over serial", "debug", "0102 ON",
                                           "expect 0102U", "expect log received command from Quorvane:\\20",
                                           "expect log sending command: (0102U)", "raw 65 6E 64", "expect \\65nd",
-                                          "expect log received command from Quorvane: X", "wait 200", "quit",
+                                          "expect log received command from Quorvane: X", "quit",
                                           "expect log received command from Quorvane: Q",
                                           "expect log The torvy plx has been asked to quit. (1)", "expect end"));
-  const auto again = Start({"--script", record});
-  WaitForEnd(*again);
-  EXPECT_EQ(again->Status(), 0) << again->Output().Received;
+  EXPECT_THAT(OutputOf(*Start({"--script", record}), 0), EndsWith(kPassed));
 }
 
-TEST_F(Simulator, StandsInForTheDevice) {
-  const auto device = Start({"--stand-in"});
-  const auto watched = Start({"--stand-in", "--watch"});
-  const std::string kStart = "the interface is at ";
-  for (int driver = 0; driver < 2; ++driver) {  // one may leave and the next come
-    for (ChildProcess* simulator : {device.get(), watched.get()}) {
-      std::string& output = simulator->Output().Received;
-      ASSERT_TRUE(WaitFor([&] { return output.find("Ctrl-C ends.\n") != std::string::npos; }));
-      ASSERT_THAT(output, StartsWith(kStart));
-      const std::string path = output.substr(kStart.size(), output.find('\n') - kStart.size());
-      const platform::Descriptor port(open(path.c_str(), O_RDWR | O_NOCTTY));
-      ASSERT_EQ(write(port.Number(), "0102U", 5), 5);
-      const std::string shown =
-          simulator == device.get() ? "0102U  unit 0102 up (ON)\n" : "  " + std::to_string(driver + 1) + "\n";
-      EXPECT_TRUE(WaitFor([&] { return output.ends_with(shown); })) << output;
-    }
+TEST_F(Simulator, WaitsNoLongerThanItIsToldAndCanBeInterrupted) {
+  const std::string silent = File("silent", "#!/bin/sh\nexec sleep 1000\n");
+  chmod(silent.c_str(), 0700);
+  const std::string record = File("record", "the last recording\n");
+  const std::string script = File("script");
+  ASSERT_EQ(mkfifo(script.c_str(), 0600), 0);
+  const auto never_connects = Start({"--driver", silent, "--patience", "1", "--record", record});
+  const auto reads_script = Start({"--script", script});
+  int writer = -1;
+  ASSERT_TRUE(WaitFor([&] { return (writer = open(script.c_str(), O_WRONLY | O_NONBLOCK)) >= 0; }));
+  reads_script->Signal(SIGINT);
+  OutputOf(*reads_script, 128 + SIGINT);
+  close(writer);
+  EXPECT_THAT(OutputOf(*never_connects, 1),
+              AllOf(StartsWith("starting " + silent), EndsWith("waited in vain for the driver to connect\n"
+                                                               "the driver ended with signal 9\n" +
+                                                               kFailed)));
+  std::ifstream file(record);
+  std::string line;
+  std::getline(file, line);
+  EXPECT_EQ(line, "the last recording");
+}
+
+TEST_F(Simulator, StandsInForASerialDevice) {
+  const std::string link = File("line");
+  ASSERT_EQ(symlink("/nowhere", link.c_str()), 0);
+  const auto device = Start({"--stand-in", "--link", link});
+  WaitForOutput(*device, "the interface is at " + link + "\n");
+  for (const std::string command : {"0102U", "0304D"}) {  // one driver may leave and the next come
+    const platform::Descriptor port(open(link.c_str(), O_RDWR | O_NOCTTY));
+    ASSERT_EQ(write(port.Number(), command.data(), command.size()), 5);
+    WaitForOutput(*device, command + "  unit ");
   }
-  for (ChildProcess* simulator : {device.get(), watched.get()}) {
-    simulator->Signal(SIGINT);
-    WaitForEnd(*simulator);
-    EXPECT_EQ(simulator->Status(), 0);
-  }
+  device->Signal(SIGTERM);
+  EXPECT_THAT(OutputOf(*device, 0),
+              ContainsRegex("\n..:..:..\\....  driver -> device  0102U  unit 0102 up \\(ON\\)\n"));
+  EXPECT_FALSE(std::filesystem::is_symlink(link));
+}
+
+TEST_F(Simulator, HearsEveryDriverOverTCP) {
+  const std::string address = "127.0.0.9";  // where nobody else takes ports
+  sockaddr_in place{};
+  place.sin_family = AF_INET;
+  place.sin_port = htons(static_cast<std::uint16_t>(Listener(address).Port()));
+  inet_pton(AF_INET, address.c_str(), &place.sin_addr);
+  const std::vector<std::string> options{"--stand-in", "--listen",
+                                         address + ":" + std::to_string(ntohs(place.sin_port))};
+  const auto device = Start(options);
+  WaitForOutput(*device, "Ctrl-C ends.\n");
+  std::vector<platform::Descriptor> drivers;
+  const auto connects = [&] {
+    drivers.emplace_back(socket(AF_INET, SOCK_STREAM, 0));
+    return connect(drivers.back().Number(), reinterpret_cast<const sockaddr*>(&place), sizeof place) == 0;
+  };
+  ASSERT_TRUE(connects());
+  ASSERT_EQ(send(drivers[0].Number(), "0102U", 5, 0), 5);
+  WaitForOutput(*device, "driver -> device  0102U  unit 0102 up (ON)\n");
+  ASSERT_TRUE(connects());
+  WaitForOutput(*device, "driver 2 has connected\n");
+  ASSERT_EQ(send(drivers[0].Number(), "0304D", 5, 0), 5);
+  WaitForOutput(*device, "driver 1: 0304D  unit 0304 down (OFF)\n");
+  device->Signal(SIGINT);
+  OutputOf(*device, 0);
+  WaitForOutput(*Start(options), "Ctrl-C ends.\n");  // at once, although it has left connections in TIME_WAIT
 }
 
 TEST_F(Simulator, IsTypedToAtATerminal) {
@@ -176,6 +233,7 @@ TEST_F(Simulator, IsTypedToAtATerminal) {
   const platform::Descriptor shell(open(terminal.Path().c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK));
   ChildProcess simulator(TORVY_SIMULATOR, {"--interactive"}, [&] {
     setenv("TERM", "xterm", 1);
+    setenv("LC_ALL", "C", 1);  // characters beyond ASCII are read all the same
     setsid();
     const int line = open(terminal.Path().c_str(), O_RDWR);
     for (const int number : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) dup2(line, number);
@@ -190,13 +248,22 @@ TEST_F(Simulator, IsTypedToAtATerminal) {
   type("exp\t\t", "expect memory");
   type("\x03", "^C");
   type("stream -1\r", "stream takes a number from 1 to 1000000");
+  type(
+      "command \xC3\xBC"
+      "7 ON\r",
+      "unit at \xC3\xBC"
+      "7,");
+  type("0102", "0102");
+  shown.clear();
+  simulator.Signal(SIGTSTP);  // without a shell above it goes on, and edits as before
+  EXPECT_TRUE(WaitFor([&] { return shown.find("torvy> 0102") != std::string::npos; })) << shown;
+  type(" ON\r", "unit 0102 up (ON)");
+  type("\x1b[A\r", "unit 0102 up (ON)");
   type("expect lo\tno\r", "g no\r\n");  // as the editor shows it, not the line that echoes what comes early
   type("\x03", "interrupted while waiting for the log line \"no\"");
-  type("0102 ON\r", "unit 0102 up (ON)");
-  type("\x1b[A\r", "unit 0102 up (ON)");
-  terminal.Line().Send("fault host close\rrm -r half-typed");
+  type("fault host close\r" + std::string(100, 'x'), "\x1b[1A\r\x1b[J");  // typed on two rows, and hidden for an event
   EXPECT_TRUE(WaitFor([&] { return simulator.Status().has_value(); }));
-  EXPECT_EQ(simulator.Status(), 0) << shown;
+  EXPECT_EQ(simulator.Status(), 1) << shown;  // for what was left with Ctrl-C
   int waiting = -1;
   ASSERT_EQ(ioctl(shell.Number(), FIONREAD, &waiting), 0);
   EXPECT_EQ(waiting, 0);

@@ -1,4 +1,4 @@
-// The simulator's language and its help; what a person types and reads.
+// The simulator's language, its help and its wording.
 
 #include "simulator/steps.h"
 
@@ -8,13 +8,10 @@
 #include <sstream>
 
 #include "simulator/command_line.h"
-#include "simulator/unit_view.h"
 #include "simulator/wording.h"
 #include "tests/host_fixture.h"
 
 namespace {
-
-using testing::ElementsAre;
 
 TEST(Steps, AreRead) {
   const struct {
@@ -49,33 +46,32 @@ TEST(Steps, AreRead) {
 TEST(Steps, SayWhatIsWrongWithALine) {
   std::string too_much = "raw";
   for (int i = 0; i < 245; ++i) too_much += " 31";
+  const std::string too_long = "0102 " + std::string(65'000, 'X');
+  const std::string unknown = std::string(58, 'x') + "\x1b\xC3\xBC" + std::string(1000, 'x');
+  const std::string unknown_cut = '"' + std::string(58, 'x') + "\\1B...\" is no step; help lists them";
   const std::pair<std::string_view, const char*> cases[] = {
       {"foo", "\"foo\" is no step; help lists them"},
+      {unknown, unknown_cut.c_str()},
       {"strem 5", "\"strem 5\" is no step; help lists them"},
       {"fault x", "\"fault x\" is no step; help lists them"},
       {"0102", "a device command takes an address and a command: 0102 ON"},
+      {too_long, "a device command takes at most 65000 bytes, or its packet would be too long"},
       {"raw", "raw takes bytes in hexadecimal, such as 01 2A FF"},
-      {"raw 1 123", "raw takes bytes in hexadecimal, such as 01 2A FF; \"123\" is none"},
-      {"raw 1g", "raw takes bytes in hexadecimal, such as 01 2A FF; \"1g\" is none"},
+      {"raw 1 123", "raw takes bytes in hexadecimal, such as 01 2A FF; \"123\" is not one"},
+      {"raw 1g", "raw takes bytes in hexadecimal, such as 01 2A FF; \"1g\" is not one"},
       {too_much.c_str(), "raw takes at most 244 bytes, which is what one packet carries"},
-      {"stream -1", "stream takes a number from 1 to 1000000; \"-1\" is none"},
-      {"wait 5x", "wait takes a number from 1 to 1000000; \"5x\" is none"},
-      {"fill 1000001", "fill takes a number from 1 to 1000000; \"1000001\" is none"},
+      {"stream -1", "stream takes a number from 1 to 1000000; \"-1\" is not one"},
+      {"wait 5x", "wait takes a number from 1 to 1000000; \"5x\" is not one"},
+      {"fill 1000001", "fill takes a number from 1 to 1000000; \"1000001\" is not one"},
       {"expect memory", "expect memory takes a number from 1 to 1000000"},
       {"expect", "expect takes a text"},
-      {"expect \\4", "expect takes a text in which \\ has two hexadecimal digits: \"\\4\""},
-      {"quit now", "quit takes nothing more; here it is followed by \"now\""}};
+      {"expect \\4", "expect takes a text in which \\ is followed by two hexadecimal digits: \"\\4\""},
+      {"quit now", "quit takes no operand; it is followed by \"now\""}};
   for (const auto& [line, wrong] : cases) {
     EXPECT_EQ(ReadStep(line).wrong, wrong);
     EXPECT_EQ(ReadStep(line).row, nullptr);
   }
-}
-
-TEST(Steps, AreCompleted) {
-  EXPECT_THAT(StepsThatBegin("EXPECT l"), ElementsAre("expect log"));
-  EXPECT_THAT(StepsThatBegin("fault h"),
-              ElementsAre("fault host pause", "fault host close", "fault host reset", "fault host finish"));
-  EXPECT_THAT(StepsThatBegin("over"), ElementsAre());
+  EXPECT_EQ(WhyNotPerformable(ReadStep("over ip")), "over ip can only be a script's first step");
 }
 
 TEST(ManPage, ListsWhatHelpLists) {
@@ -105,21 +101,6 @@ TEST(Wording, PutsBytesInWords) {
   EXPECT_EQ(DeviceBytesInWords("01D2U"), "01D2U  unit 01D2 up (ON)");
   EXPECT_EQ(DeviceBytesInWords(std::string("0102U\0", 6)), "0102U\\00  (raw bytes)");
   EXPECT_EQ(Printable("\\\x7F"), "\\5C\\7F");
-}
-
-TEST(UnitView, KeepsOneLineAUnit) {
-  UnitView lines(0);
-  EXPECT_EQ(lines.Take("0102U03", "10:00:00"), "unit 0102     up (ON)     10:00:00  1\n");
-  EXPECT_EQ(lines.Take("04S0102D", "10:00:01"),
-            "unit 0304     stop        10:00:01  1\n"
-            "unit 0102     down (OFF)  10:00:01  2\n");
-  EXPECT_EQ(lines.Take(std::string(1, '\0') + "U", "10:00:02"), "other         raw bytes   10:00:02  1\n");
-  UnitView table(2);
-  table.Take("0001U0002U", "10:00:00");
-  EXPECT_EQ(table.Take("0001D0003S", "10:00:01"),
-            "\x1b[2A\x1b[J"
-            "unit 0001     down (OFF)  10:00:01  2\n"
-            "unit 0003     stop        10:00:01  1\n");
 }
 
 }  // namespace
