@@ -22,7 +22,7 @@ struct Pipe {
 
 Pipe OpenPipe() {
   std::array<int, 2> ends{-1, -1};
-  if (pipe2(ends.data(), O_CLOEXEC) != 0) throw std::system_error(errno, std::generic_category(), "pipe");
+  if (pipe(ends.data()) != 0) throw std::system_error(errno, std::generic_category(), "pipe");
   return {platform::Descriptor(ends[0]), platform::Descriptor(ends[1])};
 }
 

@@ -2,6 +2,9 @@
 
 #include <locale.h>
 #include <time.h>
+#if __has_include(<xlocale.h>)
+#include <xlocale.h>  // has locale_t and what takes one, where the two above have not
+#endif
 
 #include <array>
 

@@ -1,6 +1,3 @@
-// Debian 12's C library checks a ppoll that takes its time for one of 32 bits, where time has 64 on a 32-bit machine.
-#undef _FORTIFY_SOURCE
-
 #include "platform/event_pump.h"
 
 #include <poll.h>
@@ -12,16 +9,16 @@
 #include <thread>
 
 #include "platform/clock.h"
+#include "platform/portable.h"
 
 namespace platform {
 namespace {
 
 void Wait(std::vector<pollfd>& polled, std::chrono::nanoseconds limit) {
-  const timespec time = ToTimespec(limit);
-  if (ppoll(polled.data(), polled.size(), &time, nullptr) >= 0) return;
+  if (WaitForEvents(polled.data(), polled.size(), limit) >= 0) return;
   for (pollfd& entry : polled) entry.revents = 0;
   if (errno == EINTR) return;
-  // ppoll is out of memory: back off instead of spinning.
+  // The wait is out of memory: back off instead of spinning.
   const timespec backoff = ToTimespec(std::min<std::chrono::nanoseconds>(limit, std::chrono::milliseconds(10)));
   nanosleep(&backoff, nullptr);
 }

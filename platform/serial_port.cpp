@@ -15,6 +15,7 @@
 
 #include "platform/call_limit.h"
 #include "platform/clock.h"
+#include "platform/portable.h"
 
 namespace platform {
 namespace {
@@ -43,11 +44,6 @@ speed_t SpeedCode(std::int32_t bits_per_second) {
     if (speed.bits_per_second == bits_per_second) return speed.code;
   }
   return B0;
-}
-
-std::size_t OutputWaiting(int line) {
-  int waiting = 0;
-  return ioctl(line, TIOCOUTQ, &waiting) == 0 ? static_cast<std::size_t>(waiting) : 0;
 }
 
 // Discards output only if there is some: on a pseudo-terminal a flush takes back what the other side has yet to read.

@@ -12,6 +12,12 @@
 #include <utility>
 
 #include "platform/clock.h"
+#include "platform/portable.h"
+
+// Some systems have another name for the time before the first question.
+#if !defined(TCP_KEEPIDLE) && defined(TCP_KEEPALIVE)
+#define TCP_KEEPIDLE TCP_KEEPALIVE
+#endif
 
 namespace platform {
 namespace {
@@ -131,7 +137,7 @@ void TcpConnector::StartNextAttempt() {
 }
 
 Descriptor TcpConnector::OpenSocket(int family) const {
-  Descriptor socket(::socket(family, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
+  Descriptor socket = OpenStreamSocket(family);
   if (!socket.IsOpen()) return socket;
   SetOption(socket, IPPROTO_TCP, TCP_NODELAY, 1);
   SetOption(socket, SOL_SOCKET, SO_KEEPALIVE, 1);
