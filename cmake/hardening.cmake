@@ -9,7 +9,6 @@ include(CheckCXXCompilerFlag)
 include(CheckLinkerFlag)
 # Every program is position-independent, and nothing is a shared library.
 list(APPEND hardening_compile_options $<$<CONFIG:Release>:-fPIE>)
-list(APPEND hardening_link_options $<$<CONFIG:Release>:-pie>)
 foreach(flag -fstack-protector-strong -fstack-clash-protection -fcf-protection -mbranch-protection=standard)
   string(MAKE_C_IDENTIFIER "TORVY_HAS${flag}" known)
   # Some compilers take a flag that the target has no use for, and say so in a warning.
@@ -20,10 +19,11 @@ foreach(flag -fstack-protector-strong -fstack-clash-protection -fcf-protection -
     list(APPEND hardening_compile_options $<$<CONFIG:Release>:${flag}>)
   endif()
 endforeach()
-foreach(flag relro now)
-  check_linker_flag(CXX -Wl,-z,${flag} TORVY_HAS_${flag})
-  if(TORVY_HAS_${flag})
-    list(APPEND hardening_link_options $<$<CONFIG:Release>:-Wl,-z,${flag}>)
+foreach(flag -pie -Wl,-z,relro -Wl,-z,now)
+  string(MAKE_C_IDENTIFIER "TORVY_LINKS${flag}" known)
+  check_linker_flag(CXX ${flag} ${known})
+  if(${known})
+    list(APPEND hardening_link_options $<$<CONFIG:Release>:${flag}>)
   endif()
 endforeach()
 # The C library checks the sizes that the compiler knows, and needs its optimiser for that.
