@@ -20,6 +20,10 @@ TEST(CommonPacket, BuildsWithDefaultsAndKeepsThem) {
   EXPECT_EQ(message.GetRawCommand().size(), 17U);
   EXPECT_EQ(message.PacketLength, 17);
 
+  EXPECT_EQ(message.rawAnalog16 + message.LogData + message.MultiFlags, 0);
+  EXPECT_EQ(message.SentAtTicks + message.DoubleMeasurement, 0);
+  EXPECT_FALSE(message.WaitForAck || message.fSecurity || message.LittleEndian);
+
   Probe parsed;
   ASSERT_TRUE(parsed.InitFromCommonMessage(Bytes(kOnForA1)));
   EXPECT_EQ(parsed.GetRawCommand(), Bytes(kOnForA1));

@@ -63,12 +63,11 @@ class Session {
   int Run(long turn) {
     VirtualClock clock;
     clock.waits.reserve(100'000);
-    clock.before_wait = [this](const VirtualClock::Wait&) {
+    // Time stands still while the connection is being made.
+    clock.may_pass = [this] {
       PlayHost();
-      return 0;
+      return link_ >= 0 || State().HostSocket == nullptr || State().QuitRequested;
     };
-    // Not while the connection is being made.
-    clock.may_pass = [this] { return link_ >= 0 || State().HostSocket == nullptr || State().QuitRequested; };
     Calls().error = [this](Call call) {
       const bool may_fail =
           error_ == EINTR ? std::ranges::find(kInterruptible, call) != kInterruptible.end() : call != kClose;
@@ -88,7 +87,7 @@ class Session {
   }
 
  private:
-  // Before each wait of the driver: accepts it and turns debug mode on, then sends the rest once it is ready.
+  // Whenever the driver waits: accepts it and turns debug mode on, then sends the rest once it is ready.
   void PlayHost() {
     if (link_ < 0 && (link_ = host_.Accept()) >= 0) Send(debug_);
     if (State().Driver != nullptr) Send(std::exchange(commands_, {}));

@@ -80,7 +80,9 @@ TEST_F(SerialPortTest, StandardSpeedsAreSetAndSettingsThatTheLineCannotHaveAreRe
 
 TEST_F(SerialPortTest, LineThatDoesNotTakeTheSpeedIsRefused) {
   Calls().hooks[kTcgetattr] = [](long, unsigned long, void* settings) {
-    cfsetspeed(static_cast<termios*>(settings), B300);
+    auto& applied = *static_cast<termios*>(settings);
+    applied.c_cflag = CS8;
+    cfsetspeed(&applied, B300);
     return 0L;
   };
   EXPECT_FALSE(line.Open());

@@ -113,14 +113,15 @@ TEST_F(TcpClientSocketTest, NothingOfAConnectionReachesTheNext) {
 
 TEST_F(TcpClientSocketTest, PollOrRunInsideTheDataEventSendsAndNeitherNestsNorSpins) {
   Channel& peer = Connected();
+  const std::string answer(std::size_t{4} << 20, 'x');  // more than is sent at once
   int depth = 0;
   client->then = [&](const std::string& event) {
     EXPECT_EQ(++depth, 1);
     if (event == "data first") {
       peer.Send("second");
-      client->Write("answer");
+      client->Write(answer);
       for (int i = 0; i < 3; ++i) client->Poll();
-      EXPECT_TRUE(WaitFor([&peer] { return peer.Received == "answer" && peer.Unsent() == 0; }));
+      EXPECT_TRUE(WaitFor([&] { return peer.Received == answer && peer.Unsent() == 0; }));
       Calls() = {};
       EventPump::Instance().Run(20);
       EXPECT_LT(Calls().counts[kPpoll], 5);
