@@ -12,12 +12,21 @@ namespace {
 
 using testing::ElementsAre;
 
+// Records its events; a test may do something after each.
 class Receiver : public iAbstractPortReceiver {
  public:
   std::vector<std::string> events;
-  void PortDataAvailable(const std::string& data) override { events.push_back("data " + data); }
+  std::function<void()> then;
+
+  void PortDataAvailable(const std::string& data) override { Record("data " + data); }
   void PortError(const std::string& message, std::int32_t code) override {
-    events.push_back("error (" + message + ") " + (code > 0 ? "with a code" : "without"));
+    Record("error (" + message + ") " + (code > 0 ? "with a code" : "without"));
+  }
+
+ private:
+  void Record(const std::string& event) {
+    events.push_back(event);
+    if (const auto action = then) action();
   }
 };
 
@@ -91,49 +100,27 @@ TEST_P(Ports, CloseSendsWhatIsQueuedAndKeepsTheReceiver) {
   EXPECT_THAT(receiver->events, testing::IsEmpty());
 }
 
-TEST_P(Ports, ClearClosesAndReleasesTheReceiver) {
-  port->PortSetParent(receiver);
-  port->PortClear();
-  EXPECT_EQ(receiver.use_count(), 1);
-  EXPECT_TRUE(WaitFor([this] { return Device().Ended; }));
-}
-
-class ClearingReceiver : public Receiver {
- public:
-  explicit ClearingReceiver(iAbstractPort& port) : port_(port) {}
-  void PortDataAvailable(const std::string& /*data*/) override { Clear(); }
-  void PortError(const std::string& /*message*/, std::int32_t /*code*/) override { Clear(); }
-
- private:
-  void Clear() {
-    const std::weak_ptr<ClearingReceiver> self = self_;
-    port_.PortClear();
-    EXPECT_FALSE(self.expired());
-  }
-
-  iAbstractPort& port_;
-
- public:
-  std::weak_ptr<ClearingReceiver> self_;
-};
-
-TEST_P(Ports, ReceiverMayClearThePort) {
+TEST_P(Ports, ClearClosesAndReleasesTheReceiverOnceItHasReturned) {
   for (const bool by_an_error : {false, true}) {
     SetUp();
-    auto clearing = std::make_shared<ClearingReceiver>(*port);
-    const std::weak_ptr<ClearingReceiver> self = clearing->self_ = clearing;
-    port->PortSetParent(std::move(clearing));
+    const std::weak_ptr<Receiver> watched = receiver = std::make_shared<Receiver>();
+    receiver->then = [this, watched] {
+      port->PortClear();
+      EXPECT_FALSE(watched.expired());
+    };
+    port->PortSetParent(std::move(receiver));
     if (by_an_error) {
       Device().Close();
     } else {
       SendFromDevice("clear");
     }
-    EXPECT_TRUE(WaitFor([&self] { return self.expired(); }));
+    EXPECT_TRUE(WaitFor([&] { return watched.expired() && (by_an_error || Device().Ended); }));
   }
 }
 
-TEST_P(Ports, FlushIsToldInDebugModeAlone) {
+TEST_P(Ports, FlushDropsInputAloneAndIsToldInDebugMode) {
   port->PortSetParent(receiver);
+  port->PortSendData("0102U");
   port->PortFlush();
   State().DebugMode = true;
   port->PortFlush();
@@ -142,6 +129,7 @@ TEST_P(Ports, FlushIsToldInDebugModeAlone) {
   EXPECT_THAT(host->Logged(), ElementsAre(GetParam() ? "4 port flush reads 0 bytes." : "4 port flush empty",
                                           "4 port flush reads 5 bytes."));
   EXPECT_THAT(receiver->events, testing::IsEmpty());
+  EXPECT_TRUE(WaitFor([this] { return Device().Received == "0102U"; }));
 }
 
 }  // namespace

@@ -10,8 +10,6 @@
 #include "device/torvy.h"
 #include "host/connection.h"
 #include "peers/pseudo_terminal.h"
-#include "tests/refusing_port.h"
-
 #include "ports/ip_stream_abstractor.h"
 #include "ports/serial_port_abstractor.h"
 #include "tests/host_fixture.h"
@@ -29,7 +27,7 @@ class AppTest : public testing::Test {
   SimulatedHost host;
   PseudoTerminal terminal;
   Listener network_device;
-  RefusingPort refusing;
+  const std::int32_t refusing = Listener().Port();  // nobody listens there any more
   App app;
   std::string console;  // what the last session wrote to it
 
@@ -53,11 +51,6 @@ class AppTest : public testing::Test {
     return runs;
   }
 
-  // The host turns debug mode on as soon as it knows who has connected.
-  void DebugFromTheStart() {
-    host.OnHandshake = [this] { host.Send(ControllerCommand("D")); };
-    clock.may_pass = [] { return State().HostSocket == nullptr || State().DebugMode; };
-  }
   // Time goes on after the ready line only when the host has read it; then the host sends this.
   void SendWhenReady(const cQuorvaneCommand& message) {
     clock.may_pass = [this] { return State().Driver == nullptr || host.HasLogged(App::kReadyLine); };
@@ -98,7 +91,7 @@ TEST_F(AppTest, StartPauseIsDrawnFrom100To3000Milliseconds) {
 
 TEST_F(AppTest, HostThatRefusesIsWaitedForFifteenSeconds) {
   std::vector<std::string> arguments = Serial(terminal.Path());
-  arguments[3] = std::to_string(refusing.Number());
+  arguments[3] = std::to_string(refusing);
   Run(arguments);
   const auto tick = [this](std::size_t wait) { return clock.waits[wait].start * 60 / std::chrono::seconds(1); };
   EXPECT_EQ(tick(clock.waits.size() - 100) - tick(1), 900);
@@ -136,12 +129,6 @@ TEST_F(AppTest, ServesANetworkDeviceNamedByTheLastTwoArguments) {
   EXPECT_EQ(std::dynamic_pointer_cast<cIPStreamAbstractor>(State().DevicePort)->Parent, State().Driver);
 }
 
-TEST_F(AppTest, DeviceThatRefusesIsWaitedForSixHundredTicks) {
-  EXPECT_THAT(Run(Ip(refusing.Number())), ElementsAre("10 ms, poll, poll", "40 x 250 ms", "1000 ms", "100 x 10 ms"));
-  EXPECT_THAT(host.Lines(), ElementsAre("2 IP Open  to 127.0.0.1:" + std::to_string(refusing.Number()) + " failed."));
-  EXPECT_TRUE(State().QuitRequested);
-}
-
 TEST_F(AppTest, PortThatCannotBeHadIsLoggedAndEndsTheProcess) {
   EXPECT_THAT(Run(Serial("/dev/null")), ElementsAre("10 ms, poll", "1000 ms", "100 x 10 ms"));
   EXPECT_THAT(host.Lines(), ElementsAre("4 torvy: unable to open the port named: /dev/null"));
@@ -149,7 +136,8 @@ TEST_F(AppTest, PortThatCannotBeHadIsLoggedAndEndsTheProcess) {
 }
 
 TEST_F(AppTest, TellsOfItsStartInDebugMode) {
-  DebugFromTheStart();
+  host.OnHandshake = [this] { host.Send(ControllerCommand("D")); };
+  clock.may_pass = [] { return State().HostSocket == nullptr || State().DebugMode; };
   EXPECT_THAT(Run(Serial("no-such-port")), Contains("100 x 10 ms"));
   EXPECT_THAT(host.Lines(), ElementsAre(MatchesRegex("4 Quorvane connection successful after: [01] ticks."),
                                         "4 torvy making local serial connection to port named (no-such-port)",
@@ -157,8 +145,8 @@ TEST_F(AppTest, TellsOfItsStartInDebugMode) {
   host.ForgetLog();
   State().Release();
   State() = {};
-  const std::string port = std::to_string(refusing.Number());
-  Run(Ip(refusing.Number()));
+  const std::string port = std::to_string(refusing);
+  Run(Ip(refusing));
   EXPECT_THAT(host.Lines(), ElementsAre(MatchesRegex("4 Quorvane connection successful after: [01] ticks."),
                                         "4 torvy making IP connection to (127.0.0.1) port (" + port + ")",
                                         "4 torvy opening IP connection, polling and waiting...",
@@ -173,18 +161,8 @@ TEST_F(AppTest, DropsCommandsWhileTheDeviceDoesNotAnswer) {
     host.Send(ControllerCommand("Q"));
   };
   clock.may_pass = [this] { return State().HostSocket == nullptr || !host.Log().empty(); };
-  EXPECT_THAT(Run(Ip(refusing.Number())), Contains("40 x 250 ms"));
+  EXPECT_THAT(Run(Ip(refusing)), Contains("40 x 250 ms"));
   EXPECT_THAT(host.Lines(), ElementsAre(kQuit, testing::StartsWith("2 IP Open  to ")));
-}
-
-TEST_F(AppTest, HostThatEndsTheLinkEndsTheProcess) {
-  SendWhenReady(ControllerCommand("D"));
-  clock.before_wait = [&](const VirtualClock::Wait& wait) {
-    if (wait.limit == std::chrono::milliseconds(200)) host.Link()->Close();
-    return 0;
-  };
-  EXPECT_THAT(Run(Serial(terminal.Path())), ElementsAre("10 ms, poll", "1000 ms", "200 ms, poll", "100 x 10 ms"));
-  EXPECT_EQ(console, "Quorvane Pipe Error\n\n");
 }
 
 TEST(ProcessState, ReleasesThePortThenTheDriverThenTheHostSocket) {

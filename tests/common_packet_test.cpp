@@ -6,17 +6,6 @@ namespace {
 
 constexpr std::string_view kOnForA1 = "58 10 61 40 4C 58 00 30 32 30 30 00 00 00 20 0D";
 
-TEST(CommonPacket, FreshMessageHoldsNothing) {
-  const Probe message;
-  EXPECT_EQ(message.TransactionID + message.level + message.param1 + message.param2 + message.rawAnalog16 +
-                message.LogData + message.MultiFlags + message.Flags + message.PacketLength,
-            0);
-  EXPECT_EQ(message.SentAtTicks + message.DoubleMeasurement, 0);
-  EXPECT_FALSE(message.fDoTransmit || message.fCCM || message.fWireless || message.fStacked || message.WaitForAck ||
-               message.fSecurity || message.LowBattery || message.isMultiPacket || message.MultiDict ||
-               message.LittleEndian || message.fAddressOnly || message.fCommandOnly || message.fPassThrough);
-}
-
 TEST(CommonPacket, BuildsWithDefaultsAndKeepsThem) {
   Probe message;
   message.SetCommand("2");
@@ -30,6 +19,10 @@ TEST(CommonPacket, BuildsWithDefaultsAndKeepsThem) {
   message.Header = "XY";
   EXPECT_EQ(message.GetRawCommand().size(), 17U);
   EXPECT_EQ(message.PacketLength, 17);
+
+  EXPECT_EQ(message.rawAnalog16 + message.LogData + message.MultiFlags, 0);
+  EXPECT_EQ(message.SentAtTicks + message.DoubleMeasurement, 0);
+  EXPECT_FALSE(message.WaitForAck || message.fSecurity || message.LittleEndian);
 
   Probe parsed;
   ASSERT_TRUE(parsed.InitFromCommonMessage(Bytes(kOnForA1)));
@@ -76,26 +69,25 @@ TEST(CommonPacket, AcceptsKindsInEitherCase) {
   EXPECT_FALSE(cQuorvaneCommand().InitFromCommonMessage(""));
 }
 
-TEST(CommonPacket, KeepsNothingOfThePacketBefore) {
-  cQuorvaneCommand message;
-  ASSERT_TRUE(message.InitFromCommonMessage(Bytes("4D 10 61 C8 4C 58 00 30 32 41 42 09 30 33 46 46")));
-  EXPECT_EQ(message.param1 * 256 + message.param2, 0x3033);
-  ASSERT_TRUE(message.InitFromCommonMessage("M\x02"));
-  EXPECT_EQ(message.rawAnalog16 + message.param1 + message.param2 + message.level + message.TransactionID, 0);
-  EXPECT_EQ(message.Command + message.Address1 + message.Address2 + message.InterfaceType, "");
-}
-
-TEST(CommonPacket, ReadsNothingPastTheEnd) {
+TEST(CommonPacket, ReadsNothingPastTheEndAndKeepsNothingOfThePacketBefore) {
+  const std::string before = Bytes("4D 10 61 C9 4D 59 00 31 33 43 44 09 31 34 47 47");
   const std::string packet = Bytes("6D 02 61 C8 4C 58 C0 30 32 41 42 4C 30 33 46 46 46");
   for (std::size_t length = 1; length <= packet.size(); ++length) {
     Probe message;
+    ASSERT_TRUE(message.InitFromCommonMessage(before));
+    EXPECT_EQ(message.level, 9);
     ASSERT_TRUE(message.InitFromCommonMessage(packet.substr(0, length)));
+    std::string texts;
+    for (const std::size_t at : {2, 4, 5, 7, 8, 9, 10}) {
+      if (at < length) texts += packet[at];
+    }
+    EXPECT_EQ(message.Version + message.InterfaceType + message.UnitClass + message.Code + message.Command +
+                  message.Address1 + message.Address2,
+              texts);
     EXPECT_EQ(message.PacketLength, length > 1 ? 2 : 0);
     EXPECT_EQ(message.TransactionID, length > 3 ? 200 : 0);
-    EXPECT_EQ(message.Command, length > 8 ? "2" : "");
-    EXPECT_EQ(message.Address2, length > 10 ? "B" : "");
     EXPECT_EQ(message.level, 0);  // the code of "L" is no level
-    EXPECT_EQ(message.param2, length > 13 ? 0x33 : 0);
+    EXPECT_EQ(message.param1 + message.param2, length > 13 ? 0x63 : length > 12 ? 0x30 : 0);
     EXPECT_EQ(message.rawAnalog16, length < 14 ? 0 : 0x3FF >> 4 * (16 - std::min<std::size_t>(length, 16)));
   }
 }

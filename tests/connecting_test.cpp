@@ -4,18 +4,14 @@
 #include <netdb.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <array>
 #include <atomic>
 #include <csignal>
-#include <set>
-#include <string_view>
+#include <sstream>
 #include <thread>
-#include <utility>
 
 #include "platform/clock.h"
 #include "platform/descriptor.h"
-#include "tests/tcp_fixture.h"
+#include "tests/stream_fixtures.h"
 #include "tests/virtual_clock.h"
 
 namespace {
@@ -24,17 +20,9 @@ const std::thread::id main_thread = std::this_thread::get_id();
 std::atomic<bool> resolver_is_apart = false;  // in a thread of its own that takes no alarms
 std::atomic<bool> resolver_may_answer = false;
 
-// What the names of these tests stand for; nothing is found for another one. A constant, so that a look-up that was
-// given up may outlive the test.
-using Name = std::pair<std::string_view, std::array<const char*, 3>>;
-constexpr Name kNames[] = {{"refused-first.test", {"127.0.0.2", "127.0.0.1", "127.0.0.1"}},
-                           {"silent-first.test", {"127.0.0.3", "127.0.0.1", "127.0.0.1"}},
-                           {"silent-second.test", {"127.0.0.3", "127.0.0.4", "::1"}},
-                           {"slow.test", {"127.0.0.1", "127.0.0.1", "127.0.0.1"}}};
-
 }  // namespace
 
-// Stands before the system's resolver, which is asked for numbers alone.
+// Stands before the system's resolver, which is asked for numeric addresses alone: a name lists what it stands for.
 extern "C" int getaddrinfo(const char* name, const char* service, const addrinfo* hints, addrinfo** found) {
   static const auto system_resolver = reinterpret_cast<decltype(&getaddrinfo)>(dlsym(RTLD_NEXT, "getaddrinfo"));
   if (hints != nullptr && (hints->ai_flags & AI_NUMERICHOST) != 0) return system_resolver(name, service, hints, found);
@@ -42,13 +30,11 @@ extern "C" int getaddrinfo(const char* name, const char* service, const addrinfo
   pthread_sigmask(SIG_BLOCK, nullptr, &blocked);
   resolver_is_apart = std::this_thread::get_id() != main_thread && sigismember(&blocked, SIGALRM) == 1;
   while (name == std::string_view("slow.test") && !resolver_may_answer) std::this_thread::yield();
-  const auto* entry = std::ranges::find(kNames, std::string_view(name), &Name::first);
-  if (entry == std::end(kNames)) return EAI_NONAME;
   addrinfo numeric = *hints;
   numeric.ai_flags |= AI_NUMERICHOST;
-  for (const char* address : entry->second) {
-    system_resolver(address, service, &numeric, found);
-    found = &(*found)->ai_next;
+  std::istringstream addresses(name);
+  for (std::string address; addresses >> address; found = &(*found)->ai_next) {
+    if (system_resolver(address.c_str(), service, &numeric, found) != 0) return EAI_NONAME;
   }
   return 0;
 }
@@ -60,8 +46,8 @@ using testing::ElementsAre;
 
 class Connecting : public TcpClientSocketTest {};
 
-// A listener that has no room for callers: none gets an answer before `Answer`, and then once the kernel asks again, a
-// second later.
+// A listener whose queue of callers is full: the kernel answers no other until `Answer` makes room, and then at the
+// caller's next attempt, a second later.
 class SilentListener : public Listener {
  public:
   SilentListener(const char* address, std::int32_t port) : Listener(address, 0, port) {
@@ -71,10 +57,8 @@ class SilentListener : public Listener {
       caller->Connect();
     }
   }
-
-  // Serves the next caller. Those that took its room are gone: one of them asking again would take the caller's place.
   void Answer() {
-    for (auto& caller : callers_) caller.reset();
+    for (auto& caller : callers_) caller.reset();  // or one of them would be the next
     Paused = false;
   }
 
@@ -83,8 +67,8 @@ class SilentListener : public Listener {
 };
 
 TEST_F(Connecting, TriesTheNextAddressOfANameWhenOneRefusesOrIsSilent) {
-  const SilentListener silent("127.0.0.3", listener.Port());
-  for (const std::string name : {"refused-first.test", "silent-first.test"}) {
+  const SilentListener silent("127.0.0.3", listener.Port());  // nobody listens at 127.0.0.2
+  for (const std::string name : {"127.0.0.2 127.0.0.1", "127.0.0.3 127.0.0.1"}) {
     client->events.clear();
     client->Address = name;
     client->Connect();
@@ -96,26 +80,25 @@ TEST_F(Connecting, TriesTheNextAddressOfANameWhenOneRefusesOrIsSilent) {
 }
 
 TEST_F(Connecting, AnEarlierAttemptMayStillWin) {
+  std::vector<long> attempts;  // the sockets in flight
   SilentListener slow("127.0.0.3", listener.Port());
   const SilentListener silent("127.0.0.4", listener.Port());
-  client->Address = "silent-second.test";
-  std::set<long> attempts;
-  Calls().hooks[kConnect] = [&attempts](long socket, unsigned long, void*) {
-    attempts.insert(socket);
+  client->Address = "127.0.0.3 127.0.0.4 ::1";
+  Calls().hooks[kConnect] = [&](long socket, auto...) {
+    attempts.push_back(socket);
     return std::nullopt;
   };
-  Calls().hooks[kClose] = [&attempts](long number, unsigned long, void*) {
-    attempts.erase(number);
+  Calls().hooks[kClose] = [&](long number, auto...) {
+    std::erase(attempts, number);
     return std::nullopt;
   };
   client->Connect();
   client->Write("hello");
-  EXPECT_TRUE(WaitFor([&attempts] { return attempts.size() == 2; }));
+  EXPECT_TRUE(WaitFor([&] { return attempts.size() == 2; }));
   slow.Answer();
-  EXPECT_TRUE(WaitFor([&slow] { return slow.Peer() != nullptr && slow.Peer()->Received == "hello"; }));
+  EXPECT_TRUE(WaitFor([&] { return slow.Peer() != nullptr && slow.Peer()->Received == "hello"; }));
   EXPECT_THAT(Events(1), ElementsAre("connected"));
   EXPECT_THAT(attempts, ElementsAre(client->DescriptorNumber()));  // the other is given up
-  Calls() = {};
 }
 
 TEST_F(Connecting, AddressesAreTriedAQuarterOfASecondApart) {
@@ -131,8 +114,8 @@ TEST_F(Connecting, AddressesAreTriedAQuarterOfASecondApart) {
     attempts.push_back((ipv6 ? "IPv6 " : "IPv4 ") + std::to_string(time.count()));
     return std::nullopt;
   };
-  clock.may_pass = [&attempts] { return !attempts.empty(); };  // not while the name is looked up
-  client->Address = "silent-second.test";
+  clock.may_pass = [&] { return !attempts.empty(); };  // not while the name is looked up
+  client->Address = "127.0.0.3 127.0.0.4 ::1";
   client->Connect();
   EventPump::Instance().Run(1000);
   std::erase(attempts, "IPv6 250");  // refused at once, where there is IPv6 at all; the next address follows it
@@ -173,12 +156,11 @@ TEST_F(Connecting, SlowResolverHoldsNothingUp) {
 }
 
 TEST_F(Connecting, FailuresComeAsOneEventAndNotFromConnect) {
-  const std::int32_t refused_port = Listener().Port();
   const struct {
     const char* address;
     std::int32_t port;
     std::int32_t error;
-  } cases[] = {{"127.0.0.1", refused_port, ECONNREFUSED},
+  } cases[] = {{"127.0.0.1", Listener().Port(), ECONNREFUSED},
                {"::1", -1, EADDRNOTAVAIL},
                {"127.0.0.1", 70000, EADDRNOTAVAIL},
                {"no-such-host.test", 80, EHOSTUNREACH}};

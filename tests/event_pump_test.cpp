@@ -17,30 +17,19 @@ namespace {
 using std::chrono::milliseconds;
 using std::chrono::nanoseconds;
 
-EventPump& Pump() {
-  return EventPump::Instance();
-}
-
-// A pipe that is ready to read from the start, and is never read; what its handler does is up to the test.
+// Always ready; what its handler does is up to the test.
 class ReadySource : public EventSource {
  public:
   std::function<void()> handler;
   int calls = 0;
 
-  ReadySource() { Open(true); }
-
-  // Replaces the pipe; the new one has the same descriptor numbers as the old.
-  void Open(bool ready) {
-    ends_[0].Reset();
-    ends_[1].Reset();
-    int numbers[2];
-    EXPECT_EQ(pipe(numbers), 0);
-    ends_[0] = Descriptor(numbers[0]);
-    ends_[1] = Descriptor(numbers[1]);
-    EXPECT_EQ(write(numbers[1], "x", ready ? 1 : 0), ready ? 1 : 0);
+  int Number() const { return descriptor_.Number(); }
+  // Opens its descriptor anew: the number stays the same.
+  void Reopen() {
+    descriptor_.Reset();
+    descriptor_ = OpenReady();
     DescriptorChanged();
   }
-  int Number() const { return ends_[0].Number(); }
 
  protected:
   Interest PrepareToWait() override { return {.descriptor = Number(), .read = true}; }
@@ -50,7 +39,9 @@ class ReadySource : public EventSource {
   }
 
  private:
-  Descriptor ends_[2];
+  static Descriptor OpenReady() { return Descriptor(open("/dev/zero", O_RDONLY)); }
+
+  Descriptor descriptor_ = OpenReady();
 };
 
 TEST(EventPump, HandlerDestroysItselfAndAnotherThatIsReady) {
@@ -62,7 +53,7 @@ TEST(EventPump, HandlerDestroysItselfAndAnotherThatIsReady) {
     third.reset();
     first.reset();
   };
-  Pump().Run(0);
+  EventPump::Instance().Run(0);
   EXPECT_EQ(first, nullptr);
   EXPECT_EQ(second.calls, 1);
 }
@@ -71,8 +62,8 @@ TEST(EventPump, ReadinessOfAReplacedDescriptorIsVoid) {
   ReadySource first;
   ReadySource second;
   const int number = second.Number();
-  first.handler = [&second] { second.Open(false); };
-  Pump().Run(0);
+  first.handler = [&second] { second.Reopen(); };
+  EventPump::Instance().Run(0);
   ASSERT_EQ(second.Number(), number);
   EXPECT_EQ(second.calls, 0);
 }
@@ -87,9 +78,9 @@ TEST(EventPump, NestedPassTakesUpASourceDropsOneAndLeavesTheOuterPassItsOwn) {
     if (second.calls > 1) return;
     first.reset();
     added = std::make_unique<ReadySource>();
-    Pump().Run(0);
+    EventPump::Instance().Run(0);
   };
-  Pump().Run(0);
+  EventPump::Instance().Run(0);
   for (const ReadySource* source : {&second, &third, &fourth}) EXPECT_EQ(source->calls, 2);  // once in each pass
   EXPECT_EQ(added->calls, 1);
 }
@@ -103,7 +94,7 @@ TEST(EventPump, InterruptedRunKeepsItsDeadlineAndDoesNotSpin) {
     clock.Pass(parts[clock.waits.size() - 1]);
     return EINTR;
   };
-  Pump().Run(300);
+  EventPump::Instance().Run(300);
   std::vector<nanoseconds> limits;
   for (const auto& wait : clock.waits) limits.push_back(wait.limit);
   EXPECT_THAT(limits, testing::ElementsAre(milliseconds(300), milliseconds(200), milliseconds(1), nanoseconds(1)));
@@ -113,7 +104,7 @@ TEST(EventPump, WaitThatFailsBacksOffAndCallsNobody) {
   const ReadySource source;
   VirtualClock clock;
   clock.before_wait = [](const VirtualClock::Wait&) { return ENOMEM; };
-  Pump().Run(25);
+  EventPump::Instance().Run(25);
   EXPECT_EQ(source.calls, 0);
   EXPECT_EQ(clock.waits.size(), 3U);
 }
@@ -122,7 +113,7 @@ TEST(EventPump, RunEndsOnTimeUnderAFlood) {
   ReadySource flood;
   VirtualClock clock;
   flood.handler = [&clock] { clock.Pass(milliseconds(1)); };
-  Pump().Run(300);
+  EventPump::Instance().Run(300);
   EXPECT_EQ(flood.calls, 300);
 }
 

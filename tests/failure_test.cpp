@@ -1,14 +1,11 @@
 // A failure that nothing catches.
 
-#include <fcntl.h>
 #include <gmock/gmock.h>
-#include <unistd.h>
 
 #include <stdexcept>
 
 #include "app/app.h"
 #include "app/process_state.h"
-#include "app/stack_trace.h"
 #include "platform/process.h"
 #include "tests/child.h"
 #include "tests/fake_port.h"
@@ -87,39 +84,11 @@ TEST(Failure, PrintsTheStackOfThePlaceThatThrewAndAborts) {
   }
 }
 
-class UnreadableFailure : public platform::Failure {
- public:
-  using platform::Failure::Failure;
-  std::vector<std::string> Stack() const override { throw std::runtime_error("no stack"); }
-};
-
-TEST(Failure, StackThatIsEmptyOrCannotBeReadIsSaidToBe) {
-  EXPECT_EQ(Fail([] { LogStackTrace(platform::Failure(platform::StackAddresses{})); }).console,
-            "stack trace begin\n\ndone logging the stack\n\n");
-  EXPECT_EQ(Fail([] { LogStackTrace(UnreadableFailure(platform::StackAddresses{})); }).console,
-            "stack trace begin\n\nthere was an error while logging the stack trace\n\ndone logging the stack\n\n");
-}
-
 TEST(Failure, OneDuringTheReportEndsTheProcess) {
   const auto fail = [] { throw_from(1, false); };
   const End end = Fail(fail, fail);
   EXPECT_TRUE(end.IsAbort());
   EXPECT_EQ(end.console, "");
-}
-
-// So many frames on a console that takes nothing: with a second for each the limit of the test would pass.
-TEST(Failure, ReportDoesNotWaitForAStuckConsole) {
-  const auto on_a_stuck_console = [] {
-    int ends[2];
-    if (pipe(ends) != 0) return;
-    fcntl(ends[1], F_SETFL, O_NONBLOCK);
-    while (write(ends[1], ends, sizeof ends) > 0) {
-    }
-    fcntl(ends[1], F_SETFL, 0);
-    dup2(ends[1], STDOUT_FILENO);
-    throw_from(200, false);
-  };
-  EXPECT_TRUE(Fail(on_a_stuck_console).IsAbort());
 }
 
 }  // namespace

@@ -1,11 +1,6 @@
 #include "host/framing.h"
 
-#include <filesystem>
-#include <fstream>
-
 #include "tests/host_fixture.h"
-
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
 
 namespace {
 
@@ -66,18 +61,6 @@ TEST(Framing, GoesOnAfterAZeroLengthAtTheNextWholePacket) {
                {std::string("X\0J\0\1", 5), 5},
                {std::string(3, '\0'), 3}};
   for (const auto& c : cases) EXPECT_EQ(NextWholePacket(c.bytes), c.next) << testing::PrintToString(c.bytes);
-}
-
-// Each seed, cut at every place: the target itself holds what is settled early against what is so in the end.
-TEST(Framing, IsTheSameHoweverTheStreamIsCut) {
-  int seeds = 0;
-  for (const auto& file : std::filesystem::directory_iterator(TORVY_CORPUS)) {
-    std::ifstream seed(file.path(), std::ios::binary);
-    std::vector<std::uint8_t> stream(std::istreambuf_iterator<char>(seed), {});
-    for (stream.at(0) = 0; stream[0] < 255; ++stream[0]) LLVMFuzzerTestOneInput(stream.data(), stream.size());
-    ++seeds;
-  }
-  EXPECT_GT(seeds, 5);
 }
 
 }  // namespace

@@ -8,8 +8,7 @@
 #include "app/process_state.h"
 #include "platform/clock.h"
 #include "ports/serial_port_abstractor.h"
-#include "tests/serial_fixture.h"
-#include "tests/system_calls.h"
+#include "tests/stream_fixtures.h"
 
 namespace platform {
 namespace {
@@ -25,11 +24,10 @@ class SerialLimits : public SerialPortTest {
   int queued = 0;              // bytes that the adapter has not sent
   nanoseconds stopped_for{0};  // how long the process is stopped in its next wait
   bool busy = false;           // the transmitter never comes to rest
-  bool takes_nothing = false;  // the line has no room
+  bool full = false;           // the line takes no byte
   bool dtr = true;
 
   void SetUp() override {
-    SerialPortTest::SetUp();
     Calls().hooks[kIoctl] = [this](long, unsigned long request, void* argument) -> std::optional<long> {
       const auto number = static_cast<int*>(argument);
       if (request == TIOCMBIS || request == TIOCMBIC) dtr = request == TIOCMBIS && *number == TIOCM_DTR;
@@ -37,37 +35,34 @@ class SerialLimits : public SerialPortTest {
       *number = queued;
       return 0;
     };
-    Calls().hooks[kPoll] = [this](long limit, unsigned long, void*) { return Wait(milliseconds(limit), 0); };
-    Calls().hooks[kNanosleep] = [this](long time, unsigned long, void*) { return Wait(milliseconds(time), 0); };
-    Calls().hooks[kTcdrain] = [this](long, unsigned long, void*) {
-      return busy ? Wait(UntilTheAlarm(), Failure(EINTR)) : Wait({}, 0);
-    };
-    Calls().hooks[kTcflush] = [this](long, unsigned long, void*) {
+    Calls().hooks[kPoll] = [this](long limit, auto...) { return Wait(milliseconds(limit), 0); };
+    Calls().hooks[kNanosleep] = [this](long time, auto...) { return Wait(milliseconds(time), 0); };
+    Calls().hooks[kTcdrain] = [this](auto...) { return busy ? WaitForAlarm(Failure(EINTR)) : Wait({}, 0); };
+    Calls().hooks[kTcflush] = [this](auto...) {
       queued = 0;
       return std::nullopt;
     };
     Calls().hooks[kWrite] = [this](long, unsigned long count, void*) {
-      return std::optional(takes_nothing ? Failure(EAGAIN) : static_cast<long>(count));
+      return full ? Failure(EAGAIN) : static_cast<long>(count);
     };
     ASSERT_TRUE(line.Open());
   }
   void TearDown() override {
     EXPECT_FALSE(Calls().alarm.has_value());
-    Calls() = {};
+    SerialPortTest::TearDown();
   }
 
-  std::optional<long> Wait(nanoseconds time, long result) {
-    const int error = errno;
-    After(time + std::exchange(stopped_for, {}), 0);
-    errno = error;
-    return result;
-  }
-  // How long a call takes that only a signal ends: without an alarm it would never return.
-  static nanoseconds UntilTheAlarm() {
+  long Wait(nanoseconds time, long result) { return After(time + std::exchange(stopped_for, {}), result); }
+  // A call that only a signal ends: without an alarm it would never return.
+  long WaitForAlarm(long result) {
     EXPECT_TRUE(Calls().alarm.has_value()) << "blocks for ever";
-    return Calls().alarm.value_or(std::chrono::hours(1));
+    return Wait(Calls().alarm.value_or(std::chrono::hours(1)), result);
   }
-  std::chrono::seconds TimeOf(const std::function<void()>& function) {
+  // The line has room for one byte at a time: `full` until a test says otherwise.
+  void TakeByteByByte() {
+    Calls().hooks[kWrite] = [this](auto...) { return std::exchange(full, true) ? Failure(EAGAIN) : 1; };
+  }
+  seconds TimeOf(const std::function<void()>& function) {
     const auto start = MonotonicNow();
     function();
     return std::chrono::round<seconds>(MonotonicNow() - start);
@@ -76,103 +71,86 @@ class SerialLimits : public SerialPortTest {
     line.Poll();
     return std::exchange(line.events, {});
   }
-  const std::string timed_out = "error " + std::to_string(ETIMEDOUT);
 };
 
 TEST_F(SerialLimits, LineThatTakesNothingFailsAfterFiveSecondsOrAtTheDeadline) {
   const struct {
     std::function<void()> get_stuck;
     std::function<void()> wait;
-  } cases[] = {{[this] { takes_nothing = true; }, [this] { line.Write("0102U"); }},
+  } cases[] = {{[this] { full = true; }, [this] { line.Write("0102U"); }},
                {[this] { queued = 5; }, [this] { line.WaitTransmitted(); }},
                {[this] { busy = true; }, [this] { line.WaitTransmitted(); }}};
   for (const auto& c : cases) {
     for (const seconds limit : {seconds(5), seconds(2)}) {
       ASSERT_TRUE(line.Open());
-      takes_nothing = busy = false;
+      full = busy = false;
       c.get_stuck();
       if (limit < SerialPort::kPatience) line.SetOutputDeadline(limit);
       EXPECT_EQ(TimeOf(c.wait), limit);
       EXPECT_EQ(queued, 0);  // nothing is kept for whoever opens the line next
       EXPECT_EQ(TimeOf(c.wait), seconds(0));
-      EXPECT_THAT(Events(), ElementsAre(timed_out));
+      EXPECT_THAT(Events(), ElementsAre(Error(ETIMEDOUT)));
     }
   }
   EXPECT_GE(Calls().counts[kNanosleep], 6000);  // the transmit wait leaves the processor to others
 }
 
-TEST_F(SerialLimits, LineThatMovesIsWaitedForUntilTheDeadline) {
+TEST_F(SerialLimits, LineThatTakesAByteEveryFourSecondsIsWaitedFor) {
   int waits = 0;
-  const auto moves_now_and_then = [&](long time, unsigned long, void*) {
-    constexpr int kEach = 40;  // four seconds of the writes' waits
-    if (++waits % kEach == 0) takes_nothing = false;
-    if (waits % (kEach * 100) == 0) --queued;
+  TakeByteByByte();
+  Calls().hooks[kPoll] = [&](long time, auto...) {
+    if (++waits % 40 == 0) full = false;  // 100 ms each
     return Wait(milliseconds(time), 0);
   };
-  Calls().hooks[kPoll] = Calls().hooks[kNanosleep] = moves_now_and_then;
-  Calls().hooks[kWrite] = [this](long, unsigned long, void*) {
-    return std::optional(std::exchange(takes_nothing, true) ? Failure(EAGAIN) : 1);
-  };
-  EXPECT_EQ(TimeOf([this] { line.Write("01020102U"); }), seconds(32));
+  EXPECT_EQ(TimeOf([this] { line.Write("0102U"); }), seconds(16));
   queued = 5;
+  Calls().hooks[kNanosleep] = [&](long time, auto...) {
+    if (++waits % 4000 == 0) --queued;  // a millisecond each
+    return Wait(milliseconds(time), 0);
+  };
   EXPECT_GE(TimeOf([this] { line.WaitTransmitted(); }), seconds(16));
   EXPECT_THAT(Events(), IsEmpty());
-
-  line.SetOutputDeadline(seconds(7));
-  line.SetOutputDeadline(seconds(70));  // the first one counts
-  const auto send = [this] {
-    line.Write("0102U");
-    queued = 1;
-    line.WaitTransmitted();
-  };
-  EXPECT_EQ(TimeOf([&send] {
-              for (int command = 0; command < 10; ++command) send();
-            }),
-            seconds(7));
-  EXPECT_THAT(Events(), ElementsAre(timed_out));
 }
 
-// The clock goes on while the process is stopped, but the line is not to blame for it.
-TEST_F(SerialLimits, StoppedProcessFindsItsLineAsPatientAsBefore) {
-  Calls().hooks[kWrite] = [this](long, unsigned long count, void*) {
-    return std::optional(stopped_for > seconds(0) ? Failure(EAGAIN) : static_cast<long>(count));
-  };
+TEST_F(SerialLimits, TimeForWhichTheProcessIsStoppedIsNotCharged) {
   line.SetOutputDeadline(seconds(7));
-  stopped_for = seconds(60);
-  EXPECT_GE(TimeOf([this] { line.Write("0102U"); }), seconds(60));
+  const auto send_in_a_stopped_process = [this] {
+    stopped_for = seconds(60);
+    EXPECT_GE(TimeOf([this] { line.Write("0102U"), line.WaitTransmitted(); }), seconds(60));
+    EXPECT_THAT(Events(), IsEmpty());
+  };
+  full = true;
+  Calls().hooks[kPoll] = [this](auto...) {
+    full = false;
+    return Wait({}, 1);
+  };
+  send_in_a_stopped_process();
   queued = 5;
-  Calls().hooks[kNanosleep] = [this](long time, unsigned long, void*) {
+  Calls().hooks[kNanosleep] = [this](auto...) {
     queued = 0;
-    return Wait(milliseconds(time), 0);
+    return Wait({}, 0);
   };
-  stopped_for = seconds(60);
-  EXPECT_GE(TimeOf([this] { line.WaitTransmitted(); }), seconds(60));
-  Calls().hooks[kTcdrain] = [this](long, unsigned long, void*) {
-    return stopped_for > seconds(0) ? Wait(UntilTheAlarm(), Failure(EINTR)) : Wait({}, 0);
-  };
-  stopped_for = seconds(60);
-  EXPECT_GE(TimeOf([this] { line.WaitTransmitted(); }), seconds(60));
-  EXPECT_THAT(Events(), IsEmpty());
+  send_in_a_stopped_process();
+  Calls().hooks[kTcdrain] = [this](auto...) { return stopped_for > seconds(0) ? WaitForAlarm(Failure(EINTR)) : 0; };
+  send_in_a_stopped_process();
 }
 
 TEST_F(SerialLimits, NeitherOpeningNorClosingBlocksForLong) {
   queued = 5;
-  Calls().hooks[kClose] = [this](long number, unsigned long, void*) {
-    if (number == line.DescriptorNumber()) Wait(UntilTheAlarm(), 0);
+  Calls().hooks[kClose] = [this](long number, auto...) {
+    if (number == line.DescriptorNumber()) WaitForAlarm(0);
     return std::nullopt;
   };
   const auto start = MonotonicNow();
   line.Close();
   EXPECT_EQ(std::chrono::round<milliseconds>(MonotonicNow() - start), milliseconds(500));
   EXPECT_EQ(queued, 0);
-  Calls().hooks[kOpen] = [this](long, unsigned long, void*) { return Wait(UntilTheAlarm(), Failure(EINTR)); };
+  Calls().hooks[kOpen] = [this](auto...) { return WaitForAlarm(Failure(EINTR)); };
   EXPECT_EQ(TimeOf([this] { EXPECT_FALSE(line.Open()); }), SerialPort::kPatience);
 }
 
 TEST_F(SerialLimits, AdapterMayNotTellWhatItHasQueued) {
-  Calls().hooks[kIoctl] = [](long, unsigned long request, void*) {
-    return std::optional(request == TIOCOUTQ ? -1L : 0L);
-  };
+  Calls().hooks[kIoctl] = [](long, unsigned long request, void*) { return request == TIOCOUTQ ? -1L : 0L; };
   line.WaitTransmitted();
   line.Close();
   EXPECT_EQ(Calls().counts[kTcdrain], 1);
@@ -184,12 +162,10 @@ TEST_F(SerialLimits, DriversPortAssertsDtrDiscardsWhatItLeavesAndHurriesAfterAQu
   line.Close();
   auto port = std::make_unique<cSerialPortAbstractor>(terminal.Path());
   EXPECT_TRUE(dtr);
-  Calls().hooks[kPoll] = [this](long limit, unsigned long, void*) {
-    takes_nothing = false;
+  TakeByteByByte();
+  Calls().hooks[kPoll] = [this](long limit, auto...) {
+    full = false;
     return Wait(milliseconds(limit), 0);
-  };
-  Calls().hooks[kWrite] = [this](long, unsigned long, void*) {
-    return std::optional(std::exchange(takes_nothing, true) ? Failure(EAGAIN) : 1);
   };
   const auto send_fifty = [&port] {
     for (int command = 0; command < 50; ++command) port->PortSendData("0102U");
@@ -205,16 +181,14 @@ TEST_F(SerialLimits, DriversPortAssertsDtrDiscardsWhatItLeavesAndHurriesAfterAQu
 }
 
 TEST_F(SerialLimits, DeliversWhatCameBeforeAWriteFailed) {
-  Calls().hooks[kPoll] = nullptr;
+  Calls() = {};
   terminal.Line().Send("last words");
-  Calls().hooks[kWrite] = nullptr;
   EventPump::Instance().RunOnly(terminal.Line());
   ASSERT_TRUE(terminal.WaitForInput());
-  Calls().hooks[kWrite] = [](long, unsigned long, void*) { return std::optional(Failure(EIO)); };
+  Calls().hooks[kWrite] = [](auto...) { return Failure(EIO); };
   line.Write("0102U");
   line.Poll();
-  line.Poll();
-  EXPECT_THAT(line.events, ElementsAre("data last words", "error " + std::to_string(EIO)));
+  EXPECT_THAT(Events(), ElementsAre("data last words", Error(EIO)));
 }
 
 }  // namespace

@@ -45,16 +45,21 @@ auto System(Arguments... arguments) {
 }
 
 // Counts a call, and returns what it returns in the system's place.
-template <typename Result = int>
-std::optional<Result> Answer(Call call, long number = 0, unsigned long value = 0, void* argument = nullptr) {
+std::optional<long> Answer(Call call, long number = 0, unsigned long value = 0, void* argument = nullptr) {
   SystemCalls& calls = Calls();
   ++calls.counts.at(call);
   if (calls.error) {
-    if (const int error = calls.error(call); error != 0) return static_cast<Result>(Failure(error));
+    if (const int error = calls.error(call); error != 0) return Failure(error);
   }
   const auto& hook = calls.hooks.at(call);
-  const auto result = hook ? hook(number, value, argument) : std::nullopt;
-  return result ? std::optional(static_cast<Result>(*result)) : std::nullopt;
+  return hook ? hook(number, value, argument) : std::nullopt;
+}
+
+// The same, or else what the system returns.
+template <typename MakeCall>
+auto AnswerOr(MakeCall make_call, Call call, long number = 0, unsigned long value = 0, void* argument = nullptr) {
+  const auto answer = Answer(call, number, value, argument);
+  return answer ? static_cast<decltype(make_call())>(*answer) : make_call();
 }
 
 }  // namespace
@@ -92,55 +97,50 @@ const char* __asan_default_options() {
 
 int connect(int socket, const sockaddr* address, socklen_t size) {
   const auto answer = Answer(kConnect, socket, size, const_cast<sockaddr*>(address));
-  if (answer && errno != EINTR) return *answer;
-  const auto result = static_cast<int>(syscall(SYS_connect, socket, address, size));
-  return answer ? static_cast<int>(Failure(EINTR)) : result;  // goes on when it is interrupted
+  if (answer && errno != EINTR) return static_cast<int>(*answer);
+  const long result = syscall(SYS_connect, socket, address, size);
+  return static_cast<int>(answer ? Failure(EINTR) : result);  // goes on when it is interrupted
 }
 
 int socket(int family, int kind, int protocol) noexcept {
-  if (const auto answer = Answer(kSocket)) return *answer;
-  return static_cast<int>(syscall(SYS_socket, family, kind, protocol));
+  return static_cast<int>(AnswerOr([=] { return syscall(SYS_socket, family, kind, protocol); }, kSocket));
 }
 
 ssize_t read(int descriptor, void* bytes, std::size_t count) {
-  if (const auto answer = Answer<ssize_t>(kRead, descriptor, count, bytes)) return *answer;
-  return syscall(SYS_read, descriptor, bytes, count);
+  return AnswerOr([=] { return syscall(SYS_read, descriptor, bytes, count); }, kRead, descriptor, count, bytes);
 }
 
 ssize_t write(int descriptor, const void* bytes, std::size_t count) {
-  if (const auto answer = Answer<ssize_t>(kWrite, descriptor, count, const_cast<void*>(bytes))) return *answer;
-  return syscall(SYS_write, descriptor, bytes, count);
+  return AnswerOr([=] { return syscall(SYS_write, descriptor, bytes, count); }, kWrite, descriptor, count,
+                  const_cast<void*>(bytes));
 }
 
 int tcgetattr(int descriptor, termios* settings) noexcept {
-  if (const auto answer = Answer(kTcgetattr, descriptor, 0, settings)) return *answer;
-  return System<&tcgetattr>(descriptor, settings);
+  return AnswerOr([=] { return System<&tcgetattr>(descriptor, settings); }, kTcgetattr, descriptor, 0, settings);
 }
 
 int tcsetattr(int descriptor, int when, const termios* settings) noexcept {
-  if (const auto answer = Answer(kTcsetattr, descriptor, 0, const_cast<termios*>(settings))) return *answer;
-  return System<&tcsetattr>(descriptor, when, settings);
+  return AnswerOr([=] { return System<&tcsetattr>(descriptor, when, settings); }, kTcsetattr, descriptor, 0,
+                  const_cast<termios*>(settings));
 }
 
 int tcdrain(int descriptor) {
-  if (const auto answer = Answer(kTcdrain, descriptor)) return *answer;
-  return System<&tcdrain>(descriptor);
+  return AnswerOr([=] { return System<&tcdrain>(descriptor); }, kTcdrain, descriptor);
 }
 
 int tcflush(int descriptor, int queue) noexcept {
-  if (const auto answer = Answer(kTcflush, descriptor, static_cast<unsigned long>(queue))) return *answer;
-  return System<&tcflush>(descriptor, queue);
+  return AnswerOr([=] { return System<&tcflush>(descriptor, queue); }, kTcflush, descriptor);
 }
 
 int ppoll(pollfd* polled, nfds_t count, const timespec* limit, const sigset_t* /*mask*/) {
-  if (const auto answer = Answer(kPpoll, 0, count, polled)) return *answer;
-  if (Calls().clock != nullptr) return Calls().clock->OnWait(polled, count, FromTimespec(*limit));
-  return SystemPpoll(polled, count, FromTimespec(*limit));
+  const auto wait = [=, limit = FromTimespec(*limit)] {
+    return Calls().clock != nullptr ? Calls().clock->OnWait(polled, count, limit) : SystemPpoll(polled, count, limit);
+  };
+  return AnswerOr(wait, kPpoll, 0, count, polled);
 }
 
 int poll(pollfd* polled, nfds_t count, int limit) {
-  if (const auto answer = Answer(kPoll, limit, count, polled)) return *answer;
-  return System<&poll>(polled, count, limit);
+  return AnswerOr([=] { return System<&poll>(polled, count, limit); }, kPoll, limit, count, polled);
 }
 
 // What fortified code calls where the size of the array is known.
@@ -150,9 +150,10 @@ int __poll_chk(pollfd* polled, nfds_t count, int limit, std::size_t /*size*/) {
 
 int nanosleep(const timespec* time, timespec* left) {
   const auto duration = FromTimespec(*time);
-  if (const auto answer = Answer(kNanosleep, duration / std::chrono::milliseconds(1))) return *answer;
-  if (Calls().clock == nullptr) return System<&nanosleep>(time, left);
-  return static_cast<int>(After(duration, 0));
+  const auto sleep = [=] {
+    return Calls().clock == nullptr ? System<&nanosleep>(time, left) : static_cast<int>(After(duration, 0));
+  };
+  return AnswerOr(sleep, kNanosleep, duration / std::chrono::milliseconds(1));
 }
 
 int ioctl(int descriptor, unsigned long request, ...) {
@@ -160,8 +161,8 @@ int ioctl(int descriptor, unsigned long request, ...) {
   va_start(arguments, request);
   void* const argument = va_arg(arguments, void*);
   va_end(arguments);
-  if (const auto answer = Answer(kIoctl, descriptor, request, argument)) return *answer;
-  return static_cast<int>(syscall(SYS_ioctl, descriptor, request, argument));
+  const auto call = [=] { return syscall(SYS_ioctl, descriptor, request, argument); };
+  return static_cast<int>(AnswerOr(call, kIoctl, descriptor, request, argument));
 }
 
 int open(const char* path, int flags, ...) {
@@ -169,8 +170,7 @@ int open(const char* path, int flags, ...) {
   va_start(arguments, flags);
   const auto mode = (flags & O_CREAT) != 0 ? va_arg(arguments, mode_t) : 0;
   va_end(arguments);
-  if (const auto answer = Answer(kOpen, 0, static_cast<unsigned long>(flags), const_cast<char*>(path))) return *answer;
-  return static_cast<int>(syscall(SYS_openat, AT_FDCWD, path, flags, mode));
+  return static_cast<int>(AnswerOr([=] { return syscall(SYS_openat, AT_FDCWD, path, flags, mode); }, kOpen));
 }
 
 // What fortified code calls where no file is made.
@@ -179,8 +179,7 @@ int __open64_2(const char* path, int flags) {
 }
 
 int close(int descriptor) {
-  if (const auto answer = Answer(kClose, descriptor)) return *answer;
-  return static_cast<int>(syscall(SYS_close, descriptor));
+  return static_cast<int>(AnswerOr([=] { return syscall(SYS_close, descriptor); }, kClose, descriptor));
 }
 
 int clock_gettime(clockid_t clock, timespec* time) noexcept {

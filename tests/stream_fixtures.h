@@ -1,8 +1,7 @@
-// What the tests of the TCP socket use: a socket that records its events, and a listener for it.
-// GoogleMock and the system-call hooks come with them.
+// Streams that record their events, and the fixtures of the TCP socket and of the serial port.
 
-#ifndef TESTS_TCP_FIXTURE_H_
-#define TESTS_TCP_FIXTURE_H_
+#ifndef TESTS_STREAM_FIXTURES_H_
+#define TESTS_STREAM_FIXTURES_H_
 
 #include <gmock/gmock.h>
 #include <sys/socket.h>
@@ -13,8 +12,10 @@
 #include <vector>
 
 #include "peers/listener.h"
+#include "peers/pseudo_terminal.h"
 #include "peers/waiting.h"
 #include "platform/event_pump.h"
+#include "platform/serial_port.h"
 #include "platform/tcp_client_socket.h"
 #include "tests/system_calls.h"
 
@@ -24,32 +25,50 @@ inline std::string Error(int code) {
   return "error " + std::to_string(code);
 }
 
-// Records its events in order; a test may do something after each.
-class Client : public TcpClientSocket {
+// Records the events of a stream in order; a test may do something after each.
+template <typename Stream>
+class Recording : public Stream {
  public:
+  using Stream::DescriptorNumber;
+
   std::vector<std::string> events;
   std::function<void(const std::string& event)> then;
   bool reads = true;
 
-  Client(const std::string& address, std::int32_t port, std::size_t receive_size = kReceiveSize)
-      : TcpClientSocket(receive_size) {
-    Address = address;
-    Port = port;
-  }
-  using ByteStream::DescriptorNumber;
-
  protected:
-  void Event_Connected() override { Record("connected"); }
-  void Event_DataAvailable() override { Record("data " + (reads ? ReadAll() : "")); }
-  void Event_Error() override {
-    EXPECT_EQ(DescriptorNumber(), -1);
-    Record(Error(LastErrorCode()));
-  }
+  using Stream::Stream;
 
- private:
   void Record(const std::string& event) {
     events.push_back(event);
     if (const auto action = then) action(event);
+  }
+  void Event_DataAvailable() override { Record("data " + (reads ? this->ReadAll() : "")); }
+  void Event_Error() override {
+    EXPECT_EQ(DescriptorNumber(), -1);
+    Record(Error(this->LastErrorCode()));
+  }
+};
+
+class Client : public Recording<TcpClientSocket> {
+ public:
+  Client(const std::string& address, std::int32_t port, std::size_t receive_size = kReceiveSize)
+      : Recording(receive_size) {
+    Address = address;
+    Port = port;
+  }
+
+ protected:
+  void Event_Connected() override { Record("connected"); }
+};
+
+// A serial port with the driver's settings.
+class Line : public Recording<SerialPort> {
+ public:
+  explicit Line(const PseudoTerminal& terminal) {
+    EXPECT_TRUE(Find(terminal.Path()));
+    SetDataBits(8);
+    SetParity(ParityKind::kNone);
+    SetSpeed(9600);
   }
 };
 
@@ -74,6 +93,14 @@ class TcpClientSocketTest : public testing::Test {
   }
 };
 
+class SerialPortTest : public testing::Test {
+ protected:
+  PseudoTerminal terminal;
+  Line line{terminal};
+
+  void TearDown() override { Calls() = {}; }
+};
+
 }  // namespace platform
 
-#endif  // TESTS_TCP_FIXTURE_H_
+#endif  // TESTS_STREAM_FIXTURES_H_
