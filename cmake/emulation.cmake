@@ -1,7 +1,7 @@
-# Sets the variable to the path that runs the program of a target on this machine. Built for another machine, the program is
-# run by the emulator, which does not follow it into the programs that it starts: there the path is that of a script that
-# starts the emulator anew. The scripts lie together, and each program in a folder of its own: what it looks for beside itself
-# it finds beside its script.
+# Sets the variable to the path that runs a target's program on this machine. A program for another architecture is run by
+# the emulator, which does not run the programs that it starts in turn: the path is then that of a script that starts the
+# emulator. All scripts are in one directory and each program in one of its own, so that a program that looks for another
+# beside itself finds that one's script.
 function(runnable variable target)
   if(NOT CMAKE_CROSSCOMPILING_EMULATOR)
     set(${variable} $<TARGET_FILE:${target}> PARENT_SCOPE)

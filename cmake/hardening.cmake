@@ -1,4 +1,4 @@
-# Sets hardening_compile_options and hardening_link_options to what the compiler and the linker have of it.
+# Sets hardening_compile_options and hardening_link_options to the hardening flags that the compiler and the linker support.
 set(hardening_compile_options)
 set(hardening_link_options)
 if(NOT TORVY_HARDEN)
@@ -11,7 +11,7 @@ include(CheckLinkerFlag)
 list(APPEND hardening_compile_options $<$<CONFIG:Release>:-fPIE>)
 foreach(flag -fstack-protector-strong -fstack-clash-protection -fcf-protection -mbranch-protection=standard)
   string(MAKE_C_IDENTIFIER "TORVY_HAS${flag}" known)
-  # Some compilers take a flag that the target has no use for, and say so in a warning.
+  # Some compilers accept a flag that the target does not support, with a warning.
   set(CMAKE_REQUIRED_FLAGS -Werror)
   check_cxx_compiler_flag(${flag} ${known})
   unset(CMAKE_REQUIRED_FLAGS)
@@ -26,5 +26,5 @@ foreach(flag -pie -Wl,-z,relro -Wl,-z,now)
     list(APPEND hardening_link_options $<$<CONFIG:Release>:${flag}>)
   endif()
 endforeach()
-# The C library checks the sizes that the compiler knows, and needs its optimiser for that.
+# The C library's checks of buffer sizes need the optimiser.
 list(APPEND hardening_compile_options $<$<CONFIG:Release>:-U_FORTIFY_SOURCE> $<$<CONFIG:Release>:-D_FORTIFY_SOURCE=3>)

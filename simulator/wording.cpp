@@ -16,8 +16,9 @@ bool IsPrintable(char byte) {
   return byte >= ' ' && byte <= '~';
 }
 
-// What each of the driver's actions does to a unit.
-constexpr std::array<std::string_view, kTorvyActions.size()> kEffects{"up (ON)", "down (OFF)", "stop"};
+// What each of the driver's actions does to a unit, in their order.
+constexpr auto kEffects = std::to_array<std::string_view>({"up (ON)", "down (OFF)", "stop"});
+static_assert(kEffects.size() == kTorvyActions.size());
 
 // Takes the device command off the front of `bytes` and returns it in words; none when they begin with none.
 std::optional<std::string> TakeCommandInWords(std::string_view& bytes) {

@@ -1,10 +1,7 @@
 // The simulator as a child process, with the real driver as its own.
 
-#include <arpa/inet.h>
 #include <fcntl.h>
-#include <gmock/gmock.h>
 #include <sys/ioctl.h>
-#include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -14,9 +11,7 @@
 #include <fstream>
 
 #include "peers/child_process.h"
-#include "peers/listener.h"
-#include "peers/pseudo_terminal.h"
-#include "peers/waiting.h"
+#include "tests/stream_fixtures.h"
 
 namespace {
 
@@ -72,21 +67,15 @@ TEST_F(Simulator, RefusesWhatIsWrong) {
     std::vector<std::string> options;
     std::string message;
   } cases[] = {{{"--device", "nowhere"}, "\"nowhere\" is no address and port"},
-               {{"--device", "[::1]:1x"}, "\"[::1]:1x\" is no address and port"},
-               {{"--device", "192.0.2.7:65536"}, "a port is 1 to 65535"},
                {{"--device", "192.0.2.7:4001"}, "moves the units 0102 and 0304 of the device at 192.0.2.7; allow it"},
                {{"--yes", "--port", "none", "--other-end", "none"}, "/dev/none: No such file"},
                {{"--stand-in", "--link", late}, late + ": File exists"},
-               {{"--script", "/no/file"}, "cannot read /no/file"},
-               {{"--script", folder}, folder + " is a directory"},
-               {{"--script", File("empty", "# nothing to do\n\n")}, "empty holds no step"},
                {{"--script", "-"}, "standard input holds no step"},
                {{"--script", File("wrong", "0102 ON\nfoo\n")}, "wrong:2: \"foo\" is no step"},
                {{"--script", late}, late + ":2: over ip can only be a script's first step"},
                {{"--ip", "--script", serial}, serial + " is for a device on a serial line"},
                {{"--port", "none", "--script", device}, device + ":2: what reaches a real device cannot be seen"},
-               {{"--driver", "no-such-driver"}, "is not a program in PATH"},
-               {{"--record", "/no/file"}, "/no/file"}};
+               {{"--driver", "no-such-driver"}, "is not a program in PATH"}};
   for (const auto& c : cases) EXPECT_THAT(OutputOf(*Start(c.options), 2), HasSubstr(c.message));
 }
 
@@ -203,25 +192,18 @@ TEST_F(Simulator, StandsInForASerialDevice) {
 
 TEST_F(Simulator, HearsEveryDriverOverTCP) {
   const std::string address = "127.0.0.9";  // where nobody else takes ports
-  sockaddr_in place{};
-  place.sin_family = AF_INET;
-  place.sin_port = htons(static_cast<std::uint16_t>(Listener(address).Port()));
-  inet_pton(AF_INET, address.c_str(), &place.sin_addr);
-  const std::vector<std::string> options{"--stand-in", "--listen",
-                                         address + ":" + std::to_string(ntohs(place.sin_port))};
+  const std::int32_t port = Listener(address).Port();
+  const std::vector<std::string> options{"--stand-in", "--listen", address + ":" + std::to_string(port)};
   const auto device = Start(options);
   WaitForOutput(*device, "Ctrl-C ends.\n");
-  std::vector<platform::Descriptor> drivers;
-  const auto connects = [&] {
-    drivers.emplace_back(socket(AF_INET, SOCK_STREAM, 0));
-    return connect(drivers.back().Number(), reinterpret_cast<const sockaddr*>(&place), sizeof place) == 0;
-  };
-  ASSERT_TRUE(connects());
-  ASSERT_EQ(send(drivers[0].Number(), "0102U", 5, 0), 5);
+  platform::Client first(address, port);
+  platform::Client second(address, port);
+  first.Connect();
+  first.Write("0102U");
   WaitForOutput(*device, "driver -> device  0102U  unit 0102 up (ON)\n");
-  ASSERT_TRUE(connects());
+  second.Connect();
   WaitForOutput(*device, "driver 2 has connected\n");
-  ASSERT_EQ(send(drivers[0].Number(), "0304D", 5, 0), 5);
+  first.Write("0304D");
   WaitForOutput(*device, "driver 1: 0304D  unit 0304 down (OFF)\n");
   device->Signal(SIGINT);
   OutputOf(*device, 0);

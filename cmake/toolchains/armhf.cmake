@@ -1,6 +1,6 @@
 set(CMAKE_SYSTEM_PROCESSOR armv7l)
 set(triplet arm-linux-gnueabihf)
 set(emulator qemu-arm)
-# A change of the calling convention in version 7 of the compiler is no news.
+# Silences notes about the calling convention that changed in GCC 7.
 set(CMAKE_CXX_FLAGS_INIT -Wno-psabi)
 include(${CMAKE_CURRENT_LIST_DIR}/debian.cmake)

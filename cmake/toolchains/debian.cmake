@@ -1,6 +1,6 @@
 # Debian's cross compiler, and qemu-user to run what it makes. The libraries of the target are those that scripts/setup cross
-# unpacks under build/sysroot; what has no architecture, such as CLI11, is this machine's. A file beside this one says first
-# which `triplet` the target has and which `emulator`.
+# unpacks under build/sysroot; what has no architecture, such as CLI11, is this machine's. The file that includes this one
+# sets `triplet` and `emulator` for its target.
 set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_CXX_COMPILER ${triplet}-g++)
 set(CMAKE_LIBRARY_ARCHITECTURE ${triplet})
