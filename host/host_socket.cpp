@@ -56,7 +56,7 @@ void cQuorvaneDeviceSocket::Event_DataAvailable() {
     }
     if (frame.kind == Kind::kZeroLength) {
       SendLog(kMalformed, kLogLevelDetail);
-      front += NextWholePacket(bytes);
+      front = SkipZeroLength(front);
       continue;
     }
     front += frame.length;
@@ -82,12 +82,21 @@ void cQuorvaneDeviceSocket::Event_DataAvailable() {
 Frame cQuorvaneDeviceSocket::NextFrame(std::size_t front) {
   while (true) {
     Frame frame = FrontFrame(std::string_view(Buffer).substr(front));
-    const bool zero = frame.kind == Frame::Kind::kZeroLength;
-    if (Complete(zero ? kCompletionSize : frame.missing)) continue;
+    if (Complete(frame.missing)) continue;
     // The rest of it is left to the next event.
     if (frame.missing != 0 && InputWaiting() > 0) frame.kind = Frame::Kind::kIncomplete;
     return frame;
   }
+}
+
+// Where framing goes on after the zero length at `front`. If all that was received is in vain, one more receive
+// follows, because the last one may have cut the packet that comes next.
+std::size_t cQuorvaneDeviceSocket::SkipZeroLength(std::size_t front) {
+  const auto next = [this, front] { return front + NextWholePacket(std::string_view(Buffer).substr(front)); };
+  const std::size_t offset = next();
+  if (offset < Buffer.size() || !Complete(kHostReceiveSize)) return offset;
+  completion_left_ = 0;  // once per data event, which more packets would make too long
+  return next();
 }
 
 // Receives up to `missing` more bytes, within the limit of this data event; returns whether there were any.

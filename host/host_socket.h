@@ -46,6 +46,7 @@ class cQuorvaneDeviceSocket : public platform::TcpClientSocket {
 
  private:
   Frame NextFrame(std::size_t front);
+  std::size_t SkipZeroLength(std::size_t front);
   bool Complete(std::size_t missing);
 
   MessageHandler handler_;

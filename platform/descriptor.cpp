@@ -5,7 +5,7 @@
 
 namespace platform {
 
-Descriptor::Descriptor(int number, Closer closer) : number_(number), closer_(closer) {
+Descriptor::Descriptor(int number) : number_(number) {
   if (number > STDERR_FILENO) {
     fcntl(number, F_SETFD, FD_CLOEXEC);
   } else if (number >= 0) {

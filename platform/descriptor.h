@@ -14,8 +14,7 @@ class Descriptor {
 
   // Takes over `number`, or nothing if it is negative. One of 0 to 2 (free when the process was started
   // without them) is moved up first, so that console output can never end on a wire. Sets close-on-exec.
-  // `closer` closes it, by default with a plain close.
-  explicit Descriptor(int number, Closer closer = Close);
+  explicit Descriptor(int number);
   ~Descriptor() { Reset(); }
   Descriptor(Descriptor&& other) noexcept : number_(std::exchange(other.number_, -1)), closer_(other.closer_) {}
   Descriptor& operator=(Descriptor&& other) noexcept;
@@ -23,6 +22,8 @@ class Descriptor {
   bool IsOpen() const { return number_ >= 0; }
   // The number, -1 when nothing is open.
   int Number() const { return number_; }
+  // Has `closer` close it.
+  void SetCloser(Closer closer) { closer_ = closer; }
   // Closes what is open.
   void Reset();
 

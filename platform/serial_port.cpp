@@ -65,7 +65,7 @@ Descriptor OpenLine(const std::string& path) {
   do {
     line = open(path.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
   } while (line < 0 && errno == EINTR && MonotonicNow() < deadline);
-  return Descriptor(line, CloseLine);
+  return Descriptor(line);
 }
 
 }  // namespace
@@ -91,6 +91,7 @@ bool SerialPort::Open() {
   // Refused by a pseudo-terminal, which has no modem lines, and by some adapters.
   int dtr = TIOCM_DTR;
   ioctl(line.Number(), dtr_ ? TIOCMBIS : TIOCMBIC, &dtr);
+  line.SetCloser(CloseLine);  // only now that it is ours alone: another driver's output must not be discarded
   Adopt(std::move(line));
   return true;
 }

@@ -137,6 +137,9 @@ TEST_F(SerialLimits, TimeForWhichTheProcessIsStoppedIsNotCharged) {
 
 TEST_F(SerialLimits, NeitherOpeningNorClosingBlocksForLong) {
   queued = 5;
+  Line second(terminal);
+  EXPECT_FALSE(second.Open());
+  EXPECT_EQ(queued, 5);  // the output is another driver's
   Calls().hooks[kClose] = [this](long number, auto...) {
     if (number == line.DescriptorNumber()) WaitForAlarm(0);
     return std::nullopt;
