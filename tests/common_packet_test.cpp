@@ -78,7 +78,7 @@ TEST(CommonPacket, ReadsNothingPastTheEndAndKeepsNothingOfThePacketBefore) {
     EXPECT_EQ(message.level, 9);
     ASSERT_TRUE(message.InitFromCommonMessage(packet.substr(0, length)));
     std::string texts;
-    for (const std::size_t at : {2, 4, 5, 7, 8, 9, 10}) {
+    for (const std::size_t at : {2U, 4U, 5U, 7U, 8U, 9U, 10U}) {
       if (at < length) texts += packet[at];
     }
     EXPECT_EQ(message.Version + message.InterfaceType + message.UnitClass + message.Code + message.Command +
