@@ -4,6 +4,7 @@
 #ifndef APP_VERSION_H_
 #define APP_VERSION_H_
 
-#define TORVY_VERSION "version 1 (build 001)"  // a macro, to be part of longer texts
+// A macro, to be part of longer texts.
+#define TORVY_VERSION "version 1 (build 001)"  // NOLINT(cppcoreguidelines-macro-usage)
 
 #endif  // APP_VERSION_H_

@@ -12,6 +12,7 @@
 #include <functional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "host/framing.h"
 #include "message/quorvane_command.h"
@@ -38,7 +39,10 @@ class cQuorvaneDeviceSocket : public platform::TcpClientSocket {
  public:
   // Queues the message's packet. The defaults that building it applies stay in the message.
   virtual void SendCommand(cQuorvaneCommand& command);
-  void SendCommand(cQuorvaneCommand&& command) { SendCommand(command); }
+  void SendCommand(cQuorvaneCommand&& command) {
+    cQuorvaneCommand sent = std::move(command);
+    SendCommand(sent);
+  }
 
   // Queues a log line; level 0 to 255. The text is cut at the last whole character within 249 bytes. It leaves with the
   // next poll of this socket or run of the event pump.

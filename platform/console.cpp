@@ -23,7 +23,7 @@ std::size_t WriteSome(std::string_view bytes) {
     const auto limit = std::chrono::ceil<std::chrono::milliseconds>(patience_left);
     pollfd console{STDOUT_FILENO, POLLOUT, 0};
     ssize_t written = poll(&console, 1, static_cast<int>(limit.count()));
-    if (written == 0) patience_left = patience_left.zero();
+    if (written == 0) patience_left = std::chrono::nanoseconds::zero();
     if (written > 0) {
       // A terminal may have room, but too little for all: the write blocks.
       const CallLimit call_limit(patience_left);
@@ -32,7 +32,7 @@ std::size_t WriteSome(std::string_view bytes) {
     const int error = errno;
     patience_left -= std::min(patience_left, MonotonicNow() - start);
     if (written >= 0) return static_cast<std::size_t>(written);
-    if (error != EINTR || patience_left == patience_left.zero()) return 0;
+    if (error != EINTR || patience_left.count() == 0) return 0;
   }
 }
 

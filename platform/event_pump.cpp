@@ -80,9 +80,9 @@ class EventPump::Passes {
   // Waits until something is ready, pending or due, for `limit` at most.
   void WaitFor(std::chrono::nanoseconds limit) {
     if (any_pending_) {
-      limit = limit.zero();
+      limit = std::chrono::nanoseconds::zero();
     } else if (first_due_ != Interest::kNever) {
-      limit = std::clamp(first_due_ - MonotonicNow(), limit.zero(), limit);
+      limit = std::clamp(first_due_ - MonotonicNow(), std::chrono::nanoseconds::zero(), limit);
     }
     Wait(polled_, limit);
   }
@@ -120,7 +120,7 @@ void EventPump::Run(std::int32_t milliseconds) {
   auto left = deadline - MonotonicNow();
   Passes passes(*this);
   do {
-    passes.Make(std::max(left, left.zero()));
+    passes.Make(std::max(left, std::chrono::nanoseconds::zero()));
     left = deadline - MonotonicNow();
   } while (left.count() > 0);
 }
