@@ -18,7 +18,7 @@ constexpr const char* kVersion = "torvy-simulator " TORVY_VERSION;
 constexpr const char* kDriverName = "torvy-driver";
 constexpr std::size_t kWidth = 79;
 
-// Reads ADDRESS:PORT, where an IPv6 address stands in brackets.
+// Parses ADDRESS:PORT; an IPv6 address is in brackets. Throws UsageError.
 Device::TcpAddress ReadTcpAddress(const std::string& text) {
   constexpr int kHighestPort = 65535;
   const std::size_t colon = std::min(text.rfind(':'), text.size());
@@ -31,9 +31,10 @@ Device::TcpAddress ReadTcpAddress(const std::string& text) {
   const auto [stopped, error] = std::from_chars(port.data(), end, address.port);
   const bool split = !host.empty() && (bracketed || host.find_first_of(":[]") == std::string::npos);
   if (!split || error != std::errc() || stopped != end) {
-    throw UsageError(Quoted(text) + " is no address and port such as 192.0.2.7:4001 or [2001:db8::7]:4001");
+    throw UsageError("invalid address " + Quoted(text) +
+                     ": expected ADDRESS:PORT, such as 192.0.2.7:4001 or [2001:db8::7]:4001");
   }
-  if (address.port < 1 || address.port > kHighestPort) throw UsageError(Quoted(text) + ": a port is 1 to 65535");
+  if (address.port < 1 || address.port > kHighestPort) throw UsageError("invalid port in " + Quoted(text) + ": expected 1 to 65535");
   return address;
 }
 
@@ -41,7 +42,7 @@ bool CanRun(const std::string& path) {
   return access(path.c_str(), X_OK) == 0;
 }
 
-// The path of a program in PATH; empty when there is none.
+// Returns the path of a program in PATH; empty if not found.
 std::string FindInPath(const std::string& name) {
   const char* const path = std::getenv("PATH");
   std::istringstream folders(path == nullptr ? "" : path);
@@ -52,7 +53,7 @@ std::string FindInPath(const std::string& name) {
   return {};
 }
 
-// The driver beside this program, or in PATH.
+// Returns the driver next to this program, else the one in PATH; empty if neither exists.
 std::string UsualDriver(const std::string& own_name) {
   std::array<char, 4096> path{};
   const ssize_t length = readlink("/proc/self/exe", path.data(), path.size());
@@ -68,7 +69,7 @@ std::string FindDriver(const std::string& asked, const std::string& own_name) {
   if (asked.find('/') != std::string::npos) return asked;
   const std::string found = asked.empty() ? UsualDriver(own_name) : FindInPath(asked);
   if (!found.empty()) return found;
-  throw UsageError(asked.empty() ? "no torvy-driver beside this program or in PATH; name it with --driver"
+  throw UsageError(asked.empty() ? "cannot find torvy-driver next to this program or in PATH; specify it with --driver"
                                  : Quoted(asked) + " is not a program in PATH");
 }
 
@@ -76,50 +77,50 @@ void Describe(CLI::App& app, Options& options) {
   constexpr int kMostSeconds = 86'400;
   auto& setup = options.setup;
   CLI::Option* const ip =
-      app.add_flag("--ip", setup.device.over_ip, "reach the device over TCP instead of a serial line");
+      app.add_flag("--ip", setup.device.over_ip, "connect to the device over TCP instead of a serial line");
   CLI::Option* const port =
       app.add_option("--port", setup.device.port, "use a real device on this serial port, a path or a name under /dev")
           ->type_name("NAME");
   app.add_option("--other-end", setup.device.other_end,
-                 "with --port: the port at the other end of its line, to see and check what arrives there")
+                 "with --port: the port at the other end of the line, to show and check what arrives there")
       ->type_name("NAME")
       ->needs(port);
   CLI::Option* const device =
       app.add_option("--device", options.device, "use a real device on the network")->type_name("ADDRESS:PORT");
   app.add_flag("--yes", options.yes, "with --port or --device: play the demonstration without asking");
   CLI::Option* const script = app.add_option("--script", options.script,
-                                             "play the steps of a file, and check what it expects; - is standard input")
+                                             "play the steps in a file and check its expectations; - is standard input")
                                   ->type_name("FILE");
   CLI::Option* const interactive =
-      app.add_flag("--interactive", options.interactive, "perform steps as they are typed, or come from a pipe");
+      app.add_flag("--interactive", options.interactive, "read steps from the terminal or a pipe");
   CLI::Option* const stand_in = app.add_flag(
-      "--stand-in", options.stand_in, "play the device alone, for a real host; shows what reaches it until Ctrl-C");
+      "--stand-in", options.stand_in, "simulate only the device, for a real host; show what it receives until Ctrl-C");
   CLI::Option* const listen =
-      app.add_option("--listen", options.listen, "with --stand-in: reach the device over TCP at this address and port")
+      app.add_option("--listen", options.listen, "with --stand-in: listen for drivers on this TCP address and port")
           ->type_name("ADDRESS:PORT")
           ->needs(stand_in);
   CLI::Option* const link =
       app.add_option("--link", options.link,
-                     "with --stand-in: a symbolic link to the pseudo-terminal, removed at the end")
+                     "with --stand-in: path of a symbolic link to the pseudo-terminal, removed at the end")
           ->type_name("PATH")
           ->needs(stand_in);
   CLI::Option* const record =
-      app.add_option("--record", options.record, "write the session to a file, as a script that expects what happened")
+      app.add_option("--record", options.record, "record the session to a file, as a script that expects what happened")
           ->type_name("FILE");
   CLI::Option* const driver =
       app.add_option("--driver", setup.driver,
-                     "the driver to start, a path or a name in PATH; usually torvy-driver beside this program")
+                     "the driver to start, a path or a name in PATH; default: torvy-driver next to this program")
           ->type_name("NAME");
   app.add_option_function<int>(
          "--patience", [&setup](int seconds) { setup.patience = std::chrono::seconds(seconds); },
-         "how long to wait while nothing happens, besides the driver's own pauses; usually 30")
+         "how long to wait without progress, in addition to the driver's own pauses; default: 30")
       ->type_name("SECONDS")
       ->check(CLI::Range(1, kMostSeconds).description(""));
-  app.add_flag("--verbose", options.verbose, "show each packet's bytes and debug text");
+  app.add_flag("--verbose", options.verbose, "show the bytes and debug text of each packet");
   app.add_option("--time", options.time, "show the time of day (clock) or seconds since the start (elapsed)")
       ->type_name("KIND")
       ->check(CLI::IsMember({"clock", "elapsed"}).description(""));
-  app.add_option("--color", options.color, "show colours: auto, always or never")
+  app.add_option("--color", options.color, "use colours: auto, always or never")
       ->type_name("WHEN")
       ->check(CLI::IsMember({"auto", "always", "never"}).description(""));
   port->excludes(ip, device);
@@ -142,11 +143,11 @@ std::string Help() {
   for (const OptionRow& row : OptionRows()) {
     help += HelpRow(row.names + (row.value.empty() ? "" : " " + row.value), row.help);
   }
-  help += "\nSteps, one a line:\n" + StepsHelp() + "\n\n";
+  help += "\nSteps, one per line:\n" + StepsHelp() + "\n\n";
   return help +
          Wrapped(
-             "Exit status: 0 when the session passed, 1 when it failed, 2 when the command line or a "
-             "script is wrong or the driver cannot be started.",
+             "Exit status: 0 if the session passed, 1 if it failed, 2 if the command line or a script is "
+             "invalid or the driver cannot be started.",
              0, kWidth) +
          "\n";
 }

@@ -12,26 +12,26 @@
 
 struct Options {
   Session::Setup setup;
-  std::string device;  // ADDRESS:PORT as given; so is the next
-  std::string listen;
+  std::string device;  // ADDRESS:PORT as given
+  std::string listen;  // ADDRESS:PORT as given
   std::string script;  // "-" for standard input; empty for the demonstration
   std::string record;  // file to record to; empty for none
   std::string link;    // symbolic link to the stand-in's pseudo-terminal; empty for none
   std::string color = "auto";
-  std::string time;  // empty for the usual one
+  std::string time;  // empty for the default
   bool interactive = false;
   bool stand_in = false;
   bool verbose = false;
-  bool yes = false;  // the demonstration may move real units
+  bool yes = false;  // allow the demonstration to move real units
 };
 
-// What is wrong with a command line.
+// An invalid command line.
 class UsageError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
 };
 
-// An option, as help shows it.
+// An option as shown in the help.
 struct OptionRow {
   std::string names;  // "-h, --help"
   std::string value;  // "PATH", or empty
@@ -39,7 +39,7 @@ struct OptionRow {
 };
 std::vector<OptionRow> OptionRows();
 
-// The options, or a text to show instead: help, or the version. Throws UsageError.
+// Returns the options, or a text to show instead (help or version). Throws UsageError.
 std::variant<Options, std::string> ReadCommandLine(int argument_count, const char* const* argument_values);
 
 #endif  // SIMULATOR_COMMAND_LINE_H_

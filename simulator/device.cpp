@@ -66,7 +66,7 @@ void Device::Take(Connection& connection, const std::string& bytes) {
   last_bytes_ = platform::MonotonicNow();
   connection.unshown += bytes;
   if (OnBytes) OnBytes(bytes);
-  // The driver writes a command at once; only a real line brings it byte by byte.
+  // The driver writes a command in one piece; only a real serial line delivers it byte by byte.
   const bool whole = EndsCommand(connection.unshown.back());
   if (!other_end_ || whole || connection.unshown.size() > kMostShown) Show(connection);
 }

@@ -1,5 +1,5 @@
-// The interface's end of the device link: simulated, the other end of a real line, or a real interface that cannot be
-// seen from here.
+// The interface's end of the device link: simulated, the far end of a real serial line, or a real interface that cannot
+// be observed.
 
 #ifndef SIMULATOR_DEVICE_H_
 #define SIMULATOR_DEVICE_H_
@@ -23,44 +23,44 @@ class Device {
     std::int32_t port = 0;
   };
 
-  // How the interface is reached.
+  // Where the interface is.
   struct Endpoint {
     bool over_ip = false;
     std::string port;                   // a real serial port; empty for a pseudo-terminal
-    std::string other_end;              // the port at the other end of that line; empty when it cannot be seen
-    TcpAddress network;                 // a real interface in the network; empty for one of ours
-    TcpAddress listen{"127.0.0.1", 0};  // where ours listens; port 0 takes a free one
+    std::string other_end;              // the port at the other end of that line; empty if there is none
+    TcpAddress network;                 // a real interface on the network; empty to simulate one
+    TcpAddress listen{"127.0.0.1", 0};  // where the simulated one listens; port 0 picks a free port
 
     bool IsReal() const { return !port.empty() || !network.address.empty(); }
-    // Whether what reaches the interface can be seen.
+    // Whether the simulator can see what the interface receives.
     bool IsVisible() const { return !IsReal() || !other_end.empty(); }
   };
-  static constexpr const char* kNotVisible = "what reaches a real device cannot be seen or disturbed from here";
+  static constexpr const char* kNotVisible = "a real device cannot be observed or disturbed";
 
-  // Throws std::system_error when the endpoint cannot be opened.
+  // Throws std::system_error if the endpoint cannot be opened.
   explicit Device(const Endpoint& endpoint);
 
-  // The driver's device arguments: a serial port, or an address and a port.
+  // Returns the driver's device arguments: a serial port, or an address and a port.
   const std::vector<std::string>& Names() const { return names_; }
-  // The interface's end of the last link; null when it cannot be seen, and before a driver has connected.
+  // Returns the interface's end of the latest link; null if it is not visible or no driver has connected yet.
   Channel* Link();
-  // Whether a link that can be seen was closed or lost.
+  // Whether the link is visible and was closed or lost.
   bool LinkIsClosed();
-  // Keeps the pseudo-terminal open while no driver has it, so that one can leave and the next come.
+  // Keeps the pseudo-terminal open while no driver uses it, so that drivers can come and go.
   void StayForNextDriver();
 
-  // Called with what has come, and with the same bytes when they are to be shown: a command of a slow line in one
-  // piece. `driver` counts the drivers from 1; it is 0 while there has been but one.
+  // OnBytes is called with bytes as they arrive, OnShow with the same bytes in pieces fit to show: a command that
+  // arrives slowly is one piece. `driver` numbers the drivers from 1; it is 0 until a second one connects.
   std::function<void(const std::string& bytes)> OnBytes;
   std::function<void(int driver, const std::string& bytes)> OnShow;
-  // Called when a driver has connected or left; over TCP only.
+  // Called when a driver connects or disconnects; over TCP only.
   std::function<void(int driver, bool connected)> OnLink;
 
-  // Shows what has not been shown: all of it, or what has waited long enough for the rest of its command. The second is
-  // to be called now and then.
+  // Show passes all bytes not yet shown to OnShow; ShowOverdue only if nothing has arrived for a while, so that an
+  // incomplete command is shown too. Call ShowOverdue regularly.
   void Show();
   void ShowOverdue();
-  // Whether nothing has come for a while.
+  // Whether nothing has arrived for a while (100 ms).
   bool IsQuiet() const;
   std::size_t BytesSeen() const { return bytes_seen_; }
 
@@ -76,7 +76,7 @@ class Device {
   void Accept();
   void Take(Connection& connection, const std::string& bytes);
   void Show(Connection& connection);
-  // The number to show for a driver.
+  // Returns the driver number to show.
   int ShownNumber(const Connection& connection) const { return drivers_ > 1 ? connection.number : 0; }
 
   std::unique_ptr<PseudoTerminal> terminal_;

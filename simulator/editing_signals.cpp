@@ -13,11 +13,11 @@ termios usual_settings{};
 volatile std::sig_atomic_t continued = 0;
 volatile std::sig_atomic_t resized = 0;
 
-// Makes only calls that are safe in a signal handler. The action is the default one again by now.
+// Calls only functions that are safe in a signal handler. SA_RESETHAND has restored the default action.
 extern "C" void GiveTerminalBack(int signal) {
   tcsetattr(STDIN_FILENO, TCSANOW, &usual_settings);
   raise(signal);
-  continued = 1;  // or not stopped at all: without a shell above, nothing would continue it
+  continued = 1;  // or never stopped: an orphaned process group ignores the stop
 }
 
 extern "C" void NoteContinued(int /*signal*/) {
@@ -30,7 +30,7 @@ extern "C" void NoteResized(int /*signal*/) {
 
 void Handle(int signal, void (*handler)(int), int flags) {
   struct sigaction action{};
-  action.sa_handler = handler;  // NOLINT(cppcoreguidelines-pro-type-union-access): the C library made it one
+  action.sa_handler = handler;  // NOLINT(cppcoreguidelines-pro-type-union-access): a union in the C library
   action.sa_flags = flags;
   sigaction(signal, &action, nullptr);
 }

@@ -1,10 +1,10 @@
-// Signals at the terminal while a line is edited, when the terminal is in a mode of the editor's own.
+// Handles terminal signals during line editing, while the editor has changed the terminal's mode.
 
 #ifndef SIMULATOR_EDITING_SIGNALS_H_
 #define SIMULATOR_EDITING_SIGNALS_H_
 
-// Ctrl-Z and Ctrl-\ act as usual, but give the terminal back first, as it was when this was made. At most one at a
-// time.
+// While an instance exists, Ctrl-Z and Ctrl-\ first restore the terminal settings that were in effect when it was
+// created, then act as usual. At most one instance at a time.
 class EditingSignals {
  public:
   EditingSignals();
@@ -13,9 +13,9 @@ class EditingSignals {
   EditingSignals(const EditingSignals&) = delete;
   EditingSignals& operator=(const EditingSignals&) = delete;
 
-  // Whether the process was continued since the last call: the editor has to take the terminal over again.
+  // Whether the process was continued since the last call; the editor must then set up the terminal again.
   static bool TakeContinued();
-  // Whether the terminal's size has changed since the last call.
+  // Whether the terminal was resized since the last call.
   static bool TakeResized();
 };
 

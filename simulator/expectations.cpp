@@ -1,4 +1,4 @@
-// The expectations of a session, and how it waits for them.
+// Session: expectations, and waiting for them.
 
 #include <algorithm>
 
@@ -11,7 +11,7 @@
 
 namespace {
 
-// Bytes for a message: all of a few, the number of many.
+// Formats bytes for a message: the bytes themselves if few, else their number.
 std::string Shown(const std::string& bytes) {
   return bytes.size() > kMostShown ? std::to_string(bytes.size()) + " bytes" : Quoted(Printable(bytes));
 }
@@ -35,19 +35,19 @@ bool Session::ExpectDevice(const std::string& bytes) {
   const auto decided = [this, &bytes] {
     const auto [here, there] = std::ranges::mismatch(device_bytes_, bytes);
     if (there == bytes.end()) return true;
-    // Other bytes are awaited whole, for the message and for the next expectation.
+    // If they differ, wait until all have arrived, for the message and for the next expectation.
     return here != device_bytes_.end() && (device_bytes_.size() >= bytes.size() || device_.IsQuiet());
   };
-  const bool came = Await(decided, "the device to get " + Shown(bytes));
+  const bool came = Await(decided, "the device to receive " + Shown(bytes));
   const bool passed = came && device_bytes_.starts_with(bytes);
   if (came && !passed) {
     const auto same = std::ranges::mismatch(device_bytes_, bytes).in1;
     const auto index = static_cast<std::size_t>(same - device_bytes_.begin());
-    const std::string after = index == 0 ? "" : " after " + std::to_string(index) + " right bytes";
-    Fail("expected the device to get " + Shown(bytes.substr(index)) + after + ", it got " +
+    const std::string after = index == 0 ? "" : " after " + std::to_string(index) + " correct bytes";
+    Fail("expected the device to receive " + Shown(bytes.substr(index)) + after + ", but it received " +
          Shown(device_bytes_.substr(index)));
   }
-  // One that fails takes its bytes, too: the next is judged by itself.
+  // A failed expectation also consumes its bytes, so that the next one is checked independently.
   device_bytes_.erase(0, bytes.size());
   return passed;
 }
@@ -65,7 +65,7 @@ bool Session::ExpectLog(const std::string& text) {
     return false;
   };
   if (Await(logged, "the log line " + Quoted(Printable(text)))) return true;
-  logs_seen_ = first;  // the next one is judged by itself
+  logs_seen_ = first;  // the next expectation starts from the same place
   return false;
 }
 
@@ -95,18 +95,18 @@ bool Session::ExpectIdle() {
     return busy <= kMostBusy && static_cast<double>(driver_.Sleeps() - sleeps) <= kMostSleepsASecond * elapsed.count();
   };
   const auto decided = [&] { return driver_.Status() || is_idle(); };
-  if (!Await(decided, "the driver to come to rest")) return false;
-  return !driver_.Status() || Fail("expected the driver at rest; it has ended with " + ExitState());
+  if (!Await(decided, "the driver to become idle")) return false;
+  return !driver_.Status() || Fail("expected the driver to be idle, but it ended with " + ExitState());
 }
 
 bool Session::ExpectEnd() {
   if (!AwaitEnd([this] { return driver_.Status().has_value(); })) return false;
-  return driver_.Status() == 0 || Fail("expected status 0; the driver ended with " + ExitState());
+  return driver_.Status() == 0 || Fail("expected status 0, but the driver ended with " + ExitState());
 }
 
 bool Session::ExpectMemory(std::int32_t mebibytes) {
   constexpr long kKibibytes = 1024;
-  if (!driver_.Status()) return Fail("the peak memory is known only after the driver's end");
+  if (!driver_.Status()) return Fail("the peak memory is known only after the driver has ended");
   const long more = driver_.PeakMemoryKiB() - memory_when_ready_;
   return more < mebibytes * kKibibytes ||
          Fail("the driver used " + std::to_string(more) + " KiB more than when it was ready");
@@ -125,8 +125,8 @@ bool Session::AwaitEnd(const std::function<bool()>& ended) {
 
 bool Session::Await(const std::function<bool()>& condition, const std::string& what,
                     std::chrono::seconds driver_pause) {
-  // Progress renews the patience, so that a slow machine breaks nothing. The total is bounded. Once the driver has
-  // ended, only what it left behind still comes.
+  // Progress restarts the timeout, so that a slow machine does not fail the session; the total is bounded. Once the
+  // driver has ended, only its remaining output can still arrive.
   constexpr int kMostPatiences = 20;
   constexpr int kMostPassesAfterEnd = 20;
   Patience left(patience_ + driver_pause, kMostPatiences);
@@ -137,7 +137,7 @@ bool Session::Await(const std::function<bool()>& condition, const std::string& w
     if (transcript_.WriteError() != 0) return false;
     passes_after_end = driver_.Status() ? passes_after_end + 1 : 0;
     if (passes_after_end > kMostPassesAfterEnd || !left.Wait()) {
-      return Fail("waited in vain for " + what + (driver_.Status() ? "; the driver has ended" : ""));
+      return Fail((driver_.Status() ? "the driver has ended; gave up waiting for " : "timed out waiting for ") + what);
     }
     device_.ShowOverdue();
     if (const std::size_t now = Progress(); now != before) {

@@ -17,7 +17,7 @@ extern "C" void NoteSignal(int signal) {
 
 void CatchSignals() {
   struct sigaction action{};
-  action.sa_handler = NoteSignal;  // NOLINT(cppcoreguidelines-pro-type-union-access): the C library made it one
+  action.sa_handler = NoteSignal;  // NOLINT(cppcoreguidelines-pro-type-union-access): a union in the C library
   action.sa_flags = SA_RESTART;
   for (const int signal : {SIGINT, SIGTERM, SIGHUP}) sigaction(signal, &action, nullptr);
 }

@@ -1,23 +1,23 @@
-// Signals that ask the process to end are recorded and polled, so that a session ends in order.
+// Records signals that ask the process to end; the session polls them, so that it can end in order.
 
 #ifndef SIMULATOR_INTERRUPTION_H_
 #define SIMULATOR_INTERRUPTION_H_
 
 namespace interruption {
 
-// Installs the handlers of SIGINT, SIGTERM and SIGHUP. Until then they end the process.
+// Installs handlers for SIGINT, SIGTERM and SIGHUP, which until then end the process.
 void CatchSignals();
 
-// Whether Ctrl-C was pressed, or the process was asked to terminate.
+// Whether Ctrl-C was pressed or the process was asked to terminate.
 bool IsPending();
 
-// Whether the process was asked to terminate: SIGTERM, or SIGHUP of a terminal that was closed.
+// Whether the process was asked to terminate: by SIGTERM, or by SIGHUP when its terminal was closed.
 bool TerminationIsPending();
 
 // Clears Ctrl-C; returns whether it was pressed.
 bool TakeInterrupt();
 
-// Clears both. What follows can be interrupted again.
+// Clears both flags, so that later steps can be interrupted again.
 void Clear();
 
 }  // namespace interruption

@@ -20,10 +20,10 @@
 
 namespace {
 
-// Standard input, which must stay blocking: other processes have it, too.
+// Standard input. It stays blocking, because other processes share it.
 class Input : public platform::EventSource {
  public:
-  // Reads what has come, which is at least a byte once Ready; none at the end of input.
+  // Reads the available bytes, at least one once Ready; none at the end of input.
   std::string Read() {
     std::array<char, 4096> bytes{};
     Ready = false;
@@ -42,7 +42,7 @@ void Show(std::string_view text) {
   std::fflush(stdout);
 }
 
-// The longest common prefix.
+// Returns the longest common prefix.
 std::string CommonBeginning(const std::vector<std::string>& texts) {
   std::string common = texts.front();
   for (const std::string& text : texts) {
@@ -67,7 +67,7 @@ class LineEditor::Terminal {
     el_set(editor_.get(), EL_PROMPT, &Terminal::Prompt);
     el_set(editor_.get(), EL_EDITOR, "emacs");
     el_set(editor_.get(), EL_HIST, history, history_.get());
-    // The wide form: of narrow texts the library makes copies that it never frees.
+    // The wide form, because the library never frees its copies of narrow strings.
     el_wset(editor_.get(), EL_ADDFN, L"complete-step", L"Complete a step", &Terminal::Complete);
     el_set(editor_.get(), EL_BIND, "^I", "complete-step", nullptr);
     el_source(editor_.get(), nullptr);
@@ -81,7 +81,7 @@ class LineEditor::Terminal {
   ~Terminal() {
     transcript_.BeforeLine = nullptr;
     transcript_.AfterLine = nullptr;
-    // What was typed for this program is not for the shell.
+    // Discard unread input, which was not meant for the shell.
     tcflush(STDIN_FILENO, TCIFLUSH);
   }
   Terminal(const Terminal&) = delete;
@@ -126,7 +126,7 @@ class LineEditor::Terminal {
     return *self;
   }
 
-  // Called by the editor for the next character: 1 with one, 0 when there will be none.
+  // Called by the editor for the next character; returns 1, or 0 at the end.
   static int Character(EditLine* editor, wchar_t* character) { return Of(editor).NextCharacter(*character); }
 
   int NextCharacter(wchar_t& character) {
@@ -137,18 +137,18 @@ class LineEditor::Terminal {
       typed_ahead_.erase(0, 1);
       const std::size_t length = std::mbrtowc(&character, &byte, 1, &state);
       if (length <= 1) return 1;
-      if (length == static_cast<std::size_t>(-1)) state = {};  // no character of this locale: dropped
+      if (length == static_cast<std::size_t>(-1)) state = {};  // invalid in this locale: skipped
     }
   }
 
-  // Runs the event pump until something was typed; false when nothing will be, or Ctrl-C was pressed.
+  // Runs the event pump until something is typed; false at the end of input or of the session, or after Ctrl-C.
   bool AwaitInput() {
     constexpr std::int32_t kSliceMilliseconds = 10;
     while (!input_.Ready) {
       platform::EventPump::Instance().Run(kSliceMilliseconds);
       if (EditingSignals::TakeContinued()) TakeTerminalOver();
       if (EditingSignals::TakeResized()) el_resize(editor_.get());
-      // Asked last: an interruption takes away what there was to read.
+      // Checked last: an interruption discards pending input.
       if (interruption::TakeInterrupt()) interrupted_ = true;
       if (interrupted_ || interruption::TerminationIsPending() || (*is_over_)()) return false;
     }
@@ -156,14 +156,14 @@ class LineEditor::Terminal {
     return !typed_ahead_.empty();
   }
 
-  // Sets the editor's mode again after somebody else had the terminal, and shows the line.
+  // Restores the editor's terminal mode after another process used the terminal, and redraws the line.
   void TakeTerminalOver() {
     el_set(editor_.get(), EL_PREP_TERM, 0);
     el_set(editor_.get(), EL_PREP_TERM, 1);
     el_set(editor_.get(), EL_REFRESH);
   }
 
-  // Clears prompt and line, on as many rows as they take up to the cursor and below it.
+  // Clears the prompt and the line, on all rows that they occupy.
   void HideLine() {
     if (dumb_) {
       Show("\n");
@@ -181,7 +181,7 @@ class LineEditor::Terminal {
       row += wraps ? 1 : 0;
       column = wraps ? width : column + width;
     }
-    if (column == columns) ++row;  // the editor moves on as soon as a row is full
+    if (column == columns) ++row;  // the editor wraps as soon as a row is full
     Show((row > 0 ? "\x1b[" + std::to_string(row) + "A" : "") + "\r\x1b[J");
   }
 
@@ -210,7 +210,7 @@ class LineEditor::Terminal {
   std::unique_ptr<History, decltype(&history_end)> history_{history_init(), &history_end};
   std::unique_ptr<EditLine, decltype(&el_end)> editor_{el_init("torvy-simulator", stdin, stdout, stderr), &el_end};
   Input input_;
-  std::string typed_ahead_;  // read, but not yet given to the editor
+  std::string typed_ahead_;  // read, but not yet passed to the editor
   const std::function<bool()>* is_over_ = nullptr;
   bool reading_ = false;
   bool interrupted_ = false;

@@ -1,4 +1,4 @@
-// Reads lines at the terminal, with editing, history and completion, while the session goes on.
+// Reads lines from the terminal, with editing, history and completion, while the session runs.
 
 #ifndef SIMULATOR_LINE_EDITOR_H_
 #define SIMULATOR_LINE_EDITOR_H_
@@ -12,14 +12,14 @@
 
 class LineEditor {
  public:
-  // The transcript, which must outlive the editor, shows its lines above the one that is edited.
+  // The transcript, which must outlive the editor, prints its lines above the line being edited.
   explicit LineEditor(Transcript& transcript);
   ~LineEditor();
   LineEditor(const LineEditor&) = delete;
   LineEditor& operator=(const LineEditor&) = delete;
 
-  // Runs the event pump until a line was typed, and returns it without its end. None at the end of input, when
-  // `is_over` says so, or when the process is asked to terminate. Ctrl-C drops what was typed.
+  // Runs the event pump until a line is typed; returns it without the line end. Returns nothing at the end of input,
+  // when `is_over` returns true, or when the process is asked to terminate. Ctrl-C discards the line.
   std::optional<std::string> ReadLine(const std::function<bool()>& is_over);
 
  private:

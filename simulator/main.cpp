@@ -1,4 +1,4 @@
-// torvy-simulator: plays the host and, unless a real one is named, the device of a torvy-driver that it starts.
+// torvy-simulator: starts torvy-driver and simulates its host and, unless a real one is named, its device.
 
 #include <langinfo.h>
 #include <unistd.h>
@@ -32,7 +32,7 @@ int Complain(const std::string& why, int status) {
   return status;
 }
 
-// The status, unless output was lost. A reader that has left needs no message.
+// Returns `status`, or kFailed if output was lost. No message is printed if the reader has closed the pipe.
 int Finish(int status, int write_error) {
   if (std::fflush(stdout) != 0 && write_error == 0) write_error = errno;
   if (write_error == 0) return status;
@@ -40,7 +40,7 @@ int Finish(int status, int write_error) {
   return Complain("cannot write standard output: " + std::generic_category().message(write_error), kFailed);
 }
 
-// The characters that are typed and shown. An ASCII locale, which would lose all others, becomes UTF-8.
+// Sets the character encoding of the terminal; UTF-8 replaces ASCII, so that no characters are lost.
 void SetCharacterEncoding() {
   std::setlocale(LC_CTYPE, "");
   if (std::string_view(nl_langinfo(CODESET)) == "ANSI_X3.4-1968") std::setlocale(LC_CTYPE, "C.UTF-8");
@@ -59,7 +59,7 @@ bool WantsColours(const std::string& when) {
   return isatty(STDOUT_FILENO) == 1 && variable("NO_COLOR").empty() && variable("TERM") != "dumb";
 }
 
-// Uses the transport that the script names; it may not contradict the command line.
+// Applies the transport named by the script. Throws UsageError if it contradicts the command line.
 void ApplyTransport(const Script& script, Options& options) {
   Device::Endpoint& device = options.setup.device;
   if (!script.over_ip) return;
@@ -70,16 +70,16 @@ void ApplyTransport(const Script& script, Options& options) {
   device.over_ip = *script.over_ip;
 }
 
-// Refuses a script that needs a device that is not visible. The demonstration does without.
+// Rejects a script whose steps need a visible device. The demonstration skips such steps instead.
 void RequireVisibleDevice(const Script& script) {
   for (const Script::Line& line : script.lines) {
     if (!line.step.row->needs_visible_device) continue;
     throw UsageError(script.Position(line) + ": " + Device::kNotVisible +
-                     "; a serial line's other end is named with --other-end");
+                     "; name the other end of a serial line with --other-end");
   }
 }
 
-// The addresses that a script sends commands to, in words.
+// Lists the addresses that a script sends commands to.
 std::string UnitsMovedBy(const Script& script) {
   std::vector<std::string> units;
   for (const Script::Line& line : script.lines) {
@@ -91,14 +91,14 @@ std::string UnitsMovedBy(const Script& script) {
   return words;
 }
 
-// Whether the demonstration may move real units. A script that was named, and what is typed, may.
+// Whether real units may move. A script named on the command line and typed commands always may move them.
 bool MayMoveUnits(const Options& options, const Script& script) {
   const Device::Endpoint& device = options.setup.device;
   if (!device.IsReal() || options.interactive || !options.script.empty() || options.yes) return true;
   const std::string where = device.port.empty() ? device.network.address : device.port;
   const std::string warning = "the demonstration moves " + UnitsMovedBy(script) + " of the device at " + where;
   if (!IsAtTerminal()) throw UsageError(warning + "; allow it with --yes, or name a script");
-  std::cout << "torvy-simulator: " << warning << ". Go on? [y/N] " << std::flush;
+  std::cout << "torvy-simulator: " << warning << ". Continue? [y/N] " << std::flush;
   std::string answer;
   std::getline(std::cin, answer);
   return answer == "y" || answer == "Y" || answer == "yes";
@@ -110,11 +110,11 @@ int Judge(Session& session, const Player& player, Transcript& transcript, bool r
     transcript.Problem("the session failed");
     return player.HadWrongLine() ? kWrongInput : kFailed;
   }
-  std::string verdict = "all as it should be";
+  std::string verdict = "the session passed";
   if (session.CommandsWereLost()) {
-    verdict += " on the host's side; commands were lost because the device link was closed";
+    verdict += " on the host side only: commands were lost because the device link was closed";
   } else if (!session.Endpoint().IsVisible()) {
-    verdict += " on the host's side; what reached the device cannot be seen from here";
+    verdict += " on the host side only: a real device cannot be observed";
   }
   transcript.Note(verdict);
   return kPassed;
@@ -148,8 +148,8 @@ int Run(Options options) {
   const Script script = options.script.empty() ? Demonstration() : ReadScript(options.script);
   if (!options.interactive) ApplyTransport(script, options);
   if (!options.script.empty() && !options.setup.device.IsVisible()) RequireVisibleDevice(script);
-  if (!MayMoveUnits(options, script)) return Complain("nothing was sent", kWrongInput);
-  interruption::CatchSignals();  // only now: reading a script, and the question, end with Ctrl-C
+  if (!MayMoveUnits(options, script)) return Complain("cancelled; nothing was sent", kWrongInput);
+  interruption::CatchSignals();  // not earlier: Ctrl-C must end the reading of a script and the question
   const int status = Play(options, script, transcript);
   return Finish(status, transcript.WriteError());
 }

@@ -20,10 +20,10 @@ void Player::PlayPipe() {
   Channel input{platform::Descriptor(dup(STDIN_FILENO))};
   int number = 0;
   while (!interruption::IsPending()) {
-    // Asked before the pump runs: lines that had come when the driver ended are still performed.
+    // Checked before the pump runs, so that lines received before the driver ended are still performed.
     const bool last_turn = session_.DriverHasEnded() || input.Ended;
     platform::EventPump::Instance().Run(last_turn ? 0 : kSliceMilliseconds);
-    if (input.Ended && !input.Received.empty()) input.Received += '\n';  // a last line may have none
+    if (input.Ended && !input.Received.empty()) input.Received += '\n';  // the last line may lack one
     std::size_t end = 0;
     while ((end = input.Received.find('\n')) != std::string::npos && !interruption::IsPending()) {
       PlayLine(input.Received.substr(0, end), "standard input:" + std::to_string(++number));
@@ -36,7 +36,7 @@ void Player::PlayPipe() {
 
 void Player::PlayTerminal() {
   LineEditor editor(session_.Output());
-  session_.Output().Note("ready; type help for what can be typed, quit to end");
+  session_.Output().Note("ready; type help for a list of steps, quit to end");
   const auto is_over = [this] { return session_.DriverHasEnded() || session_.Output().WriteError() != 0; };
   while (!session_.QuitWasSent() && !is_over()) {
     const auto line = editor.ReadLine(is_over);

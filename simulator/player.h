@@ -1,4 +1,4 @@
-// Plays the steps of a session from a script, from a pipe, or as they are typed.
+// Plays the steps of a session from a script, a pipe or the terminal.
 
 #ifndef SIMULATOR_PLAYER_H_
 #define SIMULATOR_PLAYER_H_
@@ -13,15 +13,15 @@ class Player {
  public:
   explicit Player(Session& session) : session_(session) {}
 
-  // Plays a script up to its first step that fails. When the device is not visible, steps that need it are left out.
+  // Plays a script up to the first step that fails. Skips steps that need a visible device if it is not visible.
   void PlayScript(const Script& script);
-  // Performs each line of standard input as it comes, to the end of it or of the driver.
+  // Performs each line of standard input as it arrives, until the input or the driver ends.
   void PlayPipe();
-  // The same at a terminal, with line editing.
+  // The same at a terminal, with line editing, until `quit`.
   void PlayTerminal();
 
-  // Whether a step failed, and whether a line was no step. At a terminal a mistyped line does not count, nor does what
-  // was left with Ctrl-C, unless it was an expectation.
+  // Whether a step failed, and whether a line was not a valid step. At a terminal, a mistyped line does not count, and a
+  // step ended by Ctrl-C counts only if it was an expectation.
   bool Failed() const { return failed_; }
   bool HadWrongLine() const { return had_wrong_line_; }
 

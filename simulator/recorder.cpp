@@ -13,8 +13,7 @@
 
 namespace {
 
-// An expectation as a line of a script. The text's first and last characters are escaped where they would be read as
-// something else.
+// Formats an expectation as a script line. Escapes the first and last characters of the text if they would be misread.
 std::string Expectation(std::string_view words, std::string_view bytes) {
   std::string text = Printable(bytes);
   if (text.ends_with(' ')) text.replace(text.size() - 1, 1, "\\20");
@@ -37,7 +36,7 @@ Recorder::Recorder(const std::string& path) {
   const bool exists = std::filesystem::exists(status);
   if (exists && access(path.c_str(), W_OK) != 0) fail(errno);
   if (!exists || std::filesystem::is_regular_file(status)) {
-    // A link is followed, or it would be replaced.
+    // Follow a link; otherwise it would be replaced.
     path_ = exists ? std::filesystem::canonical(path).string() : path;
     new_path_ = path_ + "." + std::to_string(getpid()) + ".new";
   }
@@ -76,7 +75,7 @@ void Recorder::Performed(const Step& step) {
   last_event_ = platform::MonotonicNow() + std::chrono::milliseconds(waits ? step.count : 0);
 }
 
-// A pause before a step is part of what happened. One before the driver's answer is not: that is waited for.
+// Records a pause before a step. A pause before the driver's answer needs none: expectations wait.
 void Recorder::WritePause() {
   constexpr std::chrono::milliseconds kShortest{100};
   constexpr std::chrono::milliseconds kLongestStep{1'000'000};

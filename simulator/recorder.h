@@ -1,4 +1,4 @@
-// Records a session as a script that expects, when it is played again, what happened this time.
+// Records a session as a script that, when replayed, expects the same events.
 
 #ifndef SIMULATOR_RECORDER_H_
 #define SIMULATOR_RECORDER_H_
@@ -12,25 +12,25 @@
 
 class Recorder {
  public:
-  // Records to a file that Keep replaces, or nothing when the path is empty. Throws std::system_error when it cannot be
-  // written.
+  // Records for the file at `path`, which Keep replaces; records nothing if the path is empty. Throws std::system_error
+  // if the file cannot be written.
   explicit Recorder(const std::string& path);
-  // Drops a recording that was not kept.
+  // Discards a recording that was not kept.
   ~Recorder();
   Recorder(const Recorder&) = delete;
   Recorder& operator=(const Recorder&) = delete;
 
-  // The driver is ready; what comes before is in no script.
+  // Starts the recording, when the driver is ready; earlier events are not recorded.
   void Begin(bool over_ip);
-  // What happens from then on.
+  // Record what happens from then on.
   void Performed(const Step& step);
   void DeviceGot(std::string_view bytes);
   void Logged(std::string_view text);
   void Ended(std::string_view console, int status);
-  // Device bytes that were not written yet are not to be expected.
+  // Discards device bytes that were not written yet.
   void ForgetDeviceBytes() { device_bytes_.clear(); }
 
-  // Puts a recording that was begun in the file's place; false when something could not be written.
+  // Replaces the file with the recording, if one was begun; false if it could not be written.
   bool Keep();
 
  private:
@@ -38,8 +38,8 @@ class Recorder {
   void WriteDeviceBytes();
   void Write(std::string_view line) { file_ << line << '\n'; }
 
-  std::string path_;      // of the file to replace; empty when it is written to directly
-  std::string new_path_;  // of the file that is written
+  std::string path_;      // the file to replace; empty if it is written directly
+  std::string new_path_;  // the file being written
   std::ofstream file_;
   bool begun_ = false;
   std::string device_bytes_;

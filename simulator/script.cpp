@@ -25,7 +25,7 @@ constexpr const char* kDemonstration =
     "quit\n"
     "expect log The torvy plx has been asked to quit. (1)\n";
 
-// Takes a step that says how the device is reached; false when it is another one.
+// Applies an `over` step to the script; false for any other step.
 bool TakeTransport(const Step& step, Script& script) {
   if (step.row->words != "over ip" && step.row->words != "over serial") return false;
   script.over_ip = step.row->words == "over ip";
@@ -44,7 +44,7 @@ Script Read(std::istream& text, const std::string& name) {
     if (read.step.row != nullptr) script.lines.push_back(read);
   }
   if (text.bad()) throw ScriptError("cannot read " + name);
-  if (script.lines.empty()) throw ScriptError(name + " holds no step");
+  if (script.lines.empty()) throw ScriptError(name + " contains no steps");
   return script;
 }
 

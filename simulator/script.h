@@ -1,4 +1,4 @@
-// A script: steps from a file, parsed and checked before any is performed.
+// A script: steps read from a file and checked before the first is performed.
 
 #ifndef SIMULATOR_SCRIPT_H_
 #define SIMULATOR_SCRIPT_H_
@@ -10,7 +10,7 @@
 
 #include "simulator/steps.h"
 
-// Why a script cannot be played.
+// A script that cannot be played.
 class ScriptError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
@@ -22,18 +22,18 @@ struct Script {
     Step step;
   };
   std::string name;
-  std::optional<bool> over_ip;  // from its first step, if that says how the device is reached
+  std::optional<bool> over_ip;  // set by a first step `over ip` or `over serial`
   std::vector<Line> lines;
 
-  // "name:number", as compilers print it.
+  // Returns "name:number", as in compiler messages.
   std::string Position(const Line& line) const { return name + ":" + std::to_string(line.number); }
 };
 
-// Reads a script from a file, or from standard input for "-". Throws ScriptError when it cannot be read, holds no step
-// or holds a line that is none.
+// Reads a script from a file, or from standard input if `path` is "-". Throws ScriptError if it cannot be read, contains
+// no steps or contains an invalid line.
 Script ReadScript(const std::string& path);
 
-// The session that is played when no script is named.
+// Returns the script that is played if none is named.
 Script Demonstration();
 
 #endif  // SIMULATOR_SCRIPT_H_

@@ -25,7 +25,7 @@ Session::Session(const Setup& setup, Transcript& transcript, Recorder& recorder)
       endpoint_(setup.device),
       patience_(setup.patience),
       device_(setup.device),
-      // In a process group of its own, so that Ctrl-C reaches the simulator alone.
+      // In its own process group, so that Ctrl-C reaches only the simulator.
       driver_(setup.driver, DriverArguments(), [] { setpgid(0, 0); }) {
   ShowEvents();
   std::string command_line = "starting " + setup.driver;
@@ -63,7 +63,7 @@ void Session::ShowEvents() {
   driver_.Output().OnChange = [this] { ShowConsole(); };
 }
 
-// One event a line; the last one may end with the output.
+// Shows one event per line; the last line may lack a line end.
 void Session::ShowConsole() {
   const std::string_view all = driver_.Output().Received;
   while (console_shown_ < all.size()) {
@@ -82,7 +82,7 @@ bool Session::WaitUntilReady() {
   const auto connected = [this] { return host_.Link() != nullptr || driver_.Status(); };
   if (!Await(connected, "the driver to connect", kPauseBeforeConnecting)) return false;
   const auto ready = [this] { return host_.HasLogged(App::kReadyLine) || driver_.Status(); };
-  if (!Await(ready, "the driver to get ready", kDeviceConnectLimit)) return false;
+  if (!Await(ready, "the driver to become ready", kDeviceConnectLimit)) return false;
   logs_seen_ = host_.Log().size();
   if (driver_.Status()) return Fail("the driver ended before it was ready");
   memory_when_ready_ = driver_.PeakMemoryKiB();
@@ -106,7 +106,7 @@ bool Session::Perform(const Step& step, const std::string& position) {
 }
 
 bool Session::Finish() {
-  interruption::Clear();  // what was interrupted still ends in order
+  interruption::Clear();  // an interrupted session still ends in order
   if (!quit_sent_ && !driver_.Status() && HostCanSend()) Perform(ReadStep("quit"));
   position_.clear();
   if (host_.Link() == nullptr) driver_.Signal(SIGKILL);
@@ -121,10 +121,10 @@ bool Session::Finish() {
   transcript_.Note("the driver ended with " + ExitState());
   bool in_order = driver_.Status() == 0;
   if (!host_.Unexpected().empty()) {
-    in_order = Fail("the host got bytes that are no log packet: " + Printable(host_.Unexpected()));
+    in_order = Fail("the host received unexpected bytes: " + Printable(host_.Unexpected()));
   }
   if (device_expected_ && !device_bytes_.empty()) {
-    in_order = Fail("the device got more than was expected: " + DeviceBytesInWords(device_bytes_));
+    in_order = Fail("the device received unexpected bytes: " + DeviceBytesInWords(device_bytes_));
   }
   if (commands_lost_ && (device_expected_ || !device_link_closed_by_step_)) {
     in_order = Fail("commands were lost because the device link was closed");
@@ -142,7 +142,7 @@ bool Session::SendCommand(const std::string& address, const std::string& command
   const std::string id = std::to_string(++packets_sent_);
   NoteLostCommands();
   return Send(DeviceCommand(address, command, id),
-              "command " + Shortened(command) + " for the unit at " + Shortened(address) + ", packet " + id);
+              "command " + Shortened(command) + " for unit " + Shortened(address) + ", packet " + id);
 }
 
 bool Session::ToggleDebugMode() {
@@ -191,7 +191,7 @@ bool Session::Flood() {
   const std::string packet = DeviceCommand("0102", "ON", "1").GetRawCommand();
   std::string packets;
   while (packets.size() < kQueued) packets += packet;
-  transcript_.Event(Kind::kHostToDriver, "commands without end");
+  transcript_.Event(Kind::kHostToDriver, "continuous commands");
   const bool ended = AwaitEnd([this, &packets] {
     if (HostLink().CanSend() && HostLink().Unsent() < kQueued) {
       HostLink().Send(packets);
@@ -213,12 +213,12 @@ bool Session::RequireDeviceLink() {
   return device_.Link() != nullptr || Fail("the driver has not connected to the device");
 }
 
-// The driver does not reopen its device link: commands that come after it has closed reach nothing. One that was asked
-// to quit may have closed it.
+// Notes that commands are lost if the device link is closed, because the driver does not reopen it. After a quit, the
+// driver may have closed the link itself.
 void Session::NoteLostCommands() {
   if (commands_lost_ || quit_sent_ || !device_.LinkIsClosed()) return;
   commands_lost_ = true;
-  transcript_.Problem("the device link is closed; commands sent after that are lost");
+  transcript_.Problem("the device link is closed; commands sent from now on are lost");
 }
 
 bool Session::Send(cQuorvaneCommand message, const std::string& in_words) {
@@ -236,5 +236,5 @@ bool Session::SendUntilTaken(const std::string& packets, const std::string& in_w
   transcript_.Event(Kind::kHostToDriver, in_words);
   HostLink().Send(packets);
   bytes_sent_ += packets.size();
-  return Await([this] { return HostLink().Unsent() == 0 || driver_.Status(); }, "the driver to take it");
+  return Await([this] { return HostLink().Unsent() == 0 || driver_.Status(); }, "the driver to accept the data");
 }

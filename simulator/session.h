@@ -1,4 +1,4 @@
-// One run of the driver between a simulated host and a device, simulated or real.
+// One run of the driver between a simulated host and a simulated or real device.
 
 #ifndef SIMULATOR_SESSION_H_
 #define SIMULATOR_SESSION_H_
@@ -20,23 +20,24 @@
 class Session {
  public:
   struct Setup {
-    std::string driver;  // path of the driver's executable
+    std::string driver;  // path of the driver executable
     Device::Endpoint device;
-    std::chrono::seconds patience{30};  // how long to wait while nothing happens, beside the driver's own pauses
+    std::chrono::seconds patience{30};  // how long to wait without progress, in addition to the driver's pauses
   };
 
-  // Starts the driver; throws std::system_error when it cannot. Transcript and recorder must outlive the session.
+  // Starts the driver; throws std::system_error on failure. The transcript and recorder must outlive the session.
   Session(const Setup& setup, Transcript& transcript, Recorder& recorder);
 
-  // Waits until the driver is ready for commands; false, with the reason in the transcript, when it does not get ready.
+  // Waits until the driver is ready for commands. Returns false, with the reason in the transcript, on failure.
   bool WaitUntilReady();
 
-  // Performs a step; false, with the reason in the transcript, when it fails. A position, such as "file:7", stands
-  // before that reason.
+  // Performs a step. Returns false, with the reason in the transcript, on failure; `position`, such as "file:7",
+  // precedes the reason.
   bool Perform(const Step& step, const std::string& position = {});
 
-  // Asks the driver to quit, unless it was asked or has left, and waits for its end. Returns whether it ended in order
-  // and, once device bytes were expected, whether every command reached the device and every byte was expected.
+  // Asks the driver to quit, unless it was asked or has ended, and waits for its end. Returns true if it ended with
+  // status 0, the host received nothing unexpected, no commands were lost (other than by CloseDeviceLink, if no device
+  // bytes were expected) and, once device bytes were expected, all of them were.
   bool Finish();
 
   const Device::Endpoint& Endpoint() const { return endpoint_; }
@@ -45,14 +46,14 @@ class Session {
   bool QuitWasSent() const { return quit_sent_; }
   bool DriverHasEnded() { return driver_.Status().has_value(); }
 
-  // What the steps act on. The device's link exists only when the device is visible.
+  // What the steps act on. DeviceLink exists only if the device is visible.
   Transcript& Output() { return transcript_; }
   Channel& HostLink() { return *host_.Link(); }
   Channel& DeviceLink() { return *device_.Link(); }
   ChildProcess& Driver() { return driver_; }
 
-  // The actions of the steps; false when one fails. The sending ones wait until the driver has taken the bytes, not for
-  // an answer.
+  // The actions of the steps; false on failure. SendStream and SendRawPackets wait until all bytes are sent; none waits
+  // for an answer.
   bool SendCommand(const std::string& address, const std::string& command);
   bool ToggleDebugMode();
   bool SendRaw(const std::string& bytes);
@@ -81,7 +82,7 @@ class Session {
   bool RequireDeviceLink();
   void NoteLostCommands();
   std::size_t Progress();
-  // Waits for a condition while the patience lasts, which progress renews. `driver_pause` is added to it.
+  // Waits for a condition; progress restarts the timeout, which is the patience plus `driver_pause`.
   bool Await(const std::function<bool()>& condition, const std::string& what,
              std::chrono::seconds driver_pause = std::chrono::seconds::zero());
   bool AwaitEnd(const std::function<bool()>& ended);
@@ -95,9 +96,9 @@ class Session {
   SimulatedHost host_;
   Device device_;
   ChildProcess driver_;
-  std::string position_;      // of the step that is performed
-  std::string device_bytes_;  // what reached the device and was not yet expected
-  std::string stream_bytes_;  // what the last stream asked for
+  std::string position_;      // of the current step
+  std::string device_bytes_;  // received by the device and not yet expected
+  std::string stream_bytes_;  // what the last stream should produce
   std::size_t console_shown_ = 0;
   std::size_t logs_seen_ = 0;
   std::size_t bytes_sent_ = 0;

@@ -16,7 +16,7 @@
 
 namespace {
 
-// A symbolic link while it lives. It replaces another symbolic link, and nothing else.
+// A symbolic link that exists as long as the object. Replaces an existing symbolic link, but no other file.
 class SymbolicLink {
  public:
   SymbolicLink(std::string path, std::string target) : path_(std::move(path)), target_(std::move(target)) {
@@ -31,7 +31,7 @@ class SymbolicLink {
     Fail(reason);
   }
   ~SymbolicLink() {
-    // Another process may have replaced it.
+    // Keep the link if another process has replaced it.
     std::error_code error;
     if (std::filesystem::read_symlink(path_, error) == target_) unlink(path_.c_str());
   }
@@ -61,7 +61,7 @@ void RunStandIn(const Device::Endpoint& endpoint, const std::string& link, Trans
     transcript.Event(Kind::kDriverToDevice, sender + DeviceBytesInWords(bytes));
   };
   device.OnLink = [&](int driver, bool connected) {
-    transcript.Event(Kind::kDriverToDevice, DriverName(driver) + (connected ? " has connected" : " has left"));
+    transcript.Event(Kind::kDriverToDevice, DriverName(driver) + (connected ? " connected" : " disconnected"));
   };
   const std::vector<std::string>& names = device.Names();
   std::optional<SymbolicLink> symbolic_link;
@@ -71,7 +71,7 @@ void RunStandIn(const Device::Endpoint& endpoint, const std::string& link, Trans
   } else {
     transcript.Note("the interface is at address " + names.front() + ", port " + names.back());
   }
-  transcript.Note("Name it in the host's settings. Ctrl-C ends.");
+  transcript.Note("Enter this in the host's settings. Press Ctrl-C to stop.");
   while (!interruption::IsPending() && transcript.WriteError() == 0) {
     platform::EventPump::Instance().Run(kSliceMilliseconds);
     device.ShowOverdue();

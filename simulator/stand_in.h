@@ -1,4 +1,4 @@
-// The interface alone, for a real host and the driver that it starts.
+// Simulates only the interface, for a real host and the driver that it starts.
 
 #ifndef SIMULATOR_STAND_IN_H_
 #define SIMULATOR_STAND_IN_H_
@@ -8,9 +8,9 @@
 #include "simulator/device.h"
 #include "simulator/transcript.h"
 
-// Says how the interface is to be named in the host's settings, and shows what reaches it until Ctrl-C. A link, unless
-// its path is empty, leads to the pseudo-terminal meanwhile. Throws std::system_error when the endpoint cannot be
-// opened or the link cannot be made.
+// Prints what to enter in the host's settings, and shows what the interface receives until Ctrl-C. If `link` is not
+// empty, creates a symbolic link at that path to the pseudo-terminal and removes it at the end. Throws
+// std::system_error if the endpoint cannot be opened or the link cannot be created.
 void RunStandIn(const Device::Endpoint& endpoint, const std::string& link, Transcript& transcript);
 
 #endif  // SIMULATOR_STAND_IN_H_

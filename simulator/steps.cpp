@@ -14,7 +14,7 @@ using Takes = StepRow::Takes;
 constexpr std::string_view kBlanks = " \t\r";
 constexpr std::int32_t kLargestCount = 1'000'000;
 
-// Takes the first word off a line, and the blanks around it.
+// Removes the first word and the blanks around it from a line; returns the word.
 std::string_view TakeWord(std::string_view& line) {
   line.remove_prefix(std::min(line.find_first_not_of(kBlanks), line.size()));
   const std::string_view word = line.substr(0, line.find_first_of(kBlanks));
@@ -23,7 +23,7 @@ std::string_view TakeWord(std::string_view& line) {
   return word;
 }
 
-// What follows the words at the start of a line; none when it starts with others.
+// Returns what follows `words` at the start of a line; nothing if the line starts with other words.
 std::optional<std::string_view> After(std::string_view words, std::string_view line) {
   while (!words.empty()) {
     if (!platform::EqualIgnoringCase(TakeWord(words), TakeWord(line))) return std::nullopt;
@@ -31,7 +31,7 @@ std::optional<std::string_view> After(std::string_view words, std::string_view l
   return line;
 }
 
-// The row whose words the line begins with, the longest of them; null when there is none.
+// Returns the row with the most words that the line begins with; null if there is none.
 const StepRow* FindRow(std::string_view line) {
   const StepRow* found = nullptr;
   for (const StepRow& row : StepRows()) {
@@ -41,7 +41,7 @@ const StepRow* FindRow(std::string_view line) {
   return found;
 }
 
-// Each of these reads a step's operand; returns what is wrong with it, if anything.
+// The functions below parse a step's operand. They return what is wrong with it; empty if nothing is.
 std::string ReadText(std::string_view rest, Step& step) {
   if (rest.empty()) return "takes a text";
   const auto text = ReadPrintable(rest);
@@ -61,7 +61,7 @@ std::string ReadBytes(std::string_view rest, Step& step) {
   }
   if (step.text.empty()) return "takes bytes in hexadecimal, such as 01 2A FF";
   if (step.text.size() > cQuorvaneCommand::kMostRawData)
-    return "takes at most 244 bytes, which is what one packet carries";
+    return "takes at most 244 bytes, the most that one packet carries";
   return {};
 }
 
@@ -75,8 +75,8 @@ std::string ReadCount(std::string_view rest, Step& step) {
 }
 
 std::string ReadCommand(std::string_view rest, Step& step) {
-  constexpr std::size_t kMostBytes = 65'000;  // the packet, with keys and lengths, holds 65535
-  if (rest.size() > kMostBytes) return "takes at most 65000 bytes, or its packet would be too long";
+  constexpr std::size_t kMostBytes = 65'000;  // the packet, with its keys and lengths, is limited to 65535
+  if (rest.size() > kMostBytes) return "takes at most 65000 bytes; its packet would be too long";
   step.address = TakeWord(rest);
   step.text = rest;
   return step.text.empty() ? "takes an address and a command: 0102 ON" : "";
@@ -85,7 +85,7 @@ std::string ReadCommand(std::string_view rest, Step& step) {
 std::string ReadOperand(std::string_view rest, Step& step) {
   switch (step.row->takes) {
     case Takes::kNothing:
-      return rest.empty() ? "" : "takes no operand; it is followed by " + Quoted(rest);
+      return rest.empty() ? "" : "takes no operand, but is followed by " + Quoted(rest);
     case Takes::kText:
       return ReadText(rest, step);
     case Takes::kBytes:
@@ -118,9 +118,9 @@ Step ReadStep(std::string_view line) {
   const std::string_view word = TakeWord(rest);
   Step step{.row = FindRow(line), .line = std::string(line)};
   if (step.row == nullptr) {
-    // A first word without a digit is a mistyped step rather than the address of a unit.
+    // A first word without a digit is taken for a mistyped step, not for the address of a unit.
     const bool address = word.find_first_of("0123456789") != std::string_view::npos;
-    if (!address) return NoStep(line, Quoted(line) + " is no step; help lists them");
+    if (!address) return NoStep(line, "unknown step " + Quoted(line) + "; help lists all steps");
     step.row = &StepRows().front();
   }
   const std::string wrong = ReadOperand(After(step.row->words, line).value_or(""), step);

@@ -1,4 +1,4 @@
-// The simulator's language: one step a line. Its words, operands, help and actions stand in one table.
+// The simulator's language: one step per line. One table defines words, operands, help and actions.
 
 #ifndef SIMULATOR_STEPS_H_
 #define SIMULATOR_STEPS_H_
@@ -14,27 +14,27 @@ struct StepRow;
 
 // One parsed line.
 struct Step {
-  const StepRow* row = nullptr;  // null for an empty line, a comment and a line that is no step
-  std::string line{};            // as it stands in the script
+  const StepRow* row = nullptr;  // null for an empty line, a comment or an invalid line
+  std::string line{};            // as written in the script
   std::string text{};            // the operand: a text, bytes, or a command for the unit at `address`
   std::string address{};
-  std::int32_t count = 0;  // or a number
-  std::string wrong{};     // why the line is no step
+  std::int32_t count = 0;  // the operand, if it is a number
+  std::string wrong{};     // why the line is invalid; empty if it is valid
 };
 
 struct StepRow {
   enum class Takes { kNothing, kText, kBytes, kCount, kCommand };
 
   std::string_view words;         // what the line begins with; empty for a device command
-  std::string_view operand = {};  // what follows, as help names it
+  std::string_view operand = {};  // as named in the help
   Takes takes = Takes::kNothing;
   std::string_view help;
-  bool (*perform)(Session& session, const Step& step);  // false when the step fails; null for a script's first step
-  bool needs_visible_device = false;                    // needs the interface's end of the link
-  bool tests_driver = false;                            // of use to somebody who tests a driver only
+  bool (*perform)(Session& session, const Step& step);  // returns false on failure; null for `over` steps
+  bool needs_visible_device = false;                    // uses the interface's end of the link
+  bool tests_driver = false;                            // useful only for testing a driver
 
   bool IsExpectation() const { return words.starts_with("expect"); }
-  // The step as help shows it.
+  // Returns the step as shown in the help.
   std::string Usage() const;
 };
 
@@ -42,16 +42,16 @@ std::span<const StepRow> StepRows();
 
 Step ReadStep(std::string_view line);
 
-// Why the line cannot be performed during a session; empty when it can.
+// Returns why the line cannot be performed during a session; empty if it can.
 std::string WhyNotPerformable(const Step& step);
 
-// The words of the steps that begin with a typed text.
+// Returns the words of all steps that begin with the typed text.
 std::vector<std::string> StepsThatBegin(std::string_view typed);
 
-// All steps with what they do, for a terminal of 80 columns.
+// Returns the help for all steps, for a terminal of 80 columns.
 std::string StepsHelp();
 
-// One row of such a list: a name, and what it means in a column of its own.
+// Returns one row of such a list: a name, and its meaning in a second column.
 std::string HelpRow(std::string_view name, std::string_view meaning);
 
 #endif  // SIMULATOR_STEPS_H_

@@ -1,6 +1,6 @@
-# Completion of torvy-simulator's options for bash, read off its own help.
+# Bash completion of torvy-simulator's options, taken from its help.
 
-# Serial ports by their names under /dev, and paths.
+# Completes serial ports, by their names under /dev, and paths.
 _torvy_simulator_ports() {
   local port
   for port in /dev/tty[A-Z]*; do
@@ -9,7 +9,7 @@ _torvy_simulator_ports() {
   [[ $1 != */* ]] || _torvy_simulator_files "$1"
 }
 
-# Programs in PATH, and paths.
+# Completes programs in PATH, and paths.
 _torvy_simulator_programs() {
   local name
   if [[ $1 == */* ]]; then
@@ -28,7 +28,7 @@ _torvy_simulator_files() {
 
 _torvy_simulator() {
   local current=${COMP_WORDS[COMP_CWORD]} option=${COMP_WORDS[COMP_CWORD - 1]}
-  # bash makes words of their own of "--color", "=" and "al".
+  # bash splits "--color=al" into the words "--color", "=" and "al".
   if [[ $current == "=" ]]; then
     current=
   elif [[ $option == "=" ]]; then

@@ -72,7 +72,7 @@ void Transcript::Packet(const std::string& bytes) {
   packet.InitFromCommonMessage(bytes);
   PrintDetail("in a log: " + packet.GetLogLine());
   const std::string dump = packet.DebugString();
-  // The last line holds the raw bytes, which may have line ends of their own.
+  // Omit the last field, the raw bytes, which may contain line ends.
   const std::size_t end = dump.find("       raw command:(");
   for (std::size_t start = 0; start < end; start = dump.find('\r', start) + 1) {
     PrintDetail(dump.substr(start, dump.find('\r', start) - start));

@@ -1,4 +1,4 @@
-// The transcript of a session on standard output: time, link and direction, and what went over it.
+// Prints the transcript of a session on standard output: time, link, direction and content.
 
 #ifndef SIMULATOR_TRANSCRIPT_H_
 #define SIMULATOR_TRANSCRIPT_H_
@@ -14,25 +14,25 @@ class Transcript {
 
   struct Style {
     bool colours = false;
-    bool verbose = false;  // adds the bytes and the debug text of every packet
-    bool clock = false;    // the time of day; otherwise seconds since the start
+    bool verbose = false;  // also shows the bytes and debug text of every packet
+    bool clock = false;    // shows the time of day instead of seconds since the start
   };
 
   explicit Transcript(Style style);
 
-  // One event, with its time.
+  // Prints an event with its time.
   void Event(Kind kind, std::string_view text);
-  // A packet's bytes and what they mean, when verbose: entries, or the debug text.
+  // If verbose, prints a packet's bytes and its entries or debug text.
   void Packet(const std::string& bytes);
-  // A remark of the simulator's own, and one that says what went wrong.
+  // Print a message of the simulator, and one about a failure.
   void Note(std::string_view text);
   void Problem(std::string_view text);
 
-  // Called around each line while one is edited on the same terminal: hide the edited line, and show it again.
+  // Called before and after each line that is printed, to hide and redraw a line being edited on the same terminal.
   std::function<void()> BeforeLine;
   std::function<void()> AfterLine;
 
-  // Why standard output lost something, as an errno value; 0 while it has lost nothing.
+  // Returns the first error of writing standard output, as an errno value; 0 if there was none.
   int WriteError() const { return write_error_; }
 
  private:

@@ -10,19 +10,19 @@
 
 namespace {
 
-constexpr std::size_t kUsualLength = 5;  // of a Torvy command; a short address makes it shorter
+constexpr std::size_t kUsualLength = 5;  // of a Torvy command; shorter with a short address
 
 bool IsPrintable(char byte) {
   return byte >= ' ' && byte <= '~';
 }
 
-// What each of the driver's actions does to a unit, in their order.
+// The effect of each of the driver's actions on a unit, in the order of kTorvyActions.
 constexpr auto kEffects = std::to_array<std::string_view>({"up (ON)", "down (OFF)", "stop"});
 static_assert(kEffects.size() == kTorvyActions.size());
 
-// Takes the device command off the front of `bytes` and returns it in words; none when they begin with none.
+// Removes the device command at the front of `bytes` and returns it in words; nothing if there is none.
 std::optional<std::string> TakeCommandInWords(std::string_view& bytes) {
-  // An address may hold one of the letters, too: a command of the usual length is preferred.
+  // An address may contain an action letter, so a command of the usual length is tried first.
   const bool usual = bytes.size() >= kUsualLength && EndsCommand(bytes[kUsualLength - 1]);
   const auto* const letter = usual ? &bytes[kUsualLength - 1] : std::ranges::find_if(bytes, EndsCommand);
   if (letter == bytes.end()) return std::nullopt;
@@ -78,7 +78,7 @@ std::optional<std::string> ReadPrintable(std::string_view text) {
 }
 
 std::string Shortened(std::string_view text) {
-  constexpr unsigned kContinuationMask = 0xC0;  // of a UTF-8 character, which is not cut in two
+  constexpr unsigned kContinuationMask = 0xC0;  // a UTF-8 character is not cut in two
   constexpr unsigned kContinuation = 0x80;
   std::size_t end = std::min(text.size(), kMostShown);
   while (end > 0 && end < text.size() && (static_cast<unsigned char>(text[end]) & kContinuationMask) == kContinuation) {

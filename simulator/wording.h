@@ -1,4 +1,4 @@
-// Bytes and device commands as texts for messages, transcripts and scripts.
+// Formats bytes and device commands for messages, transcripts and scripts.
 
 #ifndef SIMULATOR_WORDING_H_
 #define SIMULATOR_WORDING_H_
@@ -8,28 +8,29 @@
 #include <string>
 #include <string_view>
 
-// Whether a byte is the letter that ends a device command.
+// Whether a byte is an action letter, which ends a device command.
 bool EndsCommand(char byte);
 
-// The most bytes of a text or of data that a message shows.
+// The maximum number of bytes of a text or of data shown in a message.
 inline constexpr std::size_t kMostShown = 60;
 
-// Bytes as text: printable ASCII as it is, all else and the backslash as a backslash and two hexadecimal digits.
+// Returns bytes as text: printable ASCII unchanged, the backslash and all other bytes as a backslash and two
+// hexadecimal digits.
 std::string Printable(std::string_view bytes);
 
-// The bytes of such a text; none when two hexadecimal digits are missing after a backslash.
+// Returns the bytes of such a text; nothing if a backslash is not followed by two hexadecimal digits.
 std::optional<std::string> ReadPrintable(std::string_view text);
 
-// A text for a message: control characters escaped, cut after kMostShown bytes with an ellipsis.
+// Returns a text for a message: control characters escaped, and cut after kMostShown bytes with an ellipsis.
 std::string Shortened(std::string_view text);
 
-// The same in quotation marks.
+// Returns the same in quotation marks.
 std::string Quoted(std::string_view text);
 
-// A text's lines cut at blanks so that none is longer than `width`; lines after the first are indented.
+// Wraps a text at blanks to at most `width` columns; indents all lines after the first.
 std::string Wrapped(std::string_view text, std::size_t indent, std::size_t width);
 
-// Bytes for the interface, and what they ask for: "0102U  unit 0102 up (ON)". Of many, the number.
+// Describes bytes for the interface: "0102U  unit 0102 up (ON)". For many bytes, returns only their number.
 std::string DeviceBytesInWords(std::string_view bytes);
 
 #endif  // SIMULATOR_WORDING_H_

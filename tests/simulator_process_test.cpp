@@ -22,7 +22,7 @@ using testing::HasSubstr;
 using testing::StartsWith;
 using testing::UnorderedElementsAre;
 
-const std::string kPassed = "all as it should be\n";
+const std::string kPassed = "the session passed\n";
 const std::string kFailed = "the session failed\n";
 
 class Simulator : public testing::Test {
@@ -66,15 +66,15 @@ TEST_F(Simulator, RefusesWhatIsWrong) {
   const struct {
     std::vector<std::string> options;
     std::string message;
-  } cases[] = {{{"--device", "nowhere"}, "\"nowhere\" is no address and port"},
+  } cases[] = {{{"--device", "nowhere"}, "invalid address \"nowhere\""},
                {{"--device", "192.0.2.7:4001"}, "moves the units 0102 and 0304 of the device at 192.0.2.7; allow it"},
                {{"--yes", "--port", "none", "--other-end", "none"}, "/dev/none: No such file"},
                {{"--stand-in", "--link", late}, late + ": File exists"},
-               {{"--script", "-"}, "standard input holds no step"},
-               {{"--script", File("wrong", "0102 ON\nfoo\n")}, "wrong:2: \"foo\" is no step"},
+               {{"--script", "-"}, "standard input contains no steps"},
+               {{"--script", File("wrong", "0102 ON\nfoo\n")}, "wrong:2: unknown step \"foo\""},
                {{"--script", late}, late + ":2: over ip can only be a script's first step"},
                {{"--ip", "--script", serial}, serial + " is for a device on a serial line"},
-               {{"--port", "none", "--script", device}, device + ":2: what reaches a real device cannot be seen"},
+               {{"--port", "none", "--script", device}, device + ":2: a real device cannot be observed"},
                {{"--driver", "no-such-driver"}, "is not a program in PATH"}};
   for (const auto& c : cases) EXPECT_THAT(OutputOf(*Start(c.options), 2), HasSubstr(c.message));
 }
@@ -98,13 +98,13 @@ TEST_F(Simulator, TellsHowASessionWent) {
   EXPECT_THAT(OutputOf(*serial, 0), AllOf(HasSubstr("driver -> device  0304S  unit 0304 stop\n"),
                                           HasSubstr("as expected       0304S\n"), EndsWith("status 0\n" + kPassed)));
   EXPECT_THAT(OutputOf(*over_ip, 0), AllOf(HasSubstr("mcmd = ON"), HasSubstr("\x1b[32m"), EndsWith(kPassed)));
-  EXPECT_THAT(OutputOf(*real, 0), EndsWith("host's side; what reached the device cannot be seen from here\n"));
+  EXPECT_THAT(OutputOf(*real, 0), EndsWith("passed on the host side only: a real device cannot be observed\n"));
   OutputOf(*full, 1);
   OutputOf(*help_full, 1);
   EXPECT_THAT(OutputOf(*standard_input, 0), EndsWith(kPassed));
   EXPECT_THAT(OutputOf(*raw, 0), ContainsRegex("!  \\(raw bytes\\)\n.*as expected       !\n"));
-  EXPECT_THAT(OutputOf(*more_bytes, 1), HasSubstr("the device got more than was expected: !  (raw bytes)\n" + kFailed));
-  EXPECT_THAT(OutputOf(*closed, 0), EndsWith("host's side; commands were lost because the device link was closed\n"));
+  EXPECT_THAT(OutputOf(*more_bytes, 1), HasSubstr("the device received unexpected bytes: !  (raw bytes)\n" + kFailed));
+  EXPECT_THAT(OutputOf(*closed, 0), EndsWith("host side only: commands were lost because the device link was closed\n"));
   EXPECT_THAT(OutputOf(*lost, 1), EndsWith("commands were lost because the device link was closed\n" + kFailed));
   EXPECT_THAT(OutputOf(*console, 0), ContainsRegex("\n[^\n]*driver's console  Quorvane Pipe Error\n"));
 }
@@ -114,13 +114,13 @@ TEST_F(Simulator, JudgesEachLineFromAPipe) {
   const std::string lines = "0102 ON\nexpect 0102D\n0102 OFF\nexpect 0102D\n0102 DIM\nexpect log no\n";
   const auto failed =
       Start({"--interactive", "--patience", "2"}, File("failed", lines + "expect log unsupported command: DIM\n"));
-  EXPECT_THAT(OutputOf(*wrong, 2), AllOf(HasSubstr("standard input:1: \"foo\" is no step"),
+  EXPECT_THAT(OutputOf(*wrong, 2), AllOf(HasSubstr("standard input:1: unknown step \"foo\""),
                                          HasSubstr("standard input:2: over ip can only be a script's first step"),
                                          HasSubstr("as expected       0102U\n")));
   EXPECT_THAT(
       OutputOf(*failed, 1),
-      AllOf(HasSubstr(":2: expected the device to get \"D\" after 4 right bytes, it got \"U\"\n"),
-            HasSubstr("as expected       0102D\n"), HasSubstr("input:6: waited in vain for the log line \"no\""),
+      AllOf(HasSubstr(":2: expected the device to receive \"D\" after 4 correct bytes, but it received \"U\"\n"),
+            HasSubstr("as expected       0102D\n"), HasSubstr("input:6: timed out waiting for the log line \"no\""),
             HasSubstr("as expected       log unsupported")));
 }
 
@@ -165,7 +165,7 @@ TEST_F(Simulator, WaitsNoLongerThanItIsToldAndCanBeInterrupted) {
   OutputOf(*reads_script, 128 + SIGINT);
   close(writer);
   EXPECT_THAT(OutputOf(*never_connects, 1),
-              AllOf(StartsWith("starting " + silent), EndsWith("waited in vain for the driver to connect\n"
+              AllOf(StartsWith("starting " + silent), EndsWith("timed out waiting for the driver to connect\n"
                                                                "the driver ended with signal 9\n" +
                                                                kFailed)));
   std::ifstream file(record);
@@ -195,19 +195,19 @@ TEST_F(Simulator, HearsEveryDriverOverTCP) {
   const std::int32_t port = Listener(address).Port();
   const std::vector<std::string> options{"--stand-in", "--listen", address + ":" + std::to_string(port)};
   const auto device = Start(options);
-  WaitForOutput(*device, "Ctrl-C ends.\n");
+  WaitForOutput(*device, "Press Ctrl-C to stop.\n");
   platform::Client first(address, port);
   platform::Client second(address, port);
   first.Connect();
   first.Write("0102U");
   WaitForOutput(*device, "driver -> device  0102U  unit 0102 up (ON)\n");
   second.Connect();
-  WaitForOutput(*device, "driver 2 has connected\n");
+  WaitForOutput(*device, "driver 2 connected\n");
   first.Write("0304D");
   WaitForOutput(*device, "driver 1: 0304D  unit 0304 down (OFF)\n");
   device->Signal(SIGINT);
   OutputOf(*device, 0);
-  WaitForOutput(*Start(options), "Ctrl-C ends.\n");  // at once, although it has left connections in TIME_WAIT
+  WaitForOutput(*Start(options), "Press Ctrl-C to stop.\n");  // at once, although it has left connections in TIME_WAIT
 }
 
 TEST_F(Simulator, IsTypedToAtATerminal) {
@@ -233,7 +233,7 @@ TEST_F(Simulator, IsTypedToAtATerminal) {
   type(
       "command \xC3\xBC"
       "7 ON\r",
-      "unit at \xC3\xBC"
+      "unit \xC3\xBC"
       "7,");
   type("0102", "0102");
   shown.clear();

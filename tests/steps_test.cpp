@@ -48,17 +48,17 @@ TEST(Steps, SayWhatIsWrongWithALine) {
   for (int i = 0; i < 245; ++i) too_much += " 31";
   const std::string too_long = "0102 " + std::string(65'000, 'X');
   const std::string unknown = std::string(58, 'x') + "\x1b\xC3\xBC" + std::string(1000, 'x');
-  const std::string unknown_cut = '"' + std::string(58, 'x') + "\\1B...\" is no step; help lists them";
+  const std::string unknown_cut = "unknown step \"" + std::string(58, 'x') + "\\1B...\"; help lists all steps";
   const std::pair<std::string_view, const char*> cases[] = {
-      {"foo", "\"foo\" is no step; help lists them"},
+      {"foo", "unknown step \"foo\"; help lists all steps"},
       {unknown, unknown_cut.c_str()},
       {"0102", "a device command takes an address and a command: 0102 ON"},
-      {too_long, "a device command takes at most 65000 bytes, or its packet would be too long"},
+      {too_long, "a device command takes at most 65000 bytes; its packet would be too long"},
       {"raw", "raw takes bytes in hexadecimal, such as 01 2A FF"},
       {"raw 1 123", "raw takes bytes in hexadecimal, such as 01 2A FF; \"123\" is not one"},
-      {too_much.c_str(), "raw takes at most 244 bytes, which is what one packet carries"},
+      {too_much.c_str(), "raw takes at most 244 bytes, the most that one packet carries"},
       {"expect \\4", "expect takes a text in which \\ is followed by two hexadecimal digits: \"\\4\""},
-      {"quit now", "quit takes no operand; it is followed by \"now\""}};
+      {"quit now", "quit takes no operand, but is followed by \"now\""}};
   for (const auto& [line, wrong] : cases) {
     EXPECT_EQ(ReadStep(line).wrong, wrong);
     EXPECT_EQ(ReadStep(line).row, nullptr);
