@@ -18,14 +18,14 @@
 
 namespace {
 
-constexpr std::size_t kBannerArguments = 1;  // after the program's own path, as the positions below
+constexpr std::size_t kBannerArguments = 1;  // not counting the program's own path, which is position 0
 constexpr std::size_t kFewestArguments = 4;
 constexpr std::size_t kPortPosition = 1;
 constexpr std::size_t kHostAddressPosition = 2;
 constexpr std::size_t kHostPortPosition = 3;
 constexpr std::size_t kConnectionIDPosition = 4;
 
-constexpr std::int32_t kShortestStartPause = 100;  // pauses and slices in milliseconds
+constexpr std::int32_t kShortestStartPause = 100;  // pauses and slices are in milliseconds
 constexpr std::int32_t kLongestStartPause = 3000;
 constexpr std::int32_t kHostConnectionSeconds = 15;
 constexpr std::int32_t kSettlePause = 1000;

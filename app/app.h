@@ -1,4 +1,4 @@
-// The application: start-up, service loop and orderly end.
+// The application: start-up, service loop and shutdown.
 
 #ifndef APP_APP_H_
 #define APP_APP_H_
@@ -13,15 +13,15 @@
 
 class App : public platform::ConsoleApplication {
  public:
-  // Sent to the host when the device port is open.
+  // Logged to the host when the device port is open.
   static constexpr std::string_view kReadyLine = "Torvy Serial Remote Control interface " TORVY_VERSION " ready.";
 
-  // Runs the driver and returns 0. The arguments after the program's path: the device port or "IP", the
-  // host's address and port, the connection identifier and, with "IP", the device's address and port as the
-  // last two. One argument alone asks for the banner; none, two or three get the usage line.
+  // Runs the driver and returns 0. After the program's path, the arguments are the device port or "IP", the host's
+  // address and port, the connection identifier and, with "IP", the device's address and port as the last two. With
+  // one argument, prints the banner; with none, two or three, the usage line.
   std::int32_t Event_Run(const std::vector<std::string>& arguments) override;
 
-  // Writes the failure's stack to the console. Returns false: the process aborts.
+  // Prints the failure's stack on the console. Returns false, so that the process aborts.
   bool Event_UnhandledException(const platform::Failure& failure) override;
 
   App() = default;

@@ -1,4 +1,4 @@
-// Process-wide state: the host socket, the driver, the device port, and two flags. Main thread only.
+// Process-wide state: the host socket, the driver, the device port and two flags. Main thread only.
 
 #ifndef APP_PROCESS_STATE_H_
 #define APP_PROCESS_STATE_H_
@@ -11,16 +11,16 @@ class iAbstractPort;
 
 struct ProcessState {
   std::shared_ptr<cQuorvaneDeviceSocket> HostSocket;  // null until ConnectToHost
-  std::shared_ptr<cTorvy> Driver;                     // null until the port has been opened
+  std::shared_ptr<cTorvy> Driver;                     // null until the port's constructor has returned
   std::shared_ptr<iAbstractPort> DevicePort;          // null until its constructor has returned
-  bool DebugMode = false;                             // the host wants detail lines; toggled by its "D" command
-  bool QuitRequested = false;                         // the service loop is to end; never cleared
+  bool DebugMode = false;                             // send debug log lines to the host; toggled by its "D" command
+  bool QuitRequested = false;                         // ends the service loop; never cleared
 
-  // Releases the port, then the driver, then the host socket, so that the others can log until the end.
+  // Releases the port, then the driver, then the host socket, so that the first two can log until they are gone.
   void Release();
 };
 
-// The one instance. The application's destructor releases what it holds.
+// Returns the only instance. The application's destructor releases its contents.
 ProcessState& State();
 
 #endif  // APP_PROCESS_STATE_H_

@@ -1,4 +1,4 @@
-// The commands that the interface knows, by the name that the host gives them and the letter that ends a Torvy command.
+// The commands that the interface supports: their names on the host link, and the letters that end a Torvy command.
 
 #ifndef DEVICE_ACTIONS_H_
 #define DEVICE_ACTIONS_H_

@@ -1,7 +1,7 @@
-// The device driver: translates a device command of the host into a Torvy command for the interface.
+// The device driver: translates device commands from the host into Torvy commands for the interface.
 //
-// A Torvy command is the first two and the last two characters of the unit's address and a letter: "U", "D" or "S",
-// such as 0102U, with nothing around it. The link is used in one direction: what the interface sends is ignored.
+// A Torvy command, such as 0102U, consists of the first two and the last two characters of the unit's address and the
+// letter "U", "D" or "S", without any delimiter. The link is one-way: input from the interface is ignored.
 
 #ifndef DEVICE_TORVY_H_
 #define DEVICE_TORVY_H_
@@ -14,8 +14,8 @@
 
 class cTorvy : public iAbstractPortReceiver {
  public:
-  // Writes the Torvy command for the message's "addr" and "mcmd" entries to State().DevicePort. A command that is not
-  // ON, OFF or Stop is reported to the host instead; so is a message without entries, except a log packet.
+  // Sends the Torvy command for the message's "addr" and "mcmd" entries to State().DevicePort. If the command is not ON,
+  // OFF or Stop, or if the message has no dictionary and is not a log packet, reports it to the host instead.
   virtual void HandleQuorvaneCommand(const cQuorvaneCommand& command);
 
   void PortDataAvailable(const std::string& data) override;

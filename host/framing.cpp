@@ -33,7 +33,7 @@ Frame FrontFrame(std::string_view bytes) {
     if (length > bytes.size()) return {Kind::kMultiIncomplete, length, length - bytes.size()};
     return {Kind::kMulti, length};
   }
-  // Up to four bytes are a plain packet unless more of a multipacket header follows.
+  // Up to four bytes are a plain packet, unless more bytes of a multipacket follow.
   const std::size_t missing = starts_multi ? layout::kMultiHeaderSize + 1 - bytes.size() : 0;
   if (bytes.size() < layout::kHeaderSize) return {Kind::kIncomplete, layout::kHeaderSize, missing};
   const std::size_t length = ByteAt(bytes, layout::kLength);

@@ -1,4 +1,4 @@
-// Cuts the host's stream into packets. Pure functions of the received bytes.
+// Splits the host's stream into packets. Pure functions of the received bytes.
 
 #ifndef HOST_FRAMING_H_
 #define HOST_FRAMING_H_
@@ -8,22 +8,22 @@
 
 struct Frame {
   enum class Kind {
-    kPlain,            // a whole plain, log or error packet
-    kMulti,            // a whole multipacket
+    kPlain,            // a complete packet that is not a multipacket
+    kMulti,            // a complete multipacket
     kIncomplete,       // wait for more bytes
-    kMultiIncomplete,  // wait for more bytes, and report it to the host
-    kZeroLength,       // no packet: its header has a length of 0
+    kMultiIncomplete,  // wait for more bytes, and report this to the host
+    kZeroLength,       // invalid: the length in the header is 0
   };
   Kind kind = Kind::kIncomplete;
-  std::size_t length = 0;   // of the packet in bytes, as its header says
-  std::size_t missing = 0;  // bytes that would complete a multipacket, or tell whether it is one; else 0
+  std::size_t length = 0;   // of the packet in bytes, from its header
+  std::size_t missing = 0;  // bytes that complete a multipacket, or decide whether it is one; else 0
 };
 
-// The packet at the front of `bytes`, of which there must be at least one.
+// Returns the packet at the front of `bytes`, which must not be empty.
 Frame FrontFrame(std::string_view bytes);
 
-// Where framing goes on after a zero length at the front: the next offset at which a whole packet of a kind that is
-// acted on begins, or the end of `bytes`. Takes linear time.
+// Returns where framing continues after a zero length at the front: the next offset at which a complete packet of a
+// known kind begins, or the end of `bytes`. Takes linear time.
 std::size_t NextWholePacket(std::string_view bytes);
 
 #endif  // HOST_FRAMING_H_

@@ -12,10 +12,10 @@
 
 namespace {
 
-constexpr std::size_t kLongestLogText = 249;  // with the level byte, the 250 bytes that the host takes
+constexpr std::size_t kLongestLogText = 249;  // with the level byte, 250 bytes, the most that the host accepts
 
-// The most that a data event takes beyond its one receive, to complete what that receive cut: a packet of the largest
-// size. Bounded, because each completion can cut another packet.
+// The most that a data event reads beyond its one receive, to complete a packet split by that receive: one packet of
+// maximum size. Limited, because the completion can split the next packet.
 constexpr std::size_t kCompletionSize = 65535;
 
 constexpr std::string_view kMalformed = "torvy: Received malformed packet from host";
@@ -23,7 +23,7 @@ constexpr std::string_view kUnparsable = "unable to parse multipacket";
 
 }  // namespace
 
-// Without keep-alive, a host that lost its power would leave the serial line locked.
+// Without keep-alive, the serial line would stay locked if the host lost power.
 cQuorvaneDeviceSocket::cQuorvaneDeviceSocket(MessageHandler handler)
     : TcpClientSocket(kHostReceiveSize,
                       KeepAlive{.idle = std::chrono::seconds(60), .interval = std::chrono::seconds(15), .probes = 4}),
@@ -43,7 +43,7 @@ void cQuorvaneDeviceSocket::Event_DataAvailable() {
   Buffer += ReadAll();
   completion_left_ = kCompletionSize;
   const LifetimeGuard guard(*this);
-  const MessageHandler handler = handler_;  // outlives a socket that the handler releases
+  const MessageHandler handler = handler_;  // stays alive if the handler releases the socket
   std::size_t front = 0;
   while (front < Buffer.size()) {
     const Frame frame = NextFrame(front);
@@ -78,28 +78,29 @@ void cQuorvaneDeviceSocket::Event_DataAvailable() {
   Buffer.erase(0, front);
 }
 
-// The frame at `front`, completed from what waits in the kernel: what our own receive cut is not incomplete.
+// Returns the frame at `front`, after reading the missing bytes from the kernel: a packet that only the last receive split
+// is not incomplete.
 Frame cQuorvaneDeviceSocket::NextFrame(std::size_t front) {
   while (true) {
     Frame frame = FrontFrame(std::string_view(Buffer).substr(front));
     if (Complete(frame.missing)) continue;
-    // The rest of it is left to the next event.
+    // The limit is reached: the next data event reads the rest.
     if (frame.missing != 0 && InputWaiting() > 0) frame.kind = Frame::Kind::kIncomplete;
     return frame;
   }
 }
 
-// Where framing goes on after the zero length at `front`. If all that was received is in vain, one more receive
-// follows, because the last one may have cut the packet that comes next.
+// Returns where framing continues after the zero length at `front`. If no packet follows in the buffer, receives once
+// more, because the last receive may have split the next packet.
 std::size_t cQuorvaneDeviceSocket::SkipZeroLength(std::size_t front) {
   const auto next = [this, front] { return front + NextWholePacket(std::string_view(Buffer).substr(front)); };
   const std::size_t offset = next();
   if (offset < Buffer.size() || !Complete(kHostReceiveSize)) return offset;
-  completion_left_ = 0;  // once per data event, which more packets would make too long
+  completion_left_ = 0;  // at most once per data event, to bound its duration
   return next();
 }
 
-// Receives up to `missing` more bytes, within the limit of this data event; returns whether there were any.
+// Receives up to `missing` more bytes, within this data event's limit; returns whether any were received.
 bool cQuorvaneDeviceSocket::Complete(std::size_t missing) {
   missing = std::min(missing, completion_left_);
   if (missing == 0 || !IsOpen()) return false;

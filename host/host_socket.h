@@ -1,8 +1,8 @@
-// The TCP link to the host: sends the handshake, log lines and packets, and cuts the host's stream into messages.
+// The TCP link to the host: sends the handshake, log lines and packets, and splits the host's stream into messages.
 //
-// The process has one, State().HostSocket. A failure of the link prints a line on the console and sets QuitRequested.
-// The message handler may call any operation of this socket, may replace or release it, and may run the event pump; the
-// next message is handed over when it has returned.
+// The process has one, State().HostSocket. If the link fails, prints a line on the console and sets QuitRequested. The
+// message handler may call any function of this socket, replace or release it, and run the event pump; the next message
+// is passed to it after it has returned.
 
 #ifndef HOST_HOST_SOCKET_H_
 #define HOST_HOST_SOCKET_H_
@@ -22,14 +22,14 @@ class cQuorvaneDeviceSocket : public platform::TcpClientSocket {
  public:
   using MessageHandler = std::function<void(cQuorvaneCommand&)>;
 
-  // Bytes per receive at most. They bound how long one data event keeps the host waiting: 4 KiB of raw data take
-  // 4.3 seconds on a serial line of 960 bytes a second.
+  // The maximum number of bytes per receive. It limits how long a data event delays the next one: 4 KiB of raw data take
+  // 4.3 seconds on a serial line at 960 bytes per second.
   static constexpr std::size_t kHostReceiveSize = 4096;
 
   explicit cQuorvaneDeviceSocket(MessageHandler handler);
 
-  std::string ConnectionID;  // sent in the handshake; to be set before connecting
-  std::string Buffer;        // bytes received and not yet cut into packets
+  std::string ConnectionID;  // sent in the handshake; set it before connecting
+  std::string Buffer;        // bytes received and not yet split into packets
 
  protected:
   void Event_Connected() override;
@@ -37,15 +37,15 @@ class cQuorvaneDeviceSocket : public platform::TcpClientSocket {
   void Event_DataAvailable() override;
 
  public:
-  // Queues the message's packet. The defaults that building it applies stay in the message.
+  // Queues the message's packet. Defaults applied when it is built stay in the message.
   virtual void SendCommand(cQuorvaneCommand& command);
   void SendCommand(cQuorvaneCommand&& command) {
     cQuorvaneCommand sent = std::move(command);
     SendCommand(sent);
   }
 
-  // Queues a log line; level 0 to 255. The text is cut at the last whole character within 249 bytes. It leaves with the
-  // next poll of this socket or run of the event pump.
+  // Queues a log line with a level from 0 to 255. Cuts the text after the last complete character within 249 bytes. The
+  // line is sent with the next poll of this socket or run of the event pump.
   virtual void SendLog(std::string_view text, std::int32_t level);
 
  private:

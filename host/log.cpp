@@ -10,7 +10,7 @@ void LogToHost(std::string_view text, std::int32_t level) {
   constexpr int kPolls = 3;
   QueueLogToHost(text, level);
   for (int i = 0; i < kPolls; ++i) {
-    // Looked up each time, and held: a poll may replace or release it.
+    // Look up the socket each time and keep it alive: a poll may replace or release it.
     if (const auto socket = State().HostSocket) socket->Poll();
   }
 }

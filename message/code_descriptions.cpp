@@ -1,4 +1,4 @@
-// Command and error codes in English.
+// Descriptions of command and error codes.
 
 #include <array>
 #include <span>
@@ -53,7 +53,7 @@ constexpr auto kControllerCommands = std::to_array<Description>({
     {"L", "Set transmitter output amplitude"},
 });
 
-// Security events have no codes on this link yet. An empty code matches nothing.
+// Security events have no codes on this link yet; an empty code never matches.
 constexpr std::string_view kFirstSafeCode;
 constexpr std::string_view kFirstAlarmCode;
 constexpr std::string_view kSecondSafeCode;
@@ -98,7 +98,7 @@ constexpr auto kErrors = std::to_array<Description>({
     {"9", "Power restored at controller"},
 });
 
-// The text of the first row that matches, or nothing.
+// Returns the text of the first matching row; empty if there is none.
 std::string Find(std::span<const Description> table, std::string_view code) {
   for (const Description& row : table) {
     if (code.size() == 1 && platform::EqualIgnoringCase(row.code, code)) return std::string(row.text);

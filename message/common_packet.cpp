@@ -31,12 +31,12 @@ struct LowBatteryForm {
 constexpr auto kLowBatteryForms = std::to_array<LowBatteryForm>(
     {{"\x05", "\x04"}, {"\x55", "\x54"}, {"\x01", std::string_view("\0", 1)}, {"\x51", "\x50"}});
 
-// The byte at an offset as a text, empty past the packet's end.
+// Returns the byte at an offset as a string; empty past the packet's end.
 std::string TextAt(std::string_view packet, std::size_t offset) {
   return offset < packet.size() ? std::string(1, packet[offset]) : std::string();
 }
 
-// The value of the byte at an offset, 0 past the packet's end.
+// Returns the value of the byte at an offset; 0 past the packet's end.
 std::int32_t ValueAt(std::string_view packet, std::size_t offset) {
   return offset < packet.size() ? static_cast<unsigned char>(packet[offset]) : 0;
 }
@@ -92,7 +92,7 @@ bool cQuorvaneCommand::InitFromCommonMessage(std::string packet_bytes) {
   ParseFlags();
   Code = TextAt(packet, layout::kCode);
   Command = TextAt(packet, layout::kCommand);
-  // The host asks the driver to quit with a controller command "Q", which is no sensor reading.
+  // The controller command "Q" is the host's quit, not the low-battery form of a sensor reading.
   const bool asks_to_quit = (Flags & layout::kFlagCCM) != 0 && EqualIgnoringCase(Command, "Q");
   for (const LowBatteryForm& form : kLowBatteryForms) {
     if (asks_to_quit || !EqualIgnoringCase(Command, form.received)) continue;
@@ -144,7 +144,7 @@ std::string cQuorvaneCommand::BuildPlainPacket() {
   } else if (!EqualIgnoringCase(Command, "X")) {
     body += {LowByte(level), LowByte(param1), LowByte(param2)};
   }
-  // A "Z" body is never shorter.
+  // A "Z" body is never shorter than this.
   if (body.size() < kSmallestBody) body.resize(kSmallestBody, ' ');
 
   const std::string packet = Header + LowByte(static_cast<std::int32_t>(body.size() + kAroundBody)) + body + '\r';

@@ -1,4 +1,4 @@
-// Texts that describe a message in logs.
+// Descriptions of a message for logs.
 
 #include <array>
 #include <string>
@@ -40,7 +40,8 @@ std::string Line(std::string_view name, std::string_view value) {
 }  // namespace
 
 std::string cQuorvaneCommand::DebugString() const {
-  // Each piece is a flag's digit and the next flag's label. The uneven blanks are those of the host's other drivers.
+  // Each piece is a flag's digit and the next flag's label. The uneven blanks and the "CMM" match the host's other
+  // drivers.
   std::string flags(kIndent);
   flags += "DoTrans:";
   flags += fDoTransmit ? "1  CCM:" : "0  CMM:";

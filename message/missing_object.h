@@ -1,4 +1,4 @@
-// Thrown by an operation that needs an object which is not there, such as the dictionary of a message without one.
+// Thrown by a function that needs an object that does not exist, such as the dictionary of a message without one.
 
 #ifndef MESSAGE_MISSING_OBJECT_H_
 #define MESSAGE_MISSING_OBJECT_H_

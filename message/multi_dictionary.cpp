@@ -9,7 +9,7 @@ namespace {
 using Lengths = MultiDictionary::Lengths;
 using Key = std::array<char, layout::kKeySize>;
 
-// The first four bytes.
+// Returns the first four bytes.
 Key KeyOf(std::string_view bytes) {
   Key key{};
   std::copy_n(bytes.begin(), key.size(), key.begin());
@@ -23,11 +23,11 @@ Key FourByteForm(std::string_view key) {
   return form;
 }
 
-// The key's four bytes as one number that is the same for either case of a letter.
+// Returns the key's four bytes as one number, with letters in lower case.
 std::uint32_t Fold(const Key& key) {
   constexpr std::uint32_t kEachByte = 0x01010101;
   const auto bytes = std::bit_cast<std::uint32_t>(key);
-  // Bit 7 of each byte of the sums: byte >= 'A', byte > 'Z' (four bytes at once).
+  // Compares four bytes at once: bit 7 of each byte of the sums says whether it is >= 'A', and whether it is > 'Z'.
   const std::uint32_t low_bits = bytes & 0x7F * kEachByte;
   const std::uint32_t from_a = low_bits + (0x80 - 'A') * kEachByte;
   const std::uint32_t past_z = low_bits + (0x7F - 'Z') * kEachByte;
@@ -35,8 +35,8 @@ std::uint32_t Fold(const Key& key) {
   return bytes | capitals >> 2;
 }
 
-// Takes the next entry off the front of the rest; false when no whole header is left. A value that the packet's end
-// cuts short keeps the bytes that are there.
+// Removes the next entry from the front of `rest`; returns false if no complete entry header is left. A value cut short
+// by the packet's end keeps the bytes that are there.
 bool TakeEntry(std::string_view& rest, Lengths lengths, std::string_view& entry) {
   if (rest.size() < layout::kEntryHeaderSize) return false;
   const std::size_t first = static_cast<unsigned char>(rest[layout::kValueLength]);
@@ -51,14 +51,14 @@ std::string_view EntriesOf(std::string_view packet) {
   return packet.substr(std::min(layout::kMultiHeaderSize, packet.size()));
 }
 
-// Of entries with the same key the first keeps its place and its letters, and gets the value of the last.
+// Merges entries with the same key: the first keeps its position and spelling, and gets the value of the last.
 void MergeSameKeys(std::vector<MultiDictionary::Entry>& entries) {
   struct FoldedKey {
     std::uint32_t folded;
     std::size_t index;
     auto operator<=>(const FoldedKey&) const = default;
   };
-  // Sorted, not hashed: crafted keys cannot make it slow.
+  // Sorted rather than hashed, so that crafted keys cannot make it slow.
   std::vector<FoldedKey> keys;
   keys.reserve(entries.size());
   for (const auto& entry : entries) keys.push_back({Fold(entry.key), keys.size()});

@@ -1,6 +1,6 @@
-// The entries of a multipacket: four-byte keys, compared without regard to letter case, with byte-string values.
+// The entries of a multipacket: four-byte, case-insensitive keys with byte-string values.
 //
-// The entries of a received packet stay in wire form, in the dictionary's own copy of the packet, until one is set.
+// The entries of a received packet stay in wire format, in the dictionary's own copy of the packet, until one is set.
 
 #ifndef MESSAGE_MULTI_DICTIONARY_H_
 #define MESSAGE_MULTI_DICTIONARY_H_
@@ -18,25 +18,25 @@
 class MultiDictionary {
  public:
   struct Entry {
-    std::array<char, layout::kKeySize> key;  // in the letters it was first stored with
-    std::string_view value;                  // valid until the dictionary changes or goes
+    std::array<char, layout::kKeySize> key;  // as it was first spelled
+    std::string_view value;                  // valid until the dictionary changes or is destroyed
   };
 
   enum class Lengths { kMostSignificantFirst, kLeastSignificantFirst };
 
-  // An empty dictionary.
+  // Creates an empty dictionary.
   MultiDictionary() = default;
-  // The entries of a received packet, whose value lengths have this byte order.
+  // Creates a dictionary of a received packet; `lengths` is the byte order of its value lengths.
   MultiDictionary(std::string_view packet, Lengths lengths) : packet_(packet), lengths_(lengths) {}
 
-  // A key of any length is reduced to its last four bytes, blanks in front when it has fewer.
+  // Sets an entry. A longer key is reduced to its last four bytes, a shorter one is padded with blanks in front.
   void Set(std::string_view key, std::string_view value);
 
-  // The value, valid until the dictionary changes or goes; nothing when there is no such entry. Of two entries with the
-  // same key the later one counts.
+  // Returns the value, valid until the dictionary changes or is destroyed; nothing if there is no such entry. Of two
+  // entries with the same key, the later one is used.
   std::optional<std::string_view> Find(std::string_view key) const;
 
-  // In the order in which the keys were first stored.
+  // Returns the entries in the order in which their keys were first stored.
   std::vector<Entry> Entries() const;
 
  private:
@@ -47,9 +47,9 @@ class MultiDictionary {
     std::string value;
   };
 
-  std::string packet_;              // as received; empty once it has been parsed
+  std::string packet_;              // as received; empty after parsing
   std::optional<Lengths> lengths_;  // set while the entries are in packet_
-  std::vector<OwnEntry> own_;       // the entries otherwise
+  std::vector<OwnEntry> own_;       // the entries after parsing
 };
 
 #endif  // MESSAGE_MULTI_DICTIONARY_H_

@@ -1,4 +1,4 @@
-// Multipackets: the dictionary form of a message, and the acknowledgement of one.
+// Multipackets: parsing, building and acknowledging them.
 
 #include <limits>
 #include <utility>

@@ -1,5 +1,5 @@
-// Layout of the host link's packets: offsets in bytes from the packet's start, header sizes and flag bits. Kind letters
-// are in lower case here, and match in either.
+// Layout of the host link's packets: byte offsets from the start of the packet, header sizes and flag bits. Kind letters
+// are given in lower case, but are not case-sensitive.
 
 #ifndef MESSAGE_PACKET_LAYOUT_H_
 #define MESSAGE_PACKET_LAYOUT_H_
@@ -22,9 +22,9 @@ inline constexpr std::size_t kFlags = 6;
 inline constexpr std::size_t kCode = 7;
 inline constexpr std::size_t kCommand = 8;
 inline constexpr std::size_t kAddress1 = 9;
-inline constexpr std::size_t kAddress2 = 10;  // raw data begins here, too
+inline constexpr std::size_t kAddress2 = 10;  // also the start of raw data
 inline constexpr std::size_t kLevel = 11;
-inline constexpr std::size_t kParam1 = 12;  // the digits of a raw analog value begin here, too
+inline constexpr std::size_t kParam1 = 12;  // also the start of a raw analog value's digits
 inline constexpr std::size_t kParam2 = 13;
 
 // Bits of the flag byte.
@@ -36,7 +36,7 @@ inline constexpr std::int32_t kFlagWireless = 0x08;
 inline constexpr std::int32_t kFlagPassThrough = 0x04;
 inline constexpr std::int32_t kFlagStacked = 0x02;
 
-// Log packets. The packet may have no level byte.
+// Log packets, in which the level byte may be missing.
 inline constexpr std::size_t kLogLevel = 2;
 inline constexpr std::size_t kLogHeaderSize = 3;
 
@@ -45,7 +45,7 @@ inline constexpr char kMultiKind = 'j';
 inline constexpr std::size_t kMultiLength = 1;  // 16 bits, least significant byte first
 inline constexpr std::size_t kMultiFlags = 3;
 inline constexpr std::size_t kMultiHeaderSize = 4;
-inline constexpr std::int32_t kFlagLittleEndian = 0x80;  // of the value lengths
+inline constexpr std::int32_t kFlagLittleEndian = 0x80;  // byte order of the value lengths
 inline constexpr std::size_t kKeySize = 4;
 inline constexpr std::size_t kValueLength = 4;  // from the entry's start; 16 bits
 inline constexpr std::size_t kEntryHeaderSize = 6;

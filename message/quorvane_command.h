@@ -1,14 +1,14 @@
 // One message of the host protocol: a packet received from Quorvane, or one being built to send to it.
 //
-// A message is filled once, either by one of the two parsers or through its fields and setters, and may then
-// be turned into bytes. Texts are byte strings, mostly of one byte; numbers travel as one unsigned byte.
-// Letters of headers, commands and keys match in either case. Setters test nothing: callers keep what they
-// set within its range on the wire.
+// A message is filled once, either by one of the two parsers or through its fields and setters, and may then be
+// converted to bytes. Texts are byte strings, mostly of one byte; numbers are sent as one unsigned byte. Headers,
+// commands and keys are not case-sensitive. Setters do not check their arguments: callers must keep values within their
+// range on the wire.
 //
-// Names and order are those of the host's family of drivers, whose styles are mixed; they stay so that the drivers can
-// be read side by side. Sources: common_packet.cpp (plain, log and error packets), flags_addressing.cpp (flags,
-// addresses, raw data, setters), multipacket.cpp (dictionary, acknowledgements), debug_text.cpp (texts for logs),
-// code_descriptions.cpp (codes in English).
+// Names and order, including their mixed styles, are those of the host's other drivers, so that the drivers can be
+// compared side by side. Sources: common_packet.cpp (plain, log and error packets), flags_addressing.cpp (flags,
+// addresses, raw data, setters), multipacket.cpp (dictionary, acknowledgements), debug_text.cpp (descriptions for logs),
+// code_descriptions.cpp (descriptions of codes).
 
 #ifndef MESSAGE_QUORVANE_COMMAND_H_
 #define MESSAGE_QUORVANE_COMMAND_H_
@@ -25,22 +25,22 @@
 
 class cQuorvaneCommand {
  public:
-  // The most bytes of raw data that a packet can carry beside its other fields.
+  // The maximum number of raw data bytes in a packet.
   static constexpr std::size_t kMostRawData = 244;
 
-  std::string Header;              // packet kind letter; "X" when built empty
+  std::string Header;              // packet kind; "X" when built empty
   std::int32_t TransactionID = 0;  // 64 when built as 0
-  std::string Command;             // command code; to be set before building
+  std::string Command;             // command code; set it before building
   std::string Address1;            // house code digit, or the length of raw data; byte 0x80 when built empty
   std::string Address2;            // unit code digit, or the raw data; byte 0x80 when built empty
   std::int32_t level = 0;
   std::int32_t param1 = 0;
   std::int32_t param2 = 0;
   bool fDoTransmit = false;
-  bool fCCM = false;  // a controller command, for the driver process itself rather than for a unit
+  bool fCCM = false;  // a controller command, for the driver process itself, not for a unit
   bool fWireless = false;
   std::string InterfaceType;     // "L" when built empty
-  platform::DateTime TimeStamp;  // when the message was made
+  platform::DateTime TimeStamp;  // when the message was created
   bool fStacked = false;
   std::string LogMessage;  // text of a received log packet
   std::string Name;
@@ -54,47 +54,48 @@ class cQuorvaneCommand {
   double SentAtTicks = 0;
   std::int32_t LogData = 0;  // level of a received log packet, 0 to 4
   bool LowBattery = false;
-  double DoubleMeasurement = 0;              // carried by a "Z" command
+  double DoubleMeasurement = 0;              // sent with a "Z" command
   bool isMultiPacket = false;                // if true, MultiDict is set
   std::optional<MultiDictionary> MultiDict;  // entries of a multipacket
   std::int32_t MultiFlags = 0;               // flag byte of a received multipacket
   bool LittleEndian = false;                 // byte order of a received multipacket
 
-  // Fills the message from a plain or log packet. Returns false for an error packet, of which only the code is kept,
-  // and for an unknown kind. Fields past the packet's end are empty or 0.
+  // Fills the message from a plain or log packet. Returns false for an error packet, of which it keeps only the header
+  // and the code, and for an unknown kind. Fields past the packet's end are empty or 0.
   virtual bool InitFromCommonMessage(std::string packet);
 
-  // The header fields for a log: twelve lines, each ended by a carriage return.
+  // Returns the header fields for a log: twelve lines, each ending with a carriage return.
   virtual std::string DebugString() const;
 
-  // The command in English: of a pan-and-tilt packet, a controller command or a unit command.
+  // Returns a description of the command: a pan-and-tilt, controller or unit command.
   virtual std::string GetCommandCodeDescription() const;
 
-  // The house code, "A" to "P" for one hexadecimal digit in Address1, else "A".
+  // Returns the house code: "A" to "P" for one hexadecimal digit in Address1, else "A".
   virtual std::string GetHouseCode() const;
 
-  // The unit number, "1" to "16" for one hexadecimal digit in Address2, else "1".
+  // Returns the unit number: "1" to "16" for one hexadecimal digit in Address2, else "1".
   virtual std::string GetUnitCode() const;
 
   virtual std::string GetCommandCode() const;
 
-  // Takes "A" to "P"; any other text changes nothing.
+  // Accepts "A" to "P"; ignores any other text.
   virtual void SetHouseCode(std::string_view letter);
 
-  // Takes 1 to 16.
+  // Accepts 1 to 16.
   virtual void SetUnitCode(std::int32_t unit);
 
-  // Toggles the flag bits of a number such as "128", "&h80" or "&b10000000". A view whose bit is cleared stays true.
+  // Toggles the flag bits in a number such as "128", "&h80" or "&b10000000". A bool field stays true when its bit is
+  // cleared.
   virtual void SetFlag(std::string_view number);
 
  protected:
-  // Sets the view of each bit that is set in Flags; never clears one.
+  // Sets the bool field of each bit that is set in Flags; never clears one.
   virtual void ParseFlags();
 
  public:
   virtual void SetCommand(std::string_view command);
 
-  // The message as a packet for the host. The defaults that it applies stay in the message.
+  // Builds the message's packet for the host. The defaults that it applies stay in the message.
   virtual std::string GetRawCommand();
 
   cQuorvaneCommand();
@@ -102,41 +103,41 @@ class cQuorvaneCommand {
   virtual std::int32_t GetTransactionID() const;
   virtual void SetTransactionID(std::int32_t id);
 
-  // One line for a log: the command and its unit, without a line end.
+  // Returns one line for a log: the command and its unit, without a line end.
   virtual std::string GetLogLine() const;
 
   virtual void SetLevel(std::int32_t value);
 
-  // The data of a send-raw-data command "X", at most kMostRawData bytes.
+  // Sets the data of a send-raw-data command "X", at most kMostRawData bytes.
   virtual void SetRawData(std::string_view data);
 
   virtual void SetParam1(std::int32_t value);
   virtual void SetParam2(std::int32_t value);
 
-  // The error code of an error packet in English.
+  // Returns a description of an error packet's code.
   virtual std::string GetErrorCodeDescription() const;
 
-  // The value of an entry, empty if there is none. This and the other readers of the dictionary throw MissingObject on
-  // a message without one.
+  // Returns the value of an entry; empty if there is none. This and the other functions that read the dictionary throw
+  // MissingObject if the message has none.
   virtual std::string GetMulti(std::string_view key) const;
 
-  // The four-byte keys of all entries, in the order in which they were first stored.
+  // Returns the four-byte keys of all entries, in the order in which they were first stored.
   virtual std::vector<std::string> GetKeys() const;
 
-  // The message as a multipacket, with values cut at 65535 bytes. Without a dictionary, the plain packet.
+  // Builds the multipacket, with values cut at 65535 bytes. Without a dictionary, builds the plain packet.
   virtual std::string GetRawMultipacket();
 
-  // Fills the dictionary from a multipacket and returns true: all that follows the header is read as entries. A last
-  // entry cut short by the packet's end keeps the bytes that are there.
+  // Fills the dictionary from a multipacket and returns true: everything after the header is parsed as entries. If the
+  // packet ends within the last value, that value keeps the bytes that are there.
   virtual bool initFromMultiPacket(std::string packet);
 
-  // Sets an entry, replacing one of the same key, and makes the message a multipacket.
+  // Sets an entry, replacing one with the same key, and makes the message a multipacket.
   virtual void SetMulti(std::string_view key, std::string_view value);
 
-  // A new message that acknowledges this multipacket by its "PkID".
+  // Returns a new message that acknowledges this multipacket by its "PkID".
   virtual cQuorvaneCommand MakeAck() const;
 
-  // The raw data of a received send-raw-data command, no further than the packet's end.
+  // Returns the raw data of a received send-raw-data command, limited by the end of the packet.
   virtual std::string GetSendRawData() const;
 
   virtual bool hasKey(std::string_view key) const;
@@ -150,13 +151,13 @@ class cQuorvaneCommand {
  protected:
   std::string Version;     // "a" when built empty
   std::string UnitClass;   // "X" when built empty
-  std::int32_t Flags = 0;  // the flag byte; the views below and above are set from it
-  std::string Code;        // "0" when built empty; in an error packet the error code
+  std::int32_t Flags = 0;  // the flag byte; ParseFlags sets the bool fields from it
+  std::string Code;        // "0" when built empty; in an error packet, the error code
   bool fAddressOnly = false;
   bool fCommandOnly = false;
   bool fPassThrough = false;
   std::string RawCommonCommand;   // the packet as received
-  std::int32_t PacketLength = 0;  // received: the length byte; built: the real length
+  std::int32_t PacketLength = 0;  // of a received packet, its length byte; of a built packet, its actual length
 
  private:
   std::string BuildPlainPacket();

@@ -15,7 +15,7 @@
 namespace platform {
 namespace {
 
-// The errno value that comes next to a resolver's code.
+// Returns the errno value closest to a getaddrinfo error code.
 std::int32_t ErrorOf(int resolver_code) {
   switch (resolver_code) {
     case EAI_SYSTEM:
@@ -48,7 +48,7 @@ int Resolve(const std::string& host, std::int32_t port, int flags, AddressList& 
   return 0;
 }
 
-// Signals are the main thread's: the alarm must end its calls, not the resolver's.
+// Blocks all signals for the new thread, because SIGALRM must interrupt the main thread.
 class SignalsBlocked {
  public:
   SignalsBlocked() {

@@ -1,5 +1,5 @@
-// Resolves a host name or numeric address and a port to socket addresses. A name is looked up on a thread of its own,
-// since the system's resolver can block for many seconds.
+// Resolves a host name or numeric address and a port to socket addresses. Looks up names on a separate thread, because
+// the system's resolver can block for many seconds.
 
 #ifndef PLATFORM_ADDRESS_LOOKUP_H_
 #define PLATFORM_ADDRESS_LOOKUP_H_
@@ -21,22 +21,22 @@ struct SocketAddress {
 };
 
 struct AddressList {
-  std::vector<SocketAddress> addresses;  // in the order in which they should be tried
-  std::int32_t error = 0;                // an errno value when there are none
+  std::vector<SocketAddress> addresses;  // in the order in which to try them
+  std::int32_t error = 0;                // an errno value if there are none
 };
 
 class AddressLookup {
  public:
-  // The address of a numeric `host`, or the error of a port outside 0 to 65535; nothing for a name.
+  // Returns the address of a numeric `host`, or the error for a port outside 0 to 65535; nothing for a name.
   static std::optional<AddressList> Numeric(const std::string& host, std::int32_t port);
 
-  // Starts to look a name up. Destroying the object abandons the look-up without waiting for it.
+  // Starts to look up a name. Destroying the object abandons the lookup without waiting for it.
   AddressLookup(const std::string& host, std::int32_t port);
 
-  // Readable when the look-up is done; -1 when it failed to start, and is done already.
+  // Returns a descriptor that is readable when the lookup is done; -1 if no pipe could be created, and it is already done.
   int DescriptorNumber() const { return done_.Number(); }
 
-  // The result, once; waits for it if it is not there yet.
+  // Returns the result; waits for it if necessary. Call only once.
   AddressList Take() { return result_.get(); }
 
  private:

@@ -65,7 +65,7 @@ void ByteStream::CloseStream() {
 }
 
 void ByteStream::Fail(std::int32_t error) {
-  std::string inbox = std::move(connection_.inbox);  // a data handler that runs may not have read it yet
+  std::string inbox = std::move(connection_.inbox);  // a running data handler may not have read it yet
   CloseStream();
   connection_.inbox = std::move(inbox);
   connection_.error_due = true;
@@ -103,10 +103,9 @@ void ByteStream::HandleReady() {
   if (std::exchange(connection_.error_due, false)) Event_Error();
 }
 
-// Appends what one receive brings. Returns the number of bytes, 0 at the end of the stream, -1 with errno set
-// otherwise.
+// Receives once and appends the bytes to `to`. Returns their number, 0 at the end of the stream, or -1 with errno set.
 std::ptrdiff_t ByteStream::Receive(std::string& to, std::size_t most) const {
-  static std::array<char, kReceiveSize> buffer;  // for all streams: its bytes are copied before any handler runs
+  static std::array<char, kReceiveSize> buffer;  // shared by all streams: it is copied before any handler runs
   ssize_t count = 0;
   do {
     count = read(DescriptorNumber(), buffer.data(), std::min(most, buffer.size()));

@@ -1,9 +1,9 @@
-// Common base of TcpClientSocket and SerialPort: receives from a descriptor, sends queued output, and raises data and
-// error events.
+// Common base class of TcpClientSocket and SerialPort: receives from a descriptor, sends queued output, and raises data
+// and error events.
 //
-// A data event brings what one bounded receive brought, and is never raised while the same stream's data handler runs.
-// Bytes that came before the end are delivered before the error event, which is raised once. A stream that failed has
-// no descriptor.
+// A data event delivers the bytes of one bounded receive, and is never raised while the same stream's data handler runs.
+// Bytes received before an error or the end of the stream are delivered before the error event, which is raised once. A
+// failed stream has no descriptor.
 
 #ifndef PLATFORM_BYTE_STREAM_H_
 #define PLATFORM_BYTE_STREAM_H_
@@ -21,63 +21,62 @@ namespace platform {
 
 class ByteStream : public EventSource {
  public:
-  // The most bytes that one data event brings, unless a stream asks for fewer.
+  // The default and maximum number of bytes per data event.
   static constexpr std::size_t kReceiveSize = std::size_t{64} * 1024;
 
-  // Sends what is queued and raises the events that are pending, without waiting. Inside the stream's own
-  // data handler it only sends.
+  // Sends queued output and raises pending events, without waiting. Within the stream's own data handler, it only sends.
   void Poll();
 
-  // Takes every byte received so far. Outside a data event it also takes what waits in the kernel at that moment.
+  // Returns and removes all bytes received so far. Outside a data event, also reads what is available in the kernel.
   std::string ReadAll();
 
-  // The errno value of the last failure, ECONNRESET for an end of stream; 0 if there was none.
+  // Returns the errno value of the last failure, ECONNRESET for the end of the stream; 0 if there was none.
   std::int32_t LastErrorCode() const { return last_error_; }
 
  protected:
-  // `receive_size` bytes, at most kReceiveSize, are what one data event brings.
+  // `receive_size` is the maximum number of bytes per data event, at most kReceiveSize.
   explicit ByteStream(std::size_t receive_size = kReceiveSize) : receive_size_(receive_size) {}
 
-  // Raised from a poll or a pump pass only. Bytes that the data handler does not read are dropped.
+  // Raised only from a poll or a pump pass. Bytes that the data handler does not read are dropped.
   virtual void Event_DataAvailable() = 0;
   virtual void Event_Error() = 0;
 
   bool IsOpen() const { return descriptor_.IsOpen(); }
-  // Whether bytes can still be sent: open, and no send has failed.
+  // Whether the stream is open and no send has failed.
   bool CanSend() const { return IsOpen() && connection_.error_when_drained == 0; }
-  // -1 when nothing is open.
+  // Returns -1 if the stream is not open.
   int DescriptorNumber() const { return descriptor_.Number(); }
 
-  // How many bytes wait in the kernel to be read.
+  // Returns the number of bytes available in the kernel.
   std::size_t InputWaiting() const;
 
-  // Receives once from the kernel, at most so many bytes; inside a data event, too.
+  // Receives once from the kernel, at most `most` bytes. May be called within a data event.
   std::string ReadWaiting(std::size_t most);
 
-  // Queues bytes, which leave with the next poll or pump pass once a descriptor is there.
+  // Queues bytes, which are sent with the next poll or pump pass for which the stream is open.
   void QueueOutput(std::string_view bytes);
   std::size_t OutputQueued() const { return connection_.output.Size(); }
 
-  // Makes one attempt to send what is queued.
+  // Makes one attempt to send the queued output.
   void SendOutput();
 
-  // Has output that was refused tried again with the next poll or pass.
+  // Makes the next poll or pass retry output that the kernel did not accept.
   void RetryOutput() { connection_.output_refused = false; }
 
-  // Starts to use an open, non-blocking descriptor. The stream must be closed.
+  // Takes over an open, non-blocking descriptor. The stream must be closed.
   void Adopt(Descriptor descriptor);
 
-  // Closes the descriptor and forgets what was received and queued; the last error code stays. Raises no event.
+  // Closes the descriptor and discards received and queued bytes; keeps the last error code. Raises no event.
   void CloseStream();
 
-  // Closes the descriptor because of an error, which becomes the last error code. The error event is due with the next
-  // poll or pass.
+  // Closes the descriptor because of an error, which becomes the last error code. The next poll or pass raises the error
+  // event.
   void Fail(std::int32_t error);
 
-  // As Fail, once what has already arrived is delivered: for a transport that can only not send any more.
+  // Like Fail, but after all input has been delivered: for a transport that can no longer send but may hold input.
   void FailWhenDrained(std::int32_t error);
 
-  // Keeps the reason why no descriptor could be had. Raises no event.
+  // Records why opening failed. Raises no event.
   void SetLastErrorCode(std::int32_t error) { last_error_ = error; }
 
   Interest PrepareToWait() override;
@@ -87,11 +86,11 @@ class ByteStream : public EventSource {
   std::ptrdiff_t Receive(std::string& to, std::size_t most) const;
   void RaiseData();
 
-  // What is forgotten when the stream is closed.
+  // State that is reset when the stream is closed.
   struct Connection {
     std::string inbox{};
     OutputQueue output{};
-    bool output_refused = false;  // by the kernel, which has not reported room since
+    bool output_refused = false;  // the kernel did not accept all of it, and has not reported room since
     std::int32_t error_when_drained = 0;
     bool error_due = false;
   };

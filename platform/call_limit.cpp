@@ -18,8 +18,8 @@ timeval ToTimeval(std::chrono::microseconds time) {
 }  // namespace
 
 CallLimit::CallLimit(std::chrono::nanoseconds limit) {
-  // The alarm may come just before the call, or between two calls: it is repeated. This kind of timer needs no queued
-  // signal, which the system may refuse.
+  // The alarm is repeated, because it may come just before the call or between two calls. setitimer needs no queued
+  // signal, unlike timer_create, which can fail.
   constexpr std::chrono::milliseconds kRepeated{20};
   const auto first =
       std::max<std::chrono::microseconds>(std::chrono::ceil<std::chrono::microseconds>(limit), kRepeated);

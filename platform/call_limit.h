@@ -1,5 +1,5 @@
-// Ends system calls that would block too long: while an object of this class lives, a call that a signal can end
-// returns with EINTR once the limit is over, as does every one that follows.
+// Limits the time of blocking system calls: while an object of this class exists, a call that a signal can interrupt
+// fails with EINTR once the limit has passed, and so does every later one.
 
 #ifndef PLATFORM_CALL_LIMIT_H_
 #define PLATFORM_CALL_LIMIT_H_
@@ -10,7 +10,7 @@ namespace platform {
 
 class CallLimit {
  public:
-  // Main thread only, one at a time, after PrepareProcess.
+  // Main thread only, one object at a time, after PrepareProcess.
   explicit CallLimit(std::chrono::nanoseconds limit);
   ~CallLimit();
   CallLimit(const CallLimit&) = delete;

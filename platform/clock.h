@@ -11,13 +11,14 @@ namespace platform {
 
 inline constexpr std::int64_t kTicksPerSecond = 60;
 
-// The monotonic clock, which every wait and time-out of the platform uses.
+// Returns the monotonic time, which all waits and timeouts use.
 std::chrono::nanoseconds MonotonicNow();
 
-// A span of time as system calls take it.
+// Converts a duration for system calls.
 std::timespec ToTimespec(std::chrono::nanoseconds time);
 
-// The tick counter: whole sixtieths of a second since some moment before the process. Only differences mean something.
+// Returns the tick counter, in sixtieths of a second since an arbitrary moment before the process started. Use only
+// differences.
 std::int64_t Ticks();
 
 }  // namespace platform

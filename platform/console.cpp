@@ -16,7 +16,7 @@ namespace {
 
 std::chrono::nanoseconds patience_left = std::chrono::seconds(1);
 
-// Writes some of the bytes; returns how many, 0 when the console takes none.
+// Writes some of the bytes; returns how many, or 0 if the console accepts none.
 std::size_t WriteSome(std::string_view bytes) {
   while (true) {
     const auto start = MonotonicNow();
@@ -25,7 +25,7 @@ std::size_t WriteSome(std::string_view bytes) {
     ssize_t written = poll(&console, 1, static_cast<int>(limit.count()));
     if (written == 0) patience_left = std::chrono::nanoseconds::zero();
     if (written > 0) {
-      // A terminal may have room, but too little for all: the write blocks.
+      // The write blocks if a terminal has room, but not for all bytes.
       const CallLimit call_limit(patience_left);
       written = write(STDOUT_FILENO, bytes.data(), bytes.size());
     }
@@ -36,7 +36,8 @@ std::size_t WriteSome(std::string_view bytes) {
   }
 }
 
-// Writes two texts after each other, in pieces that fit into a pipe that has room at all (PIPE_BUF).
+// Writes both texts, in pieces of at most 512 bytes (the smallest PIPE_BUF): a pipe that polls as writable accepts that
+// many.
 void Print(std::string_view text, std::string_view ending) {
   std::array<char, 512> piece{};
   while (!text.empty() || !ending.empty()) {

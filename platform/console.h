@@ -1,4 +1,4 @@
-// Standard output, a line at a time.
+// Prints lines on standard output.
 
 #ifndef PLATFORM_CONSOLE_H_
 #define PLATFORM_CONSOLE_H_
@@ -7,12 +7,11 @@
 
 namespace platform {
 
-// Writes the text and a line end at once, unbuffered and without allocating. Writes block for at most one second in
-// total over the life of the process; later output that would block is dropped, as is output to a closed console.
-// Nothing is reported.
+// Writes the text and a line end immediately, without buffering or allocating. All writes of the process together block
+// for at most one second; later output that would block is dropped, as is output to a closed console. Reports no errors.
 void PrintLine(std::string_view text);
 
-// As PrintLine, with an empty line after it.
+// Like PrintLine, followed by an empty line.
 void PrintLineAndEmptyLine(std::string_view text);
 
 }  // namespace platform

@@ -13,7 +13,7 @@ ConsoleApplication* running_application = nullptr;
 std::terminate_handler default_handler = nullptr;
 
 [[noreturn]] void OnTerminate() {
-  // A second failure, during the report, must not come back here.
+  // A second failure, during the report, must not end here again.
   std::set_terminate(default_handler);
   const Failure failure(CurrentStack());
   if (running_application->Event_UnhandledException(failure)) std::_Exit(EXIT_FAILURE);
@@ -31,7 +31,7 @@ ConsoleApplication::~ConsoleApplication() {
 
 std::int32_t RunApplication(ConsoleApplication& application, int argument_count, char** arguments) {
   PrepareProcess();
-  EventPump::Instance();  // outlives every source, those of the application's state among them
+  EventPump::Instance();  // created first, so that it outlives every source
   running_application = &application;
   default_handler = std::set_terminate(OnTerminate);
   return application.Event_Run({arguments, arguments + argument_count});

@@ -1,4 +1,4 @@
-// Base class of a console program's application object, and the one call that its main makes.
+// Base class of a console program's application object, and the function that its main calls.
 
 #ifndef PLATFORM_CONSOLE_APPLICATION_H_
 #define PLATFORM_CONSOLE_APPLICATION_H_
@@ -16,18 +16,18 @@ class ConsoleApplication {
   ConsoleApplication() = default;
   ConsoleApplication(const ConsoleApplication&) = delete;
   ConsoleApplication& operator=(const ConsoleApplication&) = delete;
-  // Failures are handed over until the object is destroyed, those of its own destructor included.
+  // Uncaught failures are passed to the object until it is destroyed, including failures in its own destructor.
   virtual ~ConsoleApplication();
 
-  // The program: takes its arguments, its own path first, and returns its exit status.
+  // Runs the program and returns its exit status. The first argument is the program's path.
   virtual std::int32_t Event_Run(const std::vector<std::string>& arguments) = 0;
 
-  // Called with an uncaught failure, before anything is unwound. True: the process ends with status 1; false: it
-  // aborts.
+  // Called with an uncaught failure, before the stack is unwound. If it returns true, the process ends with status 1;
+  // otherwise it aborts.
   virtual bool Event_UnhandledException(const Failure& failure) = 0;
 };
 
-// Prepares the process, runs the application and returns its exit status. To be called by main, once.
+// Prepares the process, runs the application and returns its exit status. Call once, from main.
 std::int32_t RunApplication(ConsoleApplication& application, int argument_count, char** arguments);
 
 }  // namespace platform

@@ -3,7 +3,7 @@
 #include <locale.h>
 #include <time.h>
 #if __has_include(<xlocale.h>)
-#include <xlocale.h>  // has locale_t and what takes one, where the two above have not
+#include <xlocale.h>  // declares locale_t and its functions where the two headers above do not
 #endif
 
 #include <array>
@@ -11,7 +11,7 @@
 namespace platform {
 namespace {
 
-// The locale that the environment names when it is first asked for. It costs half a millisecond to make.
+// Returns the locale of the environment at the first call. Creating it takes half a millisecond.
 locale_t Regional() {
   static const locale_t regional = [] {
     const locale_t named = newlocale(LC_TIME_MASK, "", locale_t{});

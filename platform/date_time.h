@@ -1,4 +1,4 @@
-// Local date and time as text, in the format of the environment's locale, or the C locale's if there is no such locale.
+// Formats local dates and times in the environment's locale, or in the C locale if that does not exist.
 
 #ifndef PLATFORM_DATE_TIME_H_
 #define PLATFORM_DATE_TIME_H_
@@ -10,10 +10,10 @@ namespace platform {
 
 using DateTime = std::chrono::system_clock::time_point;
 
-// The time of day with hours, minutes and seconds.
+// Returns the time of day with hours, minutes and seconds.
 std::string LongTime(DateTime moment);
 
-// The date in numbers.
+// Returns the date in digits.
 std::string ShortDate(DateTime moment);
 
 }  // namespace platform

@@ -1,4 +1,4 @@
-// Sole owner of one open descriptor, which it closes.
+// Owns one open descriptor and closes it.
 
 #ifndef PLATFORM_DESCRIPTOR_H_
 #define PLATFORM_DESCRIPTOR_H_
@@ -12,19 +12,19 @@ class Descriptor {
   Descriptor() = default;
   using Closer = void (*)(int number);
 
-  // Takes over `number`, or nothing if it is negative. One of 0 to 2 (free when the process was started
-  // without them) is moved up first, so that console output can never end on a wire. Sets close-on-exec.
+  // Takes ownership of `number`, or of nothing if it is negative. Numbers 0 to 2, which are free if the process was
+  // started without them, are first moved up, so that console output can never go to a device. Sets close-on-exec.
   explicit Descriptor(int number);
   ~Descriptor() { Reset(); }
   Descriptor(Descriptor&& other) noexcept : number_(std::exchange(other.number_, -1)), closer_(other.closer_) {}
   Descriptor& operator=(Descriptor&& other) noexcept;
 
   bool IsOpen() const { return number_ >= 0; }
-  // The number, -1 when nothing is open.
+  // Returns the number; -1 if nothing is open.
   int Number() const { return number_; }
-  // Has `closer` close it.
+  // Sets the function that closes the descriptor.
   void SetCloser(Closer closer) { closer_ = closer; }
-  // Closes what is open.
+  // Closes the descriptor, if it is open.
   void Reset();
 
  private:

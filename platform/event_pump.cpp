@@ -18,14 +18,14 @@ void Wait(std::vector<pollfd>& polled, std::chrono::nanoseconds limit) {
   if (WaitForEvents(polled.data(), polled.size(), limit) >= 0) return;
   for (pollfd& entry : polled) entry.revents = 0;
   if (errno == EINTR) return;
-  // The wait is out of memory: back off instead of spinning.
+  // The kernel is out of memory: back off instead of spinning.
   const timespec backoff = ToTimespec(std::min<std::chrono::nanoseconds>(limit, std::chrono::milliseconds(10)));
   nanosleep(&backoff, nullptr);
 }
 
 }  // namespace
 
-// Passes over the sources, one after another: what each wants of the wait, then the wait, then each one's turn.
+// Makes passes over the sources: collects what each one waits for, waits, and calls those that are ready.
 class EventPump::Passes {
  public:
   explicit Passes(EventPump& pump) : pump_(pump) { ++pump_.depth_; }
@@ -35,7 +35,7 @@ class EventPump::Passes {
   Passes(const Passes&) = delete;
   Passes& operator=(const Passes&) = delete;
 
-  // Makes a pass that waits for `limit` at most; over one source alone if it is named.
+  // Makes one pass that waits for at most `limit`; over only one source if `only` is set.
   void Make(std::chrono::nanoseconds limit, const EventSource* only = nullptr) {
     polled_.clear();
     participants_.clear();
@@ -52,15 +52,15 @@ class EventPump::Passes {
 
  private:
   struct Participant {
-    std::size_t slot;        // in the pump's sources
-    std::uint64_t identity;  // that the source's descriptor had when the pass began
+    std::size_t slot;        // index in the pump's sources
+    std::uint64_t identity;  // of the source's descriptor when the pass began
     std::size_t first_polled;
     std::size_t polled_count;
     bool pending;
     std::chrono::nanoseconds due;
   };
 
-  // Has the source take part if it wants anything.
+  // Adds the source to the pass if it waits for anything.
   void Admit(std::size_t slot) {
     EventSource& source = *pump_.sources_[slot];
     const Interest interest = source.PrepareToWait();
@@ -77,7 +77,7 @@ class EventPump::Passes {
     first_due_ = std::min(first_due_, interest.due);
   }
 
-  // Waits until something is ready, pending or due, for `limit` at most.
+  // Waits until something is ready, pending or due, for at most `limit`.
   void WaitFor(std::chrono::nanoseconds limit) {
     if (any_pending_) {
       limit = std::chrono::nanoseconds::zero();

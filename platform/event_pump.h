@@ -1,10 +1,10 @@
 // The event pump: waits for the descriptors of event sources and delivers their events, all on one thread.
 //
 // Rules that sources and handlers rely on:
-//  1. Events are raised only inside Run, or inside RunOnly for the one source it names.
-//  2. A handler may create, close or destroy any source, its own too, and may call Run or RunOnly again.
-//  3. Readiness is dropped for a source that died, or whose descriptor was closed or replaced, before its turn.
-//  4. Run lasts its full time on the monotonic clock, asleep in the kernel, and ends on time however much arrives.
+//  1. Events are raised only within Run, or within RunOnly for the source passed to it.
+//  2. A handler may create, close or destroy any source, including its own, and may call Run or RunOnly again.
+//  3. If a source is destroyed, or its descriptor closed or replaced, before its turn, its readiness is dropped.
+//  4. Run takes its full time on the monotonic clock, sleeps in the kernel, and ends on time no matter how much arrives.
 
 #ifndef PLATFORM_EVENT_PUMP_H_
 #define PLATFORM_EVENT_PUMP_H_
@@ -19,15 +19,15 @@ namespace platform {
 
 class EventPump {
  public:
-  // The process's pump, made on first use; for the main thread alone.
+  // Returns the process's only pump, created on first use. Main thread only.
   static EventPump& Instance();
   EventPump(const EventPump&) = delete;
   EventPump& operator=(const EventPump&) = delete;
 
-  // Delivers events for this many milliseconds. 0 or less: one pass over what is ready now.
+  // Delivers events for this many milliseconds; if 0 or less, makes one pass over what is ready now.
   void Run(std::int32_t milliseconds);
 
-  // Sends what the source has queued and raises what it has pending, without waiting.
+  // Sends the source's queued output and raises its pending events, without waiting.
   void RunOnly(EventSource& source);
 
  private:
@@ -38,11 +38,11 @@ class EventPump {
   void Add(EventSource* source);
   void Remove(const EventSource* source);
 
-  std::vector<EventSource*> sources_;  // a source that died during a pass leaves null until the passes are over
-  int depth_ = 0;                      // of nested passes
+  std::vector<EventSource*> sources_;  // a source destroyed during a pass is null until all passes end
+  int depth_ = 0;                      // number of nested passes
 };
 
-// Gives other work of the process a turn of the processor; raises no events.
+// Yields the processor to other threads; raises no events.
 void YieldToBackground();
 
 }  // namespace platform

@@ -1,4 +1,5 @@
-// Base class of what the event pump waits for. The pump delivers its events from its construction to its destruction.
+// Base class of the sources that the event pump waits for. The pump delivers a source's events from its construction to
+// its destruction.
 
 #ifndef PLATFORM_EVENT_SOURCE_H_
 #define PLATFORM_EVENT_SOURCE_H_
@@ -11,16 +12,16 @@
 
 namespace platform {
 
-// What a source wants of the next wait. One that asks for nothing is not waited for.
+// What a source waits for in the next pass. A source that waits for nothing is skipped.
 struct Interest {
   static constexpr std::chrono::nanoseconds kNever = std::chrono::nanoseconds::max();
 
   int descriptor = -1;
   bool read = false;
   bool write = false;
-  bool pending = false;                      // has an event to raise without any wait
+  bool pending = false;                      // has an event to raise without waiting
   std::span<const Descriptor> connecting{};  // sockets with a connect in progress; ready when writable
-  std::chrono::nanoseconds due = kNever;     // when to be called in any case, on the clock of MonotonicNow
+  std::chrono::nanoseconds due = kNever;     // when to be called even if nothing is ready, in MonotonicNow time
 };
 
 class EventSource {
@@ -30,7 +31,7 @@ class EventSource {
   virtual ~EventSource();
 
  protected:
-  // Tells a function that calls a handler whether the source outlived it.
+  // Tells a function that calls a handler whether the source still exists afterwards.
   class LifetimeGuard {
    public:
     explicit LifetimeGuard(EventSource& source) : source_(&source), outer_(source.guard_) { source.guard_ = this; }
@@ -49,14 +50,14 @@ class EventSource {
 
   EventSource();
 
-  // Called at the start of a pass: sends what is queued and says what to wait for. Raises no events.
+  // Called at the start of a pass: sends queued output and returns what to wait for. Raises no events.
   virtual Interest PrepareToWait() = 0;
 
-  // Called when a wanted descriptor is ready, failed or hung up, when an event was pending, or when the source is due.
-  // May raise events.
+  // Called when a descriptor is ready, has failed or was hung up, when an event is pending, or when the source is due. May
+  // raise events.
   virtual void HandleReady() = 0;
 
-  // To be called whenever the source's descriptor is closed or replaced, so that the old one's readiness is dropped.
+  // Must be called when the source's descriptor is closed or replaced, to drop the old one's readiness.
   void DescriptorChanged();
 
  private:

@@ -19,13 +19,13 @@ _Unwind_Reason_Code AddFrame(_Unwind_Context* context, void* stack_pointer) {
   int before_instruction = 0;
   const std::uintptr_t address = _Unwind_GetIPInfo(context, &before_instruction);
   if (address == 0) return _URC_END_OF_STACK;  // end of the call chain
-  // The return address of a call that never returns can lie past its function's end: step back into the call.
+  // The return address of a call that never returns can be past the end of the function: step back into the call.
   stack.addresses.at(stack.count++) = before_instruction != 0 ? address : address - 1;
   return stack.count < stack.addresses.size() ? _URC_NO_REASON : _URC_END_OF_STACK;
 }
 
 const void* AsPointer(std::uintptr_t address) {
-  return reinterpret_cast<const void*>(address);  // NOLINT(performance-no-int-to-ptr): dladdr asks for one
+  return reinterpret_cast<const void*>(address);  // NOLINT(performance-no-int-to-ptr): dladdr takes a pointer
 }
 
 std::string FunctionName(std::uintptr_t address) {
@@ -42,7 +42,7 @@ std::string FunctionName(std::uintptr_t address) {
   return std::string(place.dli_fname) + "+0x" + ToHexadecimal(offset);
 }
 
-// The index of the program's first own frame, after those of the runtime that throws or terminates.
+// Returns the index of the first frame after those of the runtime that throws or terminates.
 std::size_t FirstOwnFrame(const std::vector<std::string>& names) {
   constexpr std::array<std::string_view, 3> kRuntime{"__cxa_throw", "__cxa_rethrow", "std::terminate()"};
   std::size_t first = 0;

@@ -1,4 +1,4 @@
-// An uncaught failure, as the application's handler is given it.
+// An uncaught failure, as passed to the application's handler.
 
 #ifndef PLATFORM_FAILURE_H_
 #define PLATFORM_FAILURE_H_
@@ -11,13 +11,13 @@
 
 namespace platform {
 
-// The addresses of a call stack, innermost first; as many as fit.
+// The addresses of a call stack, innermost first; truncated if it does not fit.
 struct StackAddresses {
   std::array<std::uintptr_t, 256> addresses{};
   std::size_t count = 0;
 };
 
-// The caller's stack. Allocates nothing.
+// Returns the caller's stack. Does not allocate.
 StackAddresses CurrentStack();
 
 class Failure {
@@ -27,8 +27,8 @@ class Failure {
   Failure& operator=(const Failure&) = delete;
   virtual ~Failure() = default;
 
-  // The function names of the stack where the failure was thrown, innermost first, without the runtime's own frames.
-  // Throws when it cannot be read, as with no memory left.
+  // Returns the function names on the stack where the failure was thrown, innermost first, without the runtime's frames.
+  // Throws if they cannot be determined, for example for lack of memory.
   virtual std::vector<std::string> Stack() const;
 
  private:

@@ -7,7 +7,7 @@
 namespace platform {
 
 void OutputQueue::Clear() {
-  // The memory is kept for the next bytes, but not that of a flood.
+  // Keep the memory for the next bytes, unless it is large.
   constexpr std::size_t kKeptCapacity = std::size_t{64} * 1024;
   bytes_.clear();
   if (bytes_.capacity() > kKeptCapacity) bytes_.shrink_to_fit();

@@ -13,18 +13,18 @@ namespace platform {
 class OutputQueue {
  public:
   bool Empty() const { return bytes_.empty(); }
-  // The number of bytes that wait.
+  // Returns the number of unsent bytes.
   std::size_t Size() const { return bytes_.size() - sent_; }
 
   void Append(std::string_view bytes) { bytes_ += bytes; }
   void Clear();
 
-  // Makes one attempt to send what waits. Returns 0, or the errno value of a failure, which drops the queue. A full
-  // descriptor is no failure.
+  // Makes one attempt to send the queued bytes. Returns 0, or the errno value of a failure, which clears the queue. A full
+  // descriptor (EAGAIN) is not a failure.
   [[nodiscard]] std::int32_t SendTo(int descriptor);
 
  private:
-  std::string bytes_;  // waiting from sent_ on
+  std::string bytes_;  // those from sent_ on are unsent
   std::size_t sent_ = 0;
 };
 

@@ -1,4 +1,5 @@
-// Debian 12's C library checks a ppoll that takes its time for one of 32 bits, where time has 64 on a 32-bit machine.
+// The fortified ppoll of Debian 12's C library takes a timespec with 32-bit times on a 32-bit machine, even if time_t has
+// 64 bits.
 #undef _FORTIFY_SOURCE
 
 #include "platform/portable.h"
@@ -14,7 +15,7 @@
 namespace platform {
 namespace {
 
-// A template, so that a system without ppoll needs no declaration of it.
+// A template, so that it compiles on systems that do not declare ppoll.
 template <typename Polled>
 int Wait(Polled* polled, nfds_t count, std::chrono::nanoseconds limit) {
   if constexpr (requires(const timespec time) { ppoll(polled, count, &time, nullptr); }) {

@@ -1,4 +1,4 @@
-// What only some systems have, under one name everywhere. Nothing outside the platform layer and the far ends needs it.
+// Wrappers for calls that some systems lack. Used only by the platform layer and by peers.
 
 #ifndef PLATFORM_PORTABLE_H_
 #define PLATFORM_PORTABLE_H_
@@ -12,14 +12,14 @@ struct pollfd;
 
 namespace platform {
 
-// ppoll without a signal mask. Where there is none, poll with the limit rounded up to the next millisecond: no wait
-// ends early, and none is split into a busy tail.
+// Calls ppoll without a signal mask. On systems without ppoll, calls poll with the limit rounded up to milliseconds, so
+// that a wait neither ends early nor ends in a busy loop.
 int WaitForEvents(pollfd* polled, std::size_t count, std::chrono::nanoseconds limit);
 
-// A stream socket that is non-blocking and close-on-exec; not open, with errno set, when there is none to be had.
+// Returns a stream socket that is non-blocking and close-on-exec; on failure, it is not open and errno is set.
 Descriptor OpenStreamSocket(int family);
 
-// How many bytes a line has yet to send; 0 where the system does not tell.
+// Returns the number of bytes that a serial line has not yet sent; 0 if the system does not report it.
 std::size_t OutputWaiting(int line);
 
 }  // namespace platform

@@ -9,13 +9,13 @@ namespace {
 
 void OpenStandardDescriptors() {
   for (int number = STDIN_FILENO; number <= STDERR_FILENO; ++number) {
-    // open takes the lowest free number.
+    // open returns the lowest free number.
     if (fcntl(number, F_GETFD) == -1) open("/dev/null", O_RDWR);
   }
 }
 
 void SetAction(int signal, void (*action)(int)) {
-  struct sigaction settings{};  // without SA_RESTART, or an alarm would not end a call
+  struct sigaction settings{};  // without SA_RESTART, so that an alarm interrupts a call
   settings.sa_handler = action;
   sigaction(signal, &settings, nullptr);
 }
@@ -32,10 +32,10 @@ void SetMask(int how, int signal) {
 void PrepareProcess() {
   OpenStandardDescriptors();
   SetAction(SIGPIPE, SIG_IGN);
-  SetAction(SIGXFSZ, SIG_IGN);  // a console that is a file at its size limit loses what does not fit
+  SetAction(SIGXFSZ, SIG_IGN);  // output beyond the file size limit is dropped
   SetAction(SIGALRM, [](int) {});
-  SetMask(SIG_UNBLOCK, SIGALRM);  // whatever signals we were started with
-  // In the background, a port or console that is the controlling terminal would stop the process.
+  SetMask(SIG_UNBLOCK, SIGALRM);  // may have been inherited as blocked
+  // Otherwise a background process would be stopped when its port or console is its controlling terminal.
   SetMask(SIG_BLOCK, SIGTTOU);
 }
 

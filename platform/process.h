@@ -1,12 +1,12 @@
-// Set-up of the process that the platform layer relies on.
+// Process setup that the platform layer relies on.
 
 #ifndef PLATFORM_PROCESS_H_
 #define PLATFORM_PROCESS_H_
 
 namespace platform {
 
-// To be called by main, once, before anything else of this layer. Opens standard descriptors that are closed on
-// /dev/null. Ignores SIGPIPE and SIGXFSZ, blocks SIGTTOU, and has SIGALRM end blocking calls (CallLimit).
+// Prepares the process. Call once, from main, before anything else in this layer. Opens /dev/null on standard descriptors
+// that are closed, ignores SIGPIPE and SIGXFSZ, blocks SIGTTOU, and makes SIGALRM interrupt blocking calls (CallLimit).
 void PrepareProcess();
 
 }  // namespace platform

@@ -9,7 +9,7 @@
 namespace platform {
 
 std::int32_t RandomInRange(std::int32_t lowest, std::int32_t highest) {
-  // Clock and process number rather than the system's random device, which can fail when descriptors are short.
+  // Seed from the clock and the process ID: the random device can fail when the process is out of descriptors.
   static std::mt19937 generator = [] {
     const auto now = static_cast<std::uint64_t>(MonotonicNow().count());
     std::seed_seq seed{static_cast<std::uint32_t>(now), static_cast<std::uint32_t>(now >> 32),

@@ -7,8 +7,8 @@
 
 namespace platform {
 
-// A whole number drawn uniformly from `lowest` to `highest`, both included. Processes started in the same
-// moment draw differently.
+// Returns a uniformly distributed integer from `lowest` to `highest`, inclusive. Processes started at the same moment get
+// different numbers.
 std::int32_t RandomInRange(std::int32_t lowest, std::int32_t highest);
 
 }  // namespace platform

@@ -22,8 +22,7 @@ namespace {
 
 using std::chrono::milliseconds;
 
-// A wait for the line is charged this much at most: a process that was stopped meanwhile finds its line as patient as
-// before.
+// The most that one wait counts towards a timeout, so that time for which the process is stopped does not count.
 constexpr std::chrono::nanoseconds kSlice = milliseconds(100);
 
 struct Speed {
@@ -38,7 +37,7 @@ constexpr std::array kSpeeds{Speed{300, B300},     Speed{600, B600},      Speed{
 constexpr std::array<tcflag_t, 4> kDataBits{CS5, CS6, CS7, CS8};
 constexpr std::int32_t kFewestDataBits = 5;
 
-// B0 for a speed that is not standard.
+// Returns the termios code of a speed; B0 if the speed is not standard.
 speed_t SpeedCode(std::int32_t bits_per_second) {
   for (const Speed& speed : kSpeeds) {
     if (speed.bits_per_second == bits_per_second) return speed.code;
@@ -46,19 +45,21 @@ speed_t SpeedCode(std::int32_t bits_per_second) {
   return B0;
 }
 
-// Discards output only if there is some: on a pseudo-terminal a flush takes back what the other side has yet to read.
+// Discards unsent output. Skips the flush if there is none: on a pseudo-terminal, it would also discard what the other
+// side has not read yet.
 void DiscardOutput(int line) {
   if (OutputWaiting(line) > 0) tcflush(line, TCOFLUSH);
 }
 
-// An adapter that takes nothing blocks a close for half a minute, even with its output discarded.
+// Closes the line within a time limit: an adapter that accepts no data blocks a close for half a minute, even if its
+// output is discarded.
 void CloseLine(int line) {
   DiscardOutput(line);
   const CallLimit limit(SerialPort::kClosingPatience);
   close(line);
 }
 
-// Non-blocking, or the call would wait for a modem's carrier.
+// Opens the line without waiting for a modem's carrier (O_NONBLOCK).
 Descriptor OpenLine(const std::string& path) {
   const auto deadline = MonotonicNow() + SerialPort::kPatience;
   int line = -1;
@@ -88,10 +89,10 @@ bool SerialPort::Open() {
     SetLastErrorCode(errno);
     return false;
   }
-  // Refused by a pseudo-terminal, which has no modem lines, and by some adapters.
+  // Ignore failures: a pseudo-terminal has no modem lines, and some adapters do not support this.
   int dtr = TIOCM_DTR;
   ioctl(line.Number(), dtr_ ? TIOCMBIS : TIOCMBIC, &dtr);
-  line.SetCloser(CloseLine);  // only now that it is ours alone: another driver's output must not be discarded
+  line.SetCloser(CloseLine);  // not before the line is locked: another driver's output must not be discarded
   Adopt(std::move(line));
   return true;
 }
@@ -118,7 +119,7 @@ bool SerialPort::ApplySettings(const Descriptor& line) const {
   cfsetospeed(&settings, speed);
   if (tcsetattr(line.Number(), TCSANOW, &settings) != 0) return false;
 
-  // tcsetattr succeeds if it could make any one of the changes: read back what the line has.
+  // tcsetattr succeeds if it makes any of the changes, so read the settings back.
   termios applied{};
   if (tcgetattr(line.Number(), &applied) != 0) return false;
   const tcflag_t kChecked = CSIZE | PARENB | CSTOPB;
@@ -148,8 +149,8 @@ void SerialPort::Write(std::string_view bytes) {
 }
 
 void SerialPort::WaitTransmitted() {
-  // The queue is watched before the drain, whose progress cannot be seen.
-  constexpr timespec kByteTime{0, 1'000'000};  // about one byte at 9600 bits a second
+  // Watch the output queue first, because tcdrain does not show progress.
+  constexpr timespec kByteTime{0, 1'000'000};  // about one byte at 9600 baud
   patience_left_ = kPatience;
   for (std::size_t waiting = OutputWaiting(DescriptorNumber()); waiting > 0 && CanSend();) {
     const auto start = MonotonicNow();
@@ -164,7 +165,7 @@ void SerialPort::WaitTransmitted() {
 }
 
 bool SerialPort::Drain() {
-  // An adapter that keeps reporting a busy transmitter would block the drain for ever.
+  // An adapter that keeps reporting a busy transmitter would block the drain forever.
   const CallLimit limit(kSlice);
   while (true) {
     const auto start = MonotonicNow();

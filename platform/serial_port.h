@@ -1,10 +1,9 @@
-// A serial line of this computer. Derive from it to receive its events.
+// A local serial line. Derive from it to receive its events.
 //
-// Find a port, make its settings, then Open. Writing blocks until the line has taken every byte: what is written
-// is short, and its writer wants to know when it has left. No call blocks without a limit, whatever the line does: one
-// that takes no byte for kPatience is failed. Only waiting counts, not the time for which the process is stopped. A
-// line that failed is closed at once, so that its name is free for the adapter that is plugged in again, and drops what
-// is written to it.
+// Call Find, make the settings, then call Open. A write blocks until the line has accepted every byte: writes are short,
+// and callers need to know when the bytes have left. Every call is bounded: a line that accepts no byte for kPatience
+// fails. Time for which the process is stopped does not count. A failed line is closed at once, so that an adapter that
+// is plugged in again gets the same name; later writes are dropped.
 
 #ifndef PLATFORM_SERIAL_PORT_H_
 #define PLATFORM_SERIAL_PORT_H_
@@ -24,50 +23,50 @@ class SerialPort : public ByteStream {
  public:
   enum class ParityKind { kNone, kOdd, kEven };
 
-  // How long a line may take no byte before a write or a transmit wait fails it with ETIMEDOUT; and how long opening
-  // may take.
+  // How long a write or a transmit wait may make no progress before the line fails with ETIMEDOUT; also the time limit
+  // for opening.
   static constexpr std::chrono::seconds kPatience{5};
-  // How long closing may take.
+  // The time limit for closing.
   static constexpr std::chrono::milliseconds kClosingPatience{500};
 
-  // Looks the port up: a name with a slash is a path, any other is a device under /dev; links are followed.
-  // Returns whether it names a character device, which this object is then attached to.
+  // Looks up the port for the next Open: a name with a slash is a path, any other is a device under /dev; links are
+  // followed. Returns whether it is a character device.
   [[nodiscard]] bool Find(const std::string& name);
 
-  // Settings of the next Open, all required but the last: 5 to 8 data bits, parity, a standard speed in bits a second;
-  // DTR, which is dropped unless asserted. One stop bit and no flow control are fixed.
+  // Settings for the next Open: 5 to 8 data bits, parity and a standard speed in bits per second are required; DTR is
+  // not asserted by default. One stop bit and no flow control are fixed.
   void SetDataBits(std::int32_t bits) { data_bits_ = bits; }
   void SetParity(ParityKind parity) { parity_ = parity; }
   void SetSpeed(std::int32_t bits_per_second) { speed_ = bits_per_second; }
   void SetDtr(bool asserted) { dtr_ = asserted; }
 
-  // Opens the port found, for this process alone, with the settings in place before any byte. Returns false, with the
-  // last error code set, when it is no terminal, is in use by another driver or refuses the settings.
+  // Opens and locks the port found, and applies the settings. Returns false, with the last error code set, if the port
+  // cannot be opened, is not a terminal, is locked by another process or does not support the settings.
   [[nodiscard]] bool Open();
 
-  // Closes the port. Output that has not left by then is discarded.
+  // Closes the port and discards unsent output.
   void Close() { CloseStream(); }
 
-  // Writes the bytes; returns when the system has taken them all, or the line has failed.
+  // Writes the bytes; returns when the system has accepted all of them or the line has failed.
   void Write(std::string_view bytes);
 
-  // Returns when every byte written has left the line, or the line has failed.
+  // Returns when all written bytes have been transmitted or the line has failed.
   void WaitTransmitted();
 
-  // Gives all later writes and transmit waits so much time together; a line that needs more is failed. The first call
-  // counts.
+  // Limits the total time of all later writes and transmit waits; the line fails when it is used up. Only the first call
+  // after Open has an effect.
   void SetOutputDeadline(std::chrono::nanoseconds time);
 
-  // Discards all input and output that waits in the port; returns the number of input bytes among it.
+  // Discards pending input and output; returns the number of input bytes discarded.
   std::size_t Flush();
 
  private:
   bool ApplySettings(const Descriptor& line) const;
-  // Waits for the transmitter; false when it stayed busy too long.
+  // Waits for the transmitter; returns false if it stays busy too long.
   bool Drain();
-  // How long output may still make no progress.
+  // Returns how long output may go on without progress.
   std::chrono::nanoseconds TimeLeft() const;
-  // Takes a wait that began at `start` off the time that is left.
+  // Subtracts a wait that began at `start` from the remaining time.
   void Charge(std::chrono::nanoseconds start);
 
   std::string path_;
@@ -75,8 +74,8 @@ class SerialPort : public ByteStream {
   std::int32_t speed_ = 0;
   std::optional<ParityKind> parity_;
   bool dtr_ = false;
-  std::chrono::nanoseconds patience_left_{};                      // until the line has to take a byte
-  std::chrono::nanoseconds output_time_left_ = Interest::kNever;  // of all output, once it has a deadline
+  std::chrono::nanoseconds patience_left_{};                      // until the line must accept a byte
+  std::chrono::nanoseconds output_time_left_ = Interest::kNever;  // total for all output, once a deadline is set
 };
 
 }  // namespace platform

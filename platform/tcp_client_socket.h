@@ -1,7 +1,7 @@
-// A TCP connection that this process opens. Derive from it to receive its events.
+// An outgoing TCP connection. Derive from it to receive its events.
 //
-// Connect returns at once; the outcome comes as one event, from a poll or a pump run. After an error the socket drops
-// what is written to it until another Connect.
+// Connect returns at once; a poll or a pump run raises the outcome as one event. After an error, writes are dropped until
+// the next Connect.
 
 #ifndef PLATFORM_TCP_CLIENT_SOCKET_H_
 #define PLATFORM_TCP_CLIENT_SOCKET_H_
@@ -20,21 +20,21 @@ namespace platform {
 
 class TcpClientSocket : public ByteStream {
  public:
-  // A connection whose peer leaves more than this many bytes unsent fails with ENOBUFS.
+  // A connection with more than this many bytes of unsent output fails with ENOBUFS.
   static constexpr std::size_t kOutputLimit = std::size_t{8} * 1024 * 1024;
 
-  // A host name or numeric address, and a port from 0 to 65535; read by Connect.
+  // The host name or numeric address, and the port (0 to 65535), for the next Connect.
   std::string Address;
   std::int32_t Port = 0;
 
-  // Starts to connect, giving up any earlier connection.
+  // Starts to connect, after closing any earlier connection.
   void Connect();
 
-  // Drops the connection and all bytes in both directions. Raises no event.
+  // Closes the connection and discards all bytes in both directions. Raises no event.
   void Close();
 
-  // Queues bytes, which leave at the start of the next poll or pump pass, or after the connected event.
-  // Dropped when the socket is neither connected nor connecting.
+  // Queues bytes, which are sent at the start of the next poll or pump pass, or after the connected event. Drops them if
+  // the socket is neither connected nor connecting.
   void Write(std::string_view bytes);
 
   bool IsConnected() const { return IsOpen(); }
@@ -42,11 +42,11 @@ class TcpClientSocket : public ByteStream {
  protected:
   using KeepAlive = TcpConnector::KeepAlive;
 
-  // `receive_size` is the stream's; without `keep_alive` the system's own times hold.
+  // `receive_size` is the stream's. Without `keep_alive`, the system's default times apply.
   explicit TcpClientSocket(std::size_t receive_size = kReceiveSize, std::optional<KeepAlive> keep_alive = std::nullopt)
       : ByteStream(receive_size), keep_alive_(keep_alive) {}
 
-  // Raised once a connection, before any other event of it.
+  // Raised once per connection, before its other events.
   virtual void Event_Connected() = 0;
 
   Interest PrepareToWait() override;
@@ -54,7 +54,7 @@ class TcpClientSocket : public ByteStream {
 
  private:
   std::optional<KeepAlive> keep_alive_;
-  std::unique_ptr<TcpConnector> connector_;  // while connecting
+  std::unique_ptr<TcpConnector> connector_;  // set while connecting
 };
 
 }  // namespace platform

@@ -14,7 +14,7 @@
 #include "platform/clock.h"
 #include "platform/portable.h"
 
-// Some systems have another name for the time before the first question.
+// macOS has another name for the idle time before the first probe.
 #if !defined(TCP_KEEPIDLE) && defined(TCP_KEEPALIVE)
 #define TCP_KEEPIDLE TCP_KEEPALIVE
 #endif
@@ -29,17 +29,17 @@ void SetOption(const Descriptor& socket, int level, int name, int value) {
 bool StartConnecting(const Descriptor& socket, const SocketAddress& address) {
   const auto* bytes = reinterpret_cast<const sockaddr*>(address.bytes.data());
   if (connect(socket.Number(), bytes, static_cast<socklen_t>(address.bytes.size())) == 0) return true;
-  // An interrupted connect goes on in the background, too.
+  // An interrupted connect also continues in the background.
   return errno == EINPROGRESS || errno == EINTR;
 }
 
-// Whether an attempt has succeeded or failed.
+// Whether a connection attempt has succeeded or failed.
 bool IsDecided(const Descriptor& attempt) {
   pollfd waiting{attempt.Number(), POLLOUT, 0};
   return poll(&waiting, 1, 0) > 0;
 }
 
-// Connecting to an unused port of the ephemeral range can connect a socket to itself.
+// Whether the socket is connected to itself, which can happen with an unused port in the ephemeral range.
 bool IsOwnPeer(const Descriptor& connected) {
   sockaddr_storage own{};
   sockaddr_storage peer{};
@@ -50,19 +50,19 @@ bool IsOwnPeer(const Descriptor& connected) {
          own_size == peer_size && std::memcmp(&own, &peer, own_size) == 0;
 }
 
-// 0 for a usable connection, else the errno value of the failure.
+// Returns 0 for a usable connection, else the errno value of the failure.
 std::int32_t OutcomeOf(const Descriptor& attempt) {
   int error = 0;
   socklen_t size = sizeof error;
   getsockopt(attempt.Number(), SOL_SOCKET, SO_ERROR, &error, &size);
-  // A peer that sent something and then reset the connection has connected: what it sent can still be read.
+  // If the peer sent data before it reset the connection, the connection succeeded: the data can still be read.
   int waiting = 0;
   if (error != 0 && ioctl(attempt.Number(), FIONREAD, &waiting) == 0 && waiting > 0) return 0;
   if (error == 0 && IsOwnPeer(attempt)) return ECONNREFUSED;
   return error;
 }
 
-// Interleaves the address families, the preferred one first (RFC 8305, section 4).
+// Interleaves the address families, starting with the preferred one (RFC 8305, section 4).
 void Interleave(std::vector<SocketAddress>& addresses) {
   for (std::size_t i = 1; i < addresses.size(); ++i) {
     const auto next = addresses.begin() + static_cast<std::ptrdiff_t>(i);
@@ -122,7 +122,7 @@ void TcpConnector::StartAttempts(AddressList addresses) {
   StartNextAttempt();
 }
 
-// Starts an attempt to the next address to which one can be started, if there is any.
+// Starts an attempt to the next address for which this succeeds, if there is one.
 void TcpConnector::StartNextAttempt() {
   while (next_address_ < addresses_.addresses.size()) {
     const SocketAddress& address = addresses_.addresses[next_address_++];

@@ -1,8 +1,8 @@
 // Opens a TCP connection to a host name or a numeric address.
 //
-// A name is looked up off the main thread. Its addresses are tried as in RFC 8305: the families interleaved, each
-// attempt kAttemptDelay after the one before it, earlier ones still in flight; the first to connect wins. A connection
-// of a socket to itself counts as refused.
+// Looks up names on another thread. Tries their addresses as in RFC 8305: families are interleaved, and each attempt
+// starts kAttemptDelay after the previous one, or when one fails, while earlier ones go on; the first to connect wins. A
+// socket connected to itself counts as refused.
 
 #ifndef PLATFORM_TCP_CONNECTOR_H_
 #define PLATFORM_TCP_CONNECTOR_H_
@@ -36,13 +36,13 @@ class TcpConnector {
     std::int32_t error = 0;  // the errno value of the last failure
   };
 
-  // Starts to connect. Without `keep_alive` the system's own times hold.
+  // Starts to connect. Without `keep_alive`, the system's default times apply.
   TcpConnector(const std::string& host, std::int32_t port, const std::optional<KeepAlive>& keep_alive);
 
-  // What to wait for before the next Advance.
+  // Returns what to wait for before the next Advance.
   Interest PrepareToWait() const;
 
-  // Goes on with what is ready or due. Returns the result once there is one; the connector is then done.
+  // Continues with what is ready or due. Returns the result when there is one; the connector is then done.
   std::optional<Result> Advance();
 
  private:

@@ -6,7 +6,7 @@
 namespace platform {
 namespace {
 
-// The value of a digit in any base up to 16; 16 for any other byte.
+// Returns the value of a digit in any base up to 16; 16 for any other byte.
 int DigitValue(char c) {
   const char lower = ToLower(c);
   if (lower >= '0' && lower <= '9') return lower - '0';
@@ -19,7 +19,7 @@ struct Digits {
   std::string_view text;
 };
 
-// The digits that follow the prefix of a number, and their base.
+// Returns the digits after a number's prefix, and their base.
 Digits DigitsOf(std::string_view text) {
   const std::string_view prefix = text.substr(0, 2);
   if (EqualIgnoringCase(prefix, "&h")) return {16, text.substr(2)};
@@ -39,7 +39,7 @@ std::int64_t ReadDigits(Digits digits) {
   return value;
 }
 
-// CharacterLength, inlined for ASCII.
+// CharacterLength, with a fast path for ASCII.
 std::size_t StepAt(std::string_view text, std::size_t position) {
   return static_cast<unsigned char>(text[position]) < 0x80 ? 1 : CharacterLength(text, position);
 }
@@ -98,7 +98,7 @@ std::size_t CharacterLength(std::string_view text, std::size_t position) {
   for (std::size_t i = 1; i < length; ++i) {
     if (!IsContinuation(text[position + i])) return 1;
   }
-  // The second byte tells an overlong form, a surrogate or a code point past U+10FFFF.
+  // The second byte shows whether this is an overlong form, a surrogate or a code point above U+10FFFF.
   const auto second = static_cast<unsigned char>(text[position + 1]);
   const bool invalid = (first == 0xE0 && second < 0xA0) || (first == 0xED && second > 0x9F) ||
                        (first == 0xF0 && second < 0x90) || (first == 0xF4 && second > 0x8F);

@@ -1,5 +1,4 @@
-// Byte strings: comparing without regard to letter case, reading numbers, UTF-8 characters. Pure functions of any
-// bytes.
+// Byte strings: case-insensitive comparison, parsing of numbers, UTF-8 characters. Pure functions that accept any bytes.
 
 #ifndef PLATFORM_TEXT_H_
 #define PLATFORM_TEXT_H_
@@ -11,39 +10,39 @@
 
 namespace platform {
 
-// The byte in lower case if it is an ASCII letter.
+// Converts an ASCII letter to lower case; returns any other byte unchanged.
 constexpr char ToLower(char c) {
   return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
 }
 
-// Whether the texts are equal without regard to ASCII letter case.
+// Whether the texts are equal, ignoring ASCII letter case.
 bool EqualIgnoringCase(std::string_view a, std::string_view b);
 
-// The number a text begins with: decimal digits, hexadecimal digits after "&h", base-2 digits after "&b" (either case
-// after "&"). No sign, no leading blanks; 0 without a number; saturates at the type's largest.
+// Parses the number at the start of a text: decimal, hexadecimal after "&h", or binary after "&b" (not case-sensitive).
+// Accepts no sign and no leading blanks. Returns 0 if there is no number; saturates at the type's maximum.
 std::int64_t ReadNumber(std::string_view text);
 
-// As ReadNumber, for a 32-bit number.
+// Like ReadNumber, for a 32-bit number.
 std::int32_t ReadInt32(std::string_view text);
 
-// The low 32 bits of such a number of any length.
+// Returns the low 32 bits of such a number, which may be of any length.
 std::uint32_t ReadLow32Bits(std::string_view text);
 
-// The hexadecimal number a text begins with, without any prefix.
+// Parses the hexadecimal number, without a prefix, at the start of a text.
 std::int64_t ReadHexadecimal(std::string_view digits);
 
-// Upper-case hexadecimal digits without leading zeros; 0 gives "0".
+// Returns upper-case hexadecimal digits without leading zeros; "0" for 0.
 std::string ToHexadecimal(std::uint64_t value);
 
-// The length in bytes of the UTF-8 character at `position`, which must lie within the text. A byte that
-// begins no whole, valid character counts as a character of its own.
+// Returns the length in bytes of the UTF-8 character at `position`, which must be within the text. A byte that does not
+// begin a complete, valid character counts as one character.
 std::size_t CharacterLength(std::string_view text, std::size_t position);
 
-// The first (last) `count` characters of a text, or all of it when it has fewer.
+// Returns the first (last) `count` characters of a text, or all of it if it has fewer.
 std::string_view FirstCharacters(std::string_view text, std::size_t count);
 std::string_view LastCharacters(std::string_view text, std::size_t count);
 
-// The longest beginning of the text that has at most `bytes` bytes and ends with a whole character.
+// Returns the longest prefix of the text that has at most `bytes` bytes and ends with a complete character.
 std::string_view CutToBytes(std::string_view text, std::size_t bytes);
 
 }  // namespace platform

@@ -1,7 +1,7 @@
 // The interfaces of a device port and of the receiver of its events.
 //
-// A port opens itself when it is made. It keeps its receiver alive while that is set, and calls it only from
-// inside a poll of the port or a run of the event pump. Bytes pass as they are, without framing.
+// A port opens its transport when it is constructed. It keeps its receiver alive while one is set, and calls it only
+// from a poll of the port or a run of the event pump. Bytes pass through unchanged, without framing.
 
 #ifndef PORTS_ABSTRACT_PORT_H_
 #define PORTS_ABSTRACT_PORT_H_
@@ -13,10 +13,10 @@
 // The user of a port.
 class iAbstractPortReceiver {
  public:
-  // Bytes that the device sent, as far as they had arrived.
+  // Called with bytes from the device, as they arrive.
   virtual void PortDataAvailable(const std::string& data) = 0;
 
-  // The transport failed. The message is empty; the code is the transport's errno value.
+  // Called when the transport has failed. `message` is empty; `code` is the transport's errno value.
   virtual void PortError(const std::string& message, std::int32_t code) = 0;
 
   iAbstractPortReceiver() = default;
@@ -27,10 +27,10 @@ class iAbstractPortReceiver {
 
 class iAbstractPort {
  public:
-  // Sets the receiver of input and errors. Without one they are dropped.
+  // Sets the receiver of input and errors. Without a receiver they are dropped.
   virtual void PortSetParent(std::shared_ptr<iAbstractPortReceiver> receiver) = 0;
 
-  // Writes the bytes. The outcome is not reported here: a failed port drops them.
+  // Writes the bytes. Does not report the outcome; a failed port drops them.
   virtual void PortSendData(const std::string& data) = 0;
 
   // Opens the transport; returns whether it is open.
@@ -42,13 +42,13 @@ class iAbstractPort {
   // Closes the transport and releases the receiver.
   virtual void PortClear() = 0;
 
-  // Discards what waits in the transport, without telling the receiver.
+  // Discards pending data in the transport, without calling the receiver.
   virtual void PortFlush() = 0;
 
-  // Lets the transport do its pending work and raise its events now.
+  // Makes the transport do its pending work and raise its events now.
   virtual void PortPoll() = 0;
 
-  // Returns once written bytes have left, as far as the transport can tell.
+  // Returns when the written bytes have left, as far as the transport can tell.
   virtual void PortXmitWait() = 0;
 
   iAbstractPort() = default;

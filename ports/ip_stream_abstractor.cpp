@@ -61,7 +61,7 @@ void cIPStreamAbstractor::PortSendData(const std::string& data) {
 }
 
 void cIPStreamAbstractor::PortClose() {
-  SendOutput();  // a command that came together with the quit
+  SendOutput();  // such as a command received together with the quit
   Close();
 }
 

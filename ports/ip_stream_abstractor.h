@@ -19,27 +19,27 @@ class cIPStreamAbstractor : public platform::TcpClientSocket, public iAbstractPo
  public:
   void PortSetParent(std::shared_ptr<iAbstractPortReceiver> receiver) override;
 
-  // Queues the bytes, which leave with the next poll or pump pass.
+  // Queues the bytes, which are sent with the next poll or pump pass.
   void PortSendData(const std::string& data) override;
 
-  // Connects and waits for at most about ten seconds, in which the process's other events go on.
+  // Connects, and waits for up to about ten seconds; other events are delivered meanwhile.
   bool PortOpen() override;
 
-  // Sends what is queued as far as the network takes it, then closes.
+  // Sends as much of the queued output as the network accepts, then closes.
   void PortClose() override;
   void PortClear() override;
 
-  // Connects to the device as PortOpen does. A failure is logged to the host and sets QuitRequested.
+  // Connects to the device with PortOpen. On failure, logs it to the host and sets QuitRequested.
   cIPStreamAbstractor(std::string address, std::int32_t port);
 
   void PortFlush() override;
   void PortPoll() override;
 
-  // Polls once: what the network still carries cannot be waited for.
+  // Polls once: TCP cannot tell when the bytes have reached the device.
   void PortXmitWait() override;
 
   std::shared_ptr<iAbstractPortReceiver> Parent;
-  bool InitialFlush = false;  // the connected event has come
+  bool InitialFlush = false;  // the connected event has been raised
 };
 
 #endif  // PORTS_IP_STREAM_ABSTRACTOR_H_

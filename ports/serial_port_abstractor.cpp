@@ -49,7 +49,7 @@ void cSerialPortAbstractor::PortSetParent(std::shared_ptr<iAbstractPortReceiver>
 }
 
 void cSerialPortAbstractor::PortSendData(const std::string& data) {
-  // Commands that came with the quit still go out, but a slow line must not put the end off for long.
+  // Commands received together with the quit are still sent, but a slow line must not delay the exit for long.
   if (State().QuitRequested) SetOutputDeadline(kLastOutput);
   Write(data);
   WaitTransmitted();

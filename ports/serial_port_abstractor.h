@@ -1,4 +1,4 @@
-// The device port over a serial line of this computer, at 9600 baud, 8 data bits, no parity, with DTR asserted.
+// The device port over a local serial line: 9600 baud, 8 data bits, no parity, DTR asserted.
 
 #ifndef PORTS_SERIAL_PORT_ABSTRACTOR_H_
 #define PORTS_SERIAL_PORT_ABSTRACTOR_H_
@@ -17,15 +17,15 @@ class cSerialPortAbstractor : public platform::SerialPort, public iAbstractPort 
  public:
   void PortSetParent(std::shared_ptr<iAbstractPortReceiver> receiver) override;
 
-  // Returns when the last byte has left the line.
+  // Returns when the last byte has been transmitted or the line has failed.
   void PortSendData(const std::string& data) override;
 
   bool PortOpen() override;
   void PortClose() override;
   void PortClear() override;
 
-  // Finds and opens the port of that name: a path, or a device under /dev. A failure is logged to the host
-  // and sets QuitRequested.
+  // Finds and opens the named port: a path, or a device under /dev. On failure, logs it to the host and sets
+  // QuitRequested.
   explicit cSerialPortAbstractor(std::string port_name);
 
   void PortFlush() override;
