@@ -17,8 +17,8 @@ class App : public platform::ConsoleApplication {
   static constexpr std::string_view kReadyLine = "Torvy Serial Remote Control interface " TORVY_VERSION " ready.";
 
   // Runs the driver and returns 0. After the program's path, the arguments are the device port or "IP", the host's
-  // address and port, the connection identifier and, with "IP", the device's address and port as the last two. With
-  // one argument, prints the banner; with none, two or three, the usage line.
+  // address and port, the connection identifier and, with "IP", the device's address and port as the last two. With one
+  // argument, prints the banner; with none, two or three, the usage line.
   std::int32_t Event_Run(const std::vector<std::string>& arguments) override;
 
   // Prints the failure's stack on the console. Returns false, so that the process aborts.

@@ -1,4 +1,4 @@
-// The time of one lone command through the driver, beside programs that only pass five bytes on.
+// Measures the time of a single command through the driver, compared with programs that only relay five bytes.
 
 #include <poll.h>
 #include <unistd.h>
@@ -18,7 +18,7 @@ namespace {
 
 constexpr std::size_t kSamples = 10'000;
 
-// A relay under measurement: bytes written to `in` bring five bytes out of `out`.
+// A relay to measure: after `command` is written to `in`, five bytes come out of `out`.
 struct Relay {
   const char* name;
   int in;
@@ -41,7 +41,7 @@ double RoundTrip(const Relay& relay) {
   return std::chrono::duration<double, std::micro>(platform::MonotonicNow() - start).count();
 }
 
-// Measures all relays in random order: in a fixed one each would be charged for what the one before left behind.
+// Measures all relays in random order: in a fixed order, each would be affected by what the one before it left behind.
 void Sample(std::vector<Relay>& relays) {
   std::vector<std::size_t> order;
   for (std::size_t i = 0; i < relays.size() * kSamples; ++i) order.push_back(i % relays.size());
@@ -49,7 +49,7 @@ void Sample(std::vector<Relay>& relays) {
   for (const std::size_t index : order) relays[index].samples.push_back(RoundTrip(relays[index]));
 }
 
-// One row a relay, each with its ratio to the driver's, which comes first.
+// Prints one row per relay, with its ratio to the driver, which is first.
 void PrintRows(const char* way, const std::vector<Relay>& relays) {
   for (const Relay& relay : relays) {
     std::printf("| %s | %s", way, relay.name);
@@ -62,7 +62,7 @@ void PrintRows(const char* way, const std::vector<Relay>& relays) {
   std::fflush(stdout);
 }
 
-// The share of samples by time, a block a relay.
+// Writes the share of samples by time, one block per relay.
 void WriteDistribution(const std::string& path, const std::vector<Relay>& relays) {
   std::ofstream data(path);
   for (const Relay& relay : relays) {
@@ -81,7 +81,7 @@ std::string Loopback(std::int32_t port) {
 }  // namespace
 
 void MeasureLatency(const Measured& measured) {
-  std::printf("| one command over | program | median (driver / it) | 90th percentile | 99th percentile |\n");
+  std::printf("| one command over | program | median (driver / program) | 90th percentile | 99th percentile |\n");
   std::printf("|---|---|---|---|---|\n");
   for (const bool over_ip : {true, false}) {
     RunningDriver driver(measured.driver, over_ip);
@@ -95,7 +95,7 @@ void MeasureLatency(const Measured& measured) {
                               over_ip ? Loopback(socat_device.Port()) : "OPEN:" + terminal.Path() + ",raw,echo=0"});
     Require(WaitFor([&] { return socat_host.Peer() != nullptr && (!over_ip || socat_device.Peer() != nullptr); }),
             "socat's start");
-    platform::EventPump::Instance().Run(500);  // lets socat open its terminal
+    platform::EventPump::Instance().Run(500);  // until socat has opened its terminal
     relays.push_back({"socat", socat_host.Peer()->Number(),
                       over_ip ? socat_device.Peer()->Number() : terminal.Line().Number(), "0102U"});
 
@@ -107,7 +107,7 @@ void MeasureLatency(const Measured& measured) {
         {std::to_string(least_host.Port()), over_ip ? std::to_string(least_device.Port()) : least_terminal.Path()});
     Require(WaitFor([&] { return least_host.Peer() != nullptr && (!over_ip || least_device.Peer() != nullptr); }),
             "the least relay's start");
-    platform::EventPump::Instance().Run(500);  // lets it open its terminal
+    platform::EventPump::Instance().Run(500);  // until it has opened its terminal
     relays.push_back({"least relay", least_host.Peer()->Number(),
                       over_ip ? least_device.Peer()->Number() : least_terminal.Line().Number(), OneCommand()});
     Sample(relays);

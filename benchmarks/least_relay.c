@@ -1,5 +1,5 @@
-/* The least that a driver can do: waits for a packet of the host, receives it and sends five bytes to the device, over
-   a terminal until they have left. */
+/* The minimum work of a driver: waits for a packet from the host, receives it and sends five bytes to the device; on a
+   terminal, waits until they have left. */
 
 #include <arpa/inet.h>
 #include <fcntl.h>

@@ -1,4 +1,4 @@
-// Measures the driver beside other programs that move bytes on this machine; scripts/compare runs it.
+// Compares the driver with other relay programs on this machine; run by scripts/compare.
 //
 // Usage: torvy-measure DRIVER LEAST-RELAY SOCAT DATA-FOLDER
 

@@ -1,4 +1,4 @@
-// What the two measurements of torvy-measure share.
+// Shared by the two measurements of torvy-measure.
 
 #ifndef BENCHMARKS_MEASURE_H_
 #define BENCHMARKS_MEASURE_H_
@@ -14,13 +14,13 @@
 
 using Samples = std::vector<double>;
 
-// The value below which this part of the samples lies.
+// Returns the value below which this part of the samples lies.
 double Quantile(Samples samples, double part);
 
-// Throws, naming what failed, unless `holds`.
+// Throws, with `what` as the message, unless `holds`.
 void Require(bool holds, const char* what);
 
-// The programs that are measured, and the folder for the plots' data.
+// The programs to measure, and the folder for the plot data.
 struct Measured {
   std::string driver;
   std::string least_relay;
@@ -28,7 +28,7 @@ struct Measured {
   std::string data_folder;
 };
 
-// The driver between a host and a device, serial or in the network, ready for commands.
+// A driver between a host and a serial or network device, ready for commands.
 struct RunningDriver {
   SimulatedHost host;
   PseudoTerminal terminal;
@@ -40,10 +40,10 @@ struct RunningDriver {
   int DeviceNumber(bool over_ip) { return over_ip ? device.Peer()->Number() : terminal.Line().Number(); }
 };
 
-// One command, as the host sends it; it brings five bytes to the device.
+// Returns one command as the host sends it; it produces five bytes for the device.
 std::string OneCommand();
 
-// Each prints a table and writes the data of a plot.
+// Each prints a table and writes the data for a plot.
 void MeasureLatency(const Measured& measured);
 void MeasureStreams(const Measured& measured);
 

@@ -1,4 +1,4 @@
-// What the driver's own work costs, without the system calls around it.
+// Measures the driver's own work, without system calls.
 
 #include <benchmark/benchmark.h>
 
@@ -10,7 +10,7 @@
 
 namespace {
 
-// A host socket whose received bytes are put in place by hand.
+// A host socket that is fed bytes directly.
 class FedSocket : public cQuorvaneDeviceSocket {
  public:
   using cQuorvaneDeviceSocket::cQuorvaneDeviceSocket;
@@ -43,8 +43,7 @@ void FrameMultipackets(benchmark::State& state) {
 }
 BENCHMARK(FrameMultipackets)->Arg(kStreamSizes[0])->Arg(kStreamSizes[1])->Arg(kStreamSizes[2]);
 
-// A packet of so many empty entries with different keys; `step` lies between the numbers that follow each other in
-// them.
+// Returns a packet of empty entries with different keys, which count up by `step`.
 std::string PacketOf(std::int64_t entries, std::uint32_t step) {
   std::string packet("J\0\0\x80", 4);
   std::uint32_t number = 0x21212121;
@@ -78,8 +77,8 @@ void ParseByEntryCount(benchmark::State& state) {
 }
 BENCHMARK(ParseByEntryCount)->Arg(3)->Arg(16)->Arg(100)->Arg(1000)->Arg(10921)->Complexity(benchmark::oN);
 
-// Listing takes keys apart and looks for equal ones; a hash table with a prime number of buckets is slow for the
-// second.
+// Listing parses the keys and merges equal ones. The second set of keys would be slow in a hash table with a prime
+// number of buckets.
 void ListKeysInARow(benchmark::State& state) {
   ParseAndList(state, 1);
 }

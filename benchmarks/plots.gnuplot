@@ -1,10 +1,10 @@
-# Draws what torvy-measure wrote: gnuplot -e "data='FOLDER'; plots='FOLDER'" plots.gnuplot
+# Plots the data written by torvy-measure: gnuplot -e "data='FOLDER'; plots='FOLDER'" plots.gnuplot
 set terminal svg size 720,420 font "sans-serif,13" background "white"
 set grid
 set key bottom right
 
 set output plots."/latency.svg"
-set title "One command over TCP: how many are answered within a time"
+set title "One command over TCP: share answered within a given time"
 set xlabel "microseconds"
 set ylabel "percent"
 stats data."/latency.data" index 0 using 1 nooutput
@@ -12,7 +12,7 @@ set xrange [0:3 * STATS_median]
 plot for [i=0:2] data."/latency.data" index i using 1:2 with lines linewidth 2 title columnheader(1)
 
 set output plots."/stream.svg"
-set title "A stream of commands over TCP: its time by its length"
+set title "A stream of commands over TCP: time by length"
 set xlabel "commands"
 set ylabel "milliseconds"
 set xrange [0:*]

@@ -1,4 +1,4 @@
-// The time of a stream of commands through the driver by its length.
+// Measures the time of a stream of commands through the driver, by length.
 
 #include <fcntl.h>
 #include <poll.h>
@@ -17,7 +17,7 @@
 
 namespace {
 
-// Writes a stream to one descriptor and reads what comes out of another; returns the seconds until all had come.
+// Writes a stream to one descriptor and reads from another; returns the seconds until all expected bytes have arrived.
 double Stream(int in, const std::string& stream, int out, std::size_t expected) {
   fcntl(in, F_SETFL, O_NONBLOCK);
   fcntl(out, F_SETFL, O_NONBLOCK);
@@ -63,8 +63,8 @@ void MeasureStreams(const Measured& measured) {
     }
   }
   std::printf("\n| stream over TCP, median of %d | torvy-driver |\n|---|---|\n", kRepetitions);
-  std::printf("| commands a second, of 100,000 | %.0f |\n", kMessages / Quantile(by_driver[0], 0.5));
-  std::printf("| time of 400,000 to that of 100,000 | %.2f |\n",
+  std::printf("| commands per second, of 100,000 | %.0f |\n", kMessages / Quantile(by_driver[0], 0.5));
+  std::printf("| time for 400,000 relative to 100,000 | %.2f |\n",
               Quantile(by_driver[3], 0.5) / Quantile(by_driver[0], 0.5));
   std::ofstream data(measured.data_folder + "/stream.data");
   for (std::size_t j = 0; j < kHundredThousands.size(); ++j) {

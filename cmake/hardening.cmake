@@ -7,7 +7,7 @@ endif()
 
 include(CheckCXXCompilerFlag)
 include(CheckLinkerFlag)
-# Every program is position-independent, and nothing is a shared library.
+# -fPIE, because every target is a program and none is a shared library.
 list(APPEND hardening_compile_options $<$<CONFIG:Release>:-fPIE>)
 foreach(flag -fstack-protector-strong -fstack-clash-protection -fcf-protection -mbranch-protection=standard)
   string(MAKE_C_IDENTIFIER "TORVY_HAS${flag}" known)
@@ -26,5 +26,5 @@ foreach(flag -pie -Wl,-z,relro -Wl,-z,now)
     list(APPEND hardening_link_options $<$<CONFIG:Release>:${flag}>)
   endif()
 endforeach()
-# The C library's checks of buffer sizes need the optimiser.
+# The C library's buffer checks work only with optimisation.
 list(APPEND hardening_compile_options $<$<CONFIG:Release>:-U_FORTIFY_SOURCE> $<$<CONFIG:Release>:-D_FORTIFY_SOURCE=3>)

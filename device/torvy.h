@@ -14,8 +14,8 @@
 
 class cTorvy : public iAbstractPortReceiver {
  public:
-  // Sends the Torvy command for the message's "addr" and "mcmd" entries to State().DevicePort. If the command is not ON,
-  // OFF or Stop, or if the message has no dictionary and is not a log packet, reports it to the host instead.
+  // Sends the Torvy command for the message's "addr" and "mcmd" entries to State().DevicePort. If the command is not
+  // ON, OFF or Stop, or if the message has no dictionary and is not a log packet, reports it to the host instead.
   virtual void HandleQuorvaneCommand(const cQuorvaneCommand& command);
 
   void PortDataAvailable(const std::string& data) override;

@@ -1,5 +1,5 @@
-// The host's stream cut into packets, in memory. The first byte says how much of each packet is there when it is asked
-// for the first time: what is settled then stays as it is when the rest comes, and cutting always gets on.
+// Splits a host stream into packets, in memory. The first byte says how much of each packet is present at a first look:
+// a result that is final then must not change when the rest arrives, and framing must always make progress.
 
 #include <cstdint>
 #include <string_view>

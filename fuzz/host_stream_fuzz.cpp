@@ -1,5 +1,5 @@
-// The host's stream through a real socket, cut into messages and acted on. The first byte says how the rest
-// is cut into sends; whatever comes, the driver must go on, and its answer must be log packets.
+// Sends a host stream through a real socket; the driver splits and handles it. The first byte says how the rest is
+// split into sends. For any input, the driver must keep running and answer only with log packets.
 
 #include <sys/socket.h>
 

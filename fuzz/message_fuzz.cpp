@@ -1,5 +1,5 @@
-// A packet is parsed, described and built again, as a multipacket if it begins with "J": nothing fails, and what was
-// built parses to the same message.
+// Parses, describes and rebuilds a packet, as a multipacket if it begins with "J". Nothing may fail, and the rebuilt
+// packet must parse to the same message.
 
 #include <cstdint>
 

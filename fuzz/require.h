@@ -1,4 +1,4 @@
-// What a fuzz target demands.
+// Assertion for fuzz targets.
 
 #ifndef FUZZ_REQUIRE_H_
 #define FUZZ_REQUIRE_H_

@@ -78,8 +78,8 @@ void cQuorvaneDeviceSocket::Event_DataAvailable() {
   Buffer.erase(0, front);
 }
 
-// Returns the frame at `front`, after reading the missing bytes from the kernel: a packet that only the last receive split
-// is not incomplete.
+// Returns the frame at `front`, after reading the missing bytes from the kernel: a packet that only the last receive
+// split is not incomplete.
 Frame cQuorvaneDeviceSocket::NextFrame(std::size_t front) {
   while (true) {
     Frame frame = FrontFrame(std::string_view(Buffer).substr(front));

@@ -19,7 +19,8 @@ void QueueLogToHost(std::string_view text, std::int32_t level);
 // Queues a log line and polls the host socket three times, so that the line is sent at once.
 void LogToHost(std::string_view text, std::int32_t level);
 
-// If DebugMode is set, logs the text that `make_text` returns. Otherwise builds no text, because every command gets here.
+// If DebugMode is set, logs the text that `make_text` returns. Otherwise builds no text, because every command gets
+// here.
 template <typename MakeText>
 void LogInDebugMode(const MakeText& make_text, std::int32_t level = kLogLevelDetail,
                     void (*log)(std::string_view text, std::int32_t level) = LogToHost) {

@@ -1,5 +1,5 @@
-// Layout of the host link's packets: byte offsets from the start of the packet, header sizes and flag bits. Kind letters
-// are given in lower case, but are not case-sensitive.
+// Layout of the host link's packets: byte offsets from the start of the packet, header sizes and flag bits. Kind
+// letters are given in lower case, but are not case-sensitive.
 
 #ifndef MESSAGE_PACKET_LAYOUT_H_
 #define MESSAGE_PACKET_LAYOUT_H_

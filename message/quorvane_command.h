@@ -7,8 +7,8 @@
 //
 // Names and order, including their mixed styles, are those of the host's other drivers, so that the drivers can be
 // compared side by side. Sources: common_packet.cpp (plain, log and error packets), flags_addressing.cpp (flags,
-// addresses, raw data, setters), multipacket.cpp (dictionary, acknowledgements), debug_text.cpp (descriptions for logs),
-// code_descriptions.cpp (descriptions of codes).
+// addresses, raw data, setters), multipacket.cpp (dictionary, acknowledgements), debug_text.cpp (descriptions for
+// logs), code_descriptions.cpp (descriptions of codes).
 
 #ifndef MESSAGE_QUORVANE_COMMAND_H_
 #define MESSAGE_QUORVANE_COMMAND_H_

@@ -1,4 +1,4 @@
-// One end of a link, held by the simulator or a test: collects what is received and queues what is sent.
+// One end of a link, for the simulator or a test: collects received bytes and queues bytes to send.
 
 #ifndef PEERS_CHANNEL_H_
 #define PEERS_CHANNEL_H_
@@ -15,25 +15,25 @@ class Channel : public platform::ByteStream {
   Channel() = default;
   explicit Channel(platform::Descriptor descriptor) { Adopt(std::move(descriptor)); }
 
-  std::string Received;            // all that was received and not yet taken
-  bool Ended = false;              // the other side closed the link, or it failed
-  bool Paused = false;             // receives nothing, not even the end: the bytes stay with the sender
-  std::function<void()> OnChange;  // called when one of the first two has changed
+  std::string Received;            // bytes received and not yet removed
+  bool Ended = false;              // the other side closed the link, or the link failed
+  bool Paused = false;             // receives nothing, not even the end of the stream: bytes stay with the sender
+  std::function<void()> OnChange;  // called when Received or Ended has changed
 
-  // Queues bytes; they leave when the event pump runs.
+  // Queues bytes, which are sent when the event pump runs.
   void Send(std::string_view bytes);
-  // How many bytes are still queued.
+  // Returns the number of bytes still queued.
   std::size_t Unsent() const { return OutputQueued(); }
 
-  // Whether what is sent can still arrive, as far as this side knows.
+  // Whether bytes can still be sent, as far as this side knows.
   bool CanSend() const { return ByteStream::CanSend() && !finished_; }
 
   void Close() { CloseStream(); }
   // Closes a socket with a reset.
   void Reset();
-  // Shuts down a socket's sending half; reads on.
+  // Shuts down a socket's sending half; still reads.
   void FinishSending();
-  // The descriptor, -1 when closed.
+  // Returns the descriptor; -1 if closed.
   int Number() const { return DescriptorNumber(); }
 
  protected:

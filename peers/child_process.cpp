@@ -38,7 +38,7 @@ Pipe OpenPipe() {
 ChildProcess::ChildProcess(const std::string& program, const std::vector<std::string>& arguments,
                            const std::function<void()>& prepare) {
   Pipe output = OpenPipe();
-  Pipe report = OpenPipe();  // closed by exec, or gets the errno value of its failure
+  Pipe report = OpenPipe();  // closed by exec, or receives the errno value if exec fails
   std::vector<std::string> texts{program};
   texts.insert(texts.end(), arguments.begin(), arguments.end());
   std::vector<char*> pointers;
@@ -46,7 +46,7 @@ ChildProcess::ChildProcess(const std::string& program, const std::vector<std::st
   for (std::string& text : texts) pointers.push_back(text.data());
   pointers.push_back(nullptr);
 
-  id_ = fork();  // NOLINT(cppcoreguidelines-prefer-member-initializer): only after the pipes are there
+  id_ = fork();  // NOLINT(cppcoreguidelines-prefer-member-initializer): needs the pipes first
   if (id_ < 0) throw std::system_error(errno, std::generic_category(), "fork");
   if (id_ == 0) {
     for (const int signal : {SIGPIPE, SIGXFSZ}) std::signal(signal, SIG_DFL);
@@ -102,7 +102,7 @@ std::optional<int> ChildProcess::Status() {
   int status = 0;
   rusage used{};
   if (!status_ && wait4(id_, &status, WNOHANG, &used) == id_) {
-    peak_memory_kib_ = used.ru_maxrss;  // NOLINT(cppcoreguidelines-pro-type-union-access): the C library made it one
+    peak_memory_kib_ = used.ru_maxrss;  // NOLINT(cppcoreguidelines-pro-type-union-access): a union in the C library
     status_ = WIFSIGNALED(status) ? kSignalBase + WTERMSIG(status) : WEXITSTATUS(status);
   }
   return status_;

@@ -1,4 +1,4 @@
-// A child process whose standard output is collected.
+// A child process, with its standard output collected.
 
 #ifndef PEERS_CHILD_PROCESS_H_
 #define PEERS_CHILD_PROCESS_H_
@@ -15,11 +15,11 @@
 
 class ChildProcess {
  public:
-  // Starts the program at a path. `prepare` runs in the child between fork and exec, and may make async-signal-safe
-  // calls only. Throws std::system_error when the program cannot be started.
+  // Starts the program at a path. `prepare` runs in the child between fork and exec and may call only async-signal-safe
+  // functions. Throws std::system_error if the program cannot be started.
   ChildProcess(const std::string& program, const std::vector<std::string>& arguments,
                const std::function<void()>& prepare = nullptr);
-  // Kills a child that still runs.
+  // Kills the child if it is still running.
   ~ChildProcess();
   ChildProcess(const ChildProcess&) = delete;
   ChildProcess& operator=(const ChildProcess&) = delete;
@@ -28,17 +28,17 @@ class ChildProcess {
   Channel& Output() { return *output_; }
   void Signal(int signal) const;
 
-  // Whether a running child is runnable, and its number of voluntary context switches.
+  // Return whether the child is on the run queue, and its number of voluntary context switches.
   bool IsBusy() const;
   long Sleeps() const { return Count("voluntary_ctxt_switches:"); }
-  // The peak resident memory; 0 where the system does not tell.
+  // Returns the peak resident memory; 0 if the system does not report it.
   long PeakMemoryKiB() const { return status_ ? peak_memory_kib_ : Count("VmHWM:"); }
 
-  // The exit status, or 128 plus the signal that killed the child; none while it runs.
+  // Returns the exit status, or 128 plus the signal that killed the child; nothing while it runs.
   std::optional<int> Status();
 
  private:
-  // The number after a name in /proc/PID/status.
+  // Returns the number after a name in /proc/PID/status.
   long Count(const std::string& name) const;
 
   pid_t id_ = -1;

@@ -31,7 +31,7 @@ Listener::Listener(const std::string& address, int backlog, std::int32_t port) {
   }
   const platform::SocketAddress& where = list->addresses.front();
   listening_ = platform::OpenStreamSocket(where.family);
-  // A fixed port can be had again while connections of the last run are still in TIME_WAIT.
+  // Allow a fixed port to be reused while connections of the last run are in TIME_WAIT.
   const int on = 1;
   if (port != 0) setsockopt(listening_.Number(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
   Require(bind(listening_.Number(), reinterpret_cast<const sockaddr*>(where.bytes.data()),

@@ -1,4 +1,4 @@
-// A listening TCP port of this computer.
+// A listening TCP port on this computer.
 
 #ifndef PEERS_LISTENER_H_
 #define PEERS_LISTENER_H_
@@ -15,17 +15,17 @@
 
 class Listener : public platform::EventSource {
  public:
-  // Listens at once on a numeric address of this computer, with room for so many connections that were not yet
-  // accepted; port 0 takes a free one. Throws std::system_error when it cannot.
+  // Starts to listen on a numeric local address, with a queue of `backlog` connections not yet accepted; port 0 picks a
+  // free port. Throws std::system_error on failure.
   explicit Listener(const std::string& address = "127.0.0.1", int backlog = kUsualBacklog, std::int32_t port = 0);
 
   std::int32_t Port() const { return port_; }
-  // The connection that was accepted last; null before the first.
+  // Returns the last accepted connection; null before the first.
   Channel* Peer() const { return peer_.get(); }
-  // Hands over the last connection, which the next one would otherwise replace.
+  // Transfers ownership of the last connection, which the next one would otherwise replace.
   std::unique_ptr<Channel> TakePeer() { return std::move(peer_); }
-  std::function<void()> OnAccept;  // called with a new Peer in place
-  bool Paused = false;             // accepts nobody
+  std::function<void()> OnAccept;  // called after a new Peer was accepted
+  bool Paused = false;             // does not accept connections
 
  protected:
   platform::Interest PrepareToWait() override { return {.descriptor = listening_.Number(), .read = !Paused}; }

@@ -1,4 +1,4 @@
-// A pseudo-terminal in place of a serial line: the driver opens Path, this side is the interface.
+// A pseudo-terminal in place of a serial line: the driver opens Path; this side is the interface.
 
 #ifndef PEERS_PSEUDO_TERMINAL_H_
 #define PEERS_PSEUDO_TERMINAL_H_
@@ -10,14 +10,14 @@
 
 class PseudoTerminal {
  public:
-  // Throws std::system_error when none is available.
+  // Throws std::system_error if none is available.
   PseudoTerminal();
 
   const std::string& Path() const { return path_; }
   Channel& Line() { return *line_; }
-  // Waits, without running the event pump, until what Line has sent can be read on the driver's side.
+  // Waits, without running the event pump, until bytes sent by Line can be read on the driver's side.
   bool WaitForInput() const;
-  // Hangs up, as an adapter that is pulled out does.
+  // Hangs up, like an adapter that is unplugged.
   void HangUp() { line_->Close(); }
 
  private:

@@ -8,7 +8,7 @@
 
 platform::Descriptor OpenSerialLine(const std::string& name) {
   const std::string path = name.find('/') == std::string::npos ? "/dev/" + name : name;
-  // Non-blocking, or the call would wait for a modem's carrier.
+  // O_NONBLOCK, so that the call does not wait for a modem's carrier.
   platform::Descriptor line(open(path.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC));
   termios settings{};
   bool usable = line.IsOpen() && tcgetattr(line.Number(), &settings) == 0;

@@ -1,4 +1,4 @@
-// The interface's end of a real serial line: another port of this computer, joined to the driver's by a null modem.
+// The interface's end of a real serial line: another port of this computer, connected to the driver's by a null modem.
 
 #ifndef PEERS_SERIAL_LINE_H_
 #define PEERS_SERIAL_LINE_H_
@@ -7,9 +7,9 @@
 
 #include "platform/descriptor.h"
 
-// Opens a port as the interface does: 9600 baud, 8 data bits, no parity, raw. Pending input is discarded. A name
-// without a slash is looked up under /dev, as the driver does. Throws std::system_error when it cannot be opened or is
-// no terminal.
+// Opens a port with the interface's settings: 9600 baud, 8 data bits, no parity, raw. Discards pending input. Like the
+// driver, looks up a name without a slash under /dev. Throws std::system_error if the port cannot be opened or is not a
+// terminal.
 platform::Descriptor OpenSerialLine(const std::string& name);
 
 #endif  // PEERS_SERIAL_LINE_H_

@@ -1,4 +1,4 @@
-// The host's end of the host link: listens for the driver, sends commands, parses the handshake and the log packets.
+// The host's end of the host link: listens for the driver, sends commands, and parses the handshake and log packets.
 
 #ifndef PEERS_SIMULATED_HOST_H_
 #define PEERS_SIMULATED_HOST_H_
@@ -13,13 +13,13 @@
 #include "message/quorvane_command.h"
 #include "peers/listener.h"
 
-// A device command for the unit at an address.
+// Returns a device command for the unit at an address.
 cQuorvaneCommand DeviceCommand(std::string_view address, std::string_view command, std::string_view packet_id);
 
-// A command for the driver process itself, by its letter.
+// Returns the controller command with this letter.
 cQuorvaneCommand ControllerCommand(std::string_view letter);
 
-// The controller command that passes bytes to the device as they are.
+// Returns the controller command that sends bytes to the device unchanged.
 cQuorvaneCommand RawDataCommand(std::string_view bytes);
 
 class SimulatedHost {
@@ -33,20 +33,20 @@ class SimulatedHost {
   SimulatedHost();
 
   std::int32_t Port() const { return listener_.Port(); }
-  // The link to the driver, null until it has connected.
+  // Returns the link to the driver; null until it has connected.
   Channel* Link() const { return listener_.Peer(); }
 
   void Send(cQuorvaneCommand command) const { Link()->Send(command.GetRawCommand()); }
 
-  // What the driver has sent so far.
+  // Return what the driver has sent so far.
   const std::optional<std::string>& ConnectionID() const { return connection_id_; }
   const std::vector<LogLine>& Log() const { return log_; }
-  // The log so far, each line as "LEVEL TEXT".
+  // Returns the log so far, each line as "LEVEL TEXT".
   std::vector<std::string> Lines() const;
   void ForgetLog() { log_.clear(); }
-  // Whether such a log line has come.
+  // Whether the driver has logged this text.
   bool HasLogged(std::string_view text) const;
-  // Bytes that are neither the handshake nor a log packet. There should be none.
+  // Returns received bytes that are not part of the handshake or a log packet. There should be none.
   const std::string& Unexpected() const { return unexpected_; }
 
   std::function<void()> OnHandshake;

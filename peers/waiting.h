@@ -1,4 +1,4 @@
-// Waits for a condition, with a limit, while the event pump runs.
+// Waits for a condition, with a time limit, while the event pump runs.
 
 #ifndef PEERS_WAITING_H_
 #define PEERS_WAITING_H_
@@ -7,14 +7,13 @@
 #include <cstdint>
 #include <functional>
 
-// A time limit that is counted in short waits rather than on the clock: a machine that is slow or was suspended does
-// not use it up.
+// A time limit counted in short waits instead of clock time, so that a slow or suspended machine does not use it up.
 class Patience {
  public:
-  // Ends after `most` times its length, however often it is renewed.
+  // The limit is `each`; Renew restarts it, but the total never exceeds `most` times `each`.
   explicit Patience(std::chrono::milliseconds each, int most = 1);
 
-  // Runs the pump for a slice; false once none is left.
+  // Runs the pump for one short wait; returns false when the limit is used up.
   [[nodiscard]] bool Wait();
 
   void Renew() { left_ = each_; }

@@ -33,7 +33,8 @@ class AddressLookup {
   // Starts to look up a name. Destroying the object abandons the lookup without waiting for it.
   AddressLookup(const std::string& host, std::int32_t port);
 
-  // Returns a descriptor that is readable when the lookup is done; -1 if no pipe could be created, and it is already done.
+  // Returns a descriptor that is readable when the lookup is done; -1 if no pipe could be created, and it is already
+  // done.
   int DescriptorNumber() const { return done_.Number(); }
 
   // Returns the result; waits for it if necessary. Call only once.

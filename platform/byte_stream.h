@@ -1,9 +1,9 @@
 // Common base class of TcpClientSocket and SerialPort: receives from a descriptor, sends queued output, and raises data
 // and error events.
 //
-// A data event delivers the bytes of one bounded receive, and is never raised while the same stream's data handler runs.
-// Bytes received before an error or the end of the stream are delivered before the error event, which is raised once. A
-// failed stream has no descriptor.
+// A data event delivers the bytes of one bounded receive, and is never raised while the same stream's data handler
+// runs. Bytes received before an error or the end of the stream are delivered before the error event, which is raised
+// once. A failed stream has no descriptor.
 
 #ifndef PLATFORM_BYTE_STREAM_H_
 #define PLATFORM_BYTE_STREAM_H_
@@ -24,7 +24,8 @@ class ByteStream : public EventSource {
   // The default and maximum number of bytes per data event.
   static constexpr std::size_t kReceiveSize = std::size_t{64} * 1024;
 
-  // Sends queued output and raises pending events, without waiting. Within the stream's own data handler, it only sends.
+  // Sends queued output and raises pending events, without waiting. Within the stream's own data handler, it only
+  // sends.
   void Poll();
 
   // Returns and removes all bytes received so far. Outside a data event, also reads what is available in the kernel.
@@ -69,8 +70,8 @@ class ByteStream : public EventSource {
   // Closes the descriptor and discards received and queued bytes; keeps the last error code. Raises no event.
   void CloseStream();
 
-  // Closes the descriptor because of an error, which becomes the last error code. The next poll or pass raises the error
-  // event.
+  // Closes the descriptor because of an error, which becomes the last error code. The next poll or pass raises the
+  // error event.
   void Fail(std::int32_t error);
 
   // Like Fail, but after all input has been delivered: for a transport that can no longer send but may hold input.

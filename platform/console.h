@@ -8,7 +8,8 @@
 namespace platform {
 
 // Writes the text and a line end immediately, without buffering or allocating. All writes of the process together block
-// for at most one second; later output that would block is dropped, as is output to a closed console. Reports no errors.
+// for at most one second; later output that would block is dropped, as is output to a closed console. Reports no
+// errors.
 void PrintLine(std::string_view text);
 
 // Like PrintLine, followed by an empty line.

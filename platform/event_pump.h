@@ -4,7 +4,7 @@
 //  1. Events are raised only within Run, or within RunOnly for the source passed to it.
 //  2. A handler may create, close or destroy any source, including its own, and may call Run or RunOnly again.
 //  3. If a source is destroyed, or its descriptor closed or replaced, before its turn, its readiness is dropped.
-//  4. Run takes its full time on the monotonic clock, sleeps in the kernel, and ends on time no matter how much arrives.
+//  4. Run takes its full time on the monotonic clock, sleeps in the kernel, and ends on time however much arrives.
 
 #ifndef PLATFORM_EVENT_PUMP_H_
 #define PLATFORM_EVENT_PUMP_H_

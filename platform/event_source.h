@@ -53,8 +53,8 @@ class EventSource {
   // Called at the start of a pass: sends queued output and returns what to wait for. Raises no events.
   virtual Interest PrepareToWait() = 0;
 
-  // Called when a descriptor is ready, has failed or was hung up, when an event is pending, or when the source is due. May
-  // raise events.
+  // Called when a descriptor is ready, has failed or was hung up, when an event is pending, or when the source is due.
+  // May raise events.
   virtual void HandleReady() = 0;
 
   // Must be called when the source's descriptor is closed or replaced, to drop the old one's readiness.

@@ -27,8 +27,8 @@ class Failure {
   Failure& operator=(const Failure&) = delete;
   virtual ~Failure() = default;
 
-  // Returns the function names on the stack where the failure was thrown, innermost first, without the runtime's frames.
-  // Throws if they cannot be determined, for example for lack of memory.
+  // Returns the function names on the stack where the failure was thrown, innermost first, without the runtime's
+  // frames. Throws if they cannot be determined, for example for lack of memory.
   virtual std::vector<std::string> Stack() const;
 
  private:

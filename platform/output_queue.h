@@ -19,8 +19,8 @@ class OutputQueue {
   void Append(std::string_view bytes) { bytes_ += bytes; }
   void Clear();
 
-  // Makes one attempt to send the queued bytes. Returns 0, or the errno value of a failure, which clears the queue. A full
-  // descriptor (EAGAIN) is not a failure.
+  // Makes one attempt to send the queued bytes. Returns 0, or the errno value of a failure, which clears the queue. A
+  // full descriptor (EAGAIN) is not a failure.
   [[nodiscard]] std::int32_t SendTo(int descriptor);
 
  private:

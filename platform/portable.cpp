@@ -1,5 +1,5 @@
-// The fortified ppoll of Debian 12's C library takes a timespec with 32-bit times on a 32-bit machine, even if time_t has
-// 64 bits.
+// The fortified ppoll of Debian 12's C library takes a timespec with 32-bit times on a 32-bit machine, even if time_t
+// has 64 bits.
 #undef _FORTIFY_SOURCE
 
 #include "platform/portable.h"

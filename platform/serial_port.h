@@ -1,9 +1,9 @@
 // A local serial line. Derive from it to receive its events.
 //
-// Call Find, make the settings, then call Open. A write blocks until the line has accepted every byte: writes are short,
-// and callers need to know when the bytes have left. Every call is bounded: a line that accepts no byte for kPatience
-// fails. Time for which the process is stopped does not count. A failed line is closed at once, so that an adapter that
-// is plugged in again gets the same name; later writes are dropped.
+// Call Find, make the settings, then call Open. A write blocks until the line has accepted every byte: writes are
+// short, and callers need to know when the bytes have left. Every call is bounded: a line that accepts no byte for
+// kPatience fails. Time for which the process is stopped does not count. A failed line is closed at once, so that an
+// adapter that is plugged in again gets the same name; later writes are dropped.
 
 #ifndef PLATFORM_SERIAL_PORT_H_
 #define PLATFORM_SERIAL_PORT_H_
@@ -53,8 +53,8 @@ class SerialPort : public ByteStream {
   // Returns when all written bytes have been transmitted or the line has failed.
   void WaitTransmitted();
 
-  // Limits the total time of all later writes and transmit waits; the line fails when it is used up. Only the first call
-  // after Open has an effect.
+  // Limits the total time of all later writes and transmit waits; the line fails when it is used up. Only the first
+  // call after Open has an effect.
   void SetOutputDeadline(std::chrono::nanoseconds time);
 
   // Discards pending input and output; returns the number of input bytes discarded.

@@ -1,7 +1,7 @@
 // An outgoing TCP connection. Derive from it to receive its events.
 //
-// Connect returns at once; a poll or a pump run raises the outcome as one event. After an error, writes are dropped until
-// the next Connect.
+// Connect returns at once; a poll or a pump run raises the outcome as one event. After an error, writes are dropped
+// until the next Connect.
 
 #ifndef PLATFORM_TCP_CLIENT_SOCKET_H_
 #define PLATFORM_TCP_CLIENT_SOCKET_H_
@@ -33,8 +33,8 @@ class TcpClientSocket : public ByteStream {
   // Closes the connection and discards all bytes in both directions. Raises no event.
   void Close();
 
-  // Queues bytes, which are sent at the start of the next poll or pump pass, or after the connected event. Drops them if
-  // the socket is neither connected nor connecting.
+  // Queues bytes, which are sent at the start of the next poll or pump pass, or after the connected event. Drops them
+  // if the socket is neither connected nor connecting.
   void Write(std::string_view bytes);
 
   bool IsConnected() const { return IsOpen(); }

@@ -1,4 +1,5 @@
-// Byte strings: case-insensitive comparison, parsing of numbers, UTF-8 characters. Pure functions that accept any bytes.
+// Byte strings: case-insensitive comparison, parsing of numbers, UTF-8 characters. Pure functions that accept any
+// bytes.
 
 #ifndef PLATFORM_TEXT_H_
 #define PLATFORM_TEXT_H_

@@ -34,7 +34,9 @@ Device::TcpAddress ReadTcpAddress(const std::string& text) {
     throw UsageError("invalid address " + Quoted(text) +
                      ": expected ADDRESS:PORT, such as 192.0.2.7:4001 or [2001:db8::7]:4001");
   }
-  if (address.port < 1 || address.port > kHighestPort) throw UsageError("invalid port in " + Quoted(text) + ": expected 1 to 65535");
+  if (address.port < 1 || address.port > kHighestPort) {
+    throw UsageError("invalid port in " + Quoted(text) + ": expected 1 to 65535");
+  }
   return address;
 }
 

@@ -20,8 +20,8 @@ class Player {
   // The same at a terminal, with line editing, until `quit`.
   void PlayTerminal();
 
-  // Whether a step failed, and whether a line was not a valid step. At a terminal, a mistyped line does not count, and a
-  // step ended by Ctrl-C counts only if it was an expectation.
+  // Whether a step failed, and whether a line was not a valid step. At a terminal, a mistyped line does not count, and
+  // a step ended by Ctrl-C counts only if it was an expectation.
   bool Failed() const { return failed_; }
   bool HadWrongLine() const { return had_wrong_line_; }
 

@@ -29,8 +29,8 @@ struct Script {
   std::string Position(const Line& line) const { return name + ":" + std::to_string(line.number); }
 };
 
-// Reads a script from a file, or from standard input if `path` is "-". Throws ScriptError if it cannot be read, contains
-// no steps or contains an invalid line.
+// Reads a script from a file, or from standard input if `path` is "-". Throws ScriptError if it cannot be read,
+// contains no steps or contains an invalid line.
 Script ReadScript(const std::string& path);
 
 // Returns the script that is played if none is named.

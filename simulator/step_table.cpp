@@ -123,8 +123,9 @@ constexpr std::array kRows{
     StepRow{.words = "fault host close", .help = "the host closes its link normally", .perform = Fault<CloseHost>},
     StepRow{.words = "fault host reset", .help = "the host resets its link", .perform = Fault<ResetHost>},
     StepRow{
-        .words = "fault host finish", .help = "the host closes its sending half but still reads", .perform = Fault<FinishHost>},
-    StepRow{.words = "fault driver stop", .help = "the driver process is stopped (SIGSTOP)", .perform = Fault<StopDriver>},
+        .words = "fault host finish", .help = "the host stops sending but still reads", .perform = Fault<FinishHost>},
+    StepRow{
+        .words = "fault driver stop", .help = "the driver process is stopped (SIGSTOP)", .perform = Fault<StopDriver>},
     StepRow{.words = "fault driver continue",
             .help = "the driver process is continued (SIGCONT)",
             .perform = Fault<ContinueDriver>},

@@ -1,4 +1,4 @@
-// What both ports promise their user, on a pseudo-terminal and a loopback connection.
+// The contract of both ports, on a pseudo-terminal and a loopback connection.
 
 #include "ports/abstract_port.h"
 
@@ -12,7 +12,7 @@ namespace {
 
 using testing::ElementsAre;
 
-// Records its events; a test may do something after each.
+// Records events; a test may run an action after each.
 class Receiver : public iAbstractPortReceiver {
  public:
   std::vector<std::string> events;
@@ -62,7 +62,7 @@ class Ports : public testing::TestWithParam<bool> {
   void TearDown() override { State() = {}; }
 
   Channel& Device() { return GetParam() ? *listener->Peer() : terminal->Line(); }
-  // Sends from the device, and waits until it has come through without letting the port see it.
+  // Sends from the device and waits until the bytes have arrived, without running the port.
   void SendFromDevice(std::string_view bytes) {
     Device().Send(bytes);
     platform::EventPump::Instance().RunOnly(Device());
@@ -73,8 +73,8 @@ class Ports : public testing::TestWithParam<bool> {
 INSTANTIATE_TEST_SUITE_P(SerialAndIP, Ports, testing::Bool(),
                          [](const auto& parameter) { return parameter.param ? "IP" : "Serial"; });
 
-TEST_P(Ports, TellTheReceiverOfInputAndOfOneError) {
-  SendFromDevice("lost");  // nobody is there to hear it
+TEST_P(Ports, ReportInputAndOneErrorToReceiver) {
+  SendFromDevice("lost");  // no receiver is set
   platform::EventPump::Instance().Run(0);
   port->PortSetParent(receiver);
   SendFromDevice("heard");
@@ -89,7 +89,7 @@ TEST_P(Ports, TellTheReceiverOfInputAndOfOneError) {
   EXPECT_THAT(host->Logged(), testing::IsEmpty());
 }
 
-TEST_P(Ports, CloseSendsWhatIsQueuedAndKeepsTheReceiver) {
+TEST_P(Ports, CloseSendsQueuedOutputAndKeepsReceiver) {
   port->PortSetParent(receiver);
   port->PortSendData("0102U");
   port->PortClose();
@@ -100,7 +100,7 @@ TEST_P(Ports, CloseSendsWhatIsQueuedAndKeepsTheReceiver) {
   EXPECT_THAT(receiver->events, testing::IsEmpty());
 }
 
-TEST_P(Ports, ClearClosesAndReleasesTheReceiverOnceItHasReturned) {
+TEST_P(Ports, ClearClosesAndReleasesReceiverAfterItsCallReturns) {
   for (const bool by_an_error : {false, true}) {
     SetUp();
     const std::weak_ptr<Receiver> watched = receiver = std::make_shared<Receiver>();
@@ -118,7 +118,7 @@ TEST_P(Ports, ClearClosesAndReleasesTheReceiverOnceItHasReturned) {
   }
 }
 
-TEST_P(Ports, FlushDropsInputAloneAndIsToldInDebugMode) {
+TEST_P(Ports, FlushDiscardsOnlyInputAndLogsInDebugMode) {
   port->PortSetParent(receiver);
   port->PortSendData("0102U");
   port->PortFlush();

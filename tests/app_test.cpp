@@ -1,4 +1,4 @@
-// The whole driver inside the test, with a host and a device at its sides, on a clock that takes no time.
+// The complete driver in the test process, between a host and a device, on a virtual clock.
 
 #include "app/app.h"
 
@@ -27,9 +27,9 @@ class AppTest : public testing::Test {
   SimulatedHost host;
   PseudoTerminal terminal;
   Listener network_device;
-  const std::int32_t refusing = Listener().Port();  // nobody listens there any more
+  const std::int32_t refusing = Listener().Port();  // nothing listens there any more
   App app;
-  std::string console;  // what the last session wrote to it
+  std::string console;  // output of the last session
 
   std::vector<std::string> Serial(const std::string& port) const {
     return {"driver", port, "127.0.0.1", std::to_string(host.Port()), "17"};
@@ -40,7 +40,7 @@ class AppTest : public testing::Test {
 
   void SetUp() override { State() = {}; }
 
-  // Runs a session and returns the pump's runs after the start pause.
+  // Runs a session; returns the pump's runs after the start pause.
   std::vector<std::string> Run(const std::vector<std::string>& arguments) {
     clock.waits.clear();
     testing::internal::CaptureStdout();
@@ -51,7 +51,7 @@ class AppTest : public testing::Test {
     return runs;
   }
 
-  // Time goes on after the ready line only when the host has read it; then the host sends this.
+  // Stops time until the host has received the ready line; the host then sends `message`.
   void SendWhenReady(const cQuorvaneCommand& message) {
     clock.may_pass = [this] { return State().Driver == nullptr || host.HasLogged(App::kReadyLine); };
     host.OnLog = [this, message](const SimulatedHost::LogLine& line) {
@@ -60,7 +60,7 @@ class AppTest : public testing::Test {
   }
 };
 
-TEST_F(AppTest, OneArgumentAsksForTheBannerAndTooFewForTheUsage) {
+TEST_F(AppTest, PrintsBannerForOneArgumentAndUsageForTooFew) {
   Run({"driver", "IP"});
   EXPECT_EQ(console,
             "Quorvane Torvy Driver\r\nCopyright (c) 2026 the Torvy driver developers\r\nversion 1 (build 001)\r\n");
@@ -73,7 +73,7 @@ TEST_F(AppTest, OneArgumentAsksForTheBannerAndTooFewForTheUsage) {
   }
 }
 
-TEST_F(AppTest, StartPauseIsDrawnFrom100To3000Milliseconds) {
+TEST_F(AppTest, StartPauseIsRandomFrom100To3000Milliseconds) {
   struct Stop {};
   std::set<std::int64_t> pauses;
   clock.before_wait = [&](const VirtualClock::Wait& wait) -> int {
@@ -89,7 +89,7 @@ TEST_F(AppTest, StartPauseIsDrawnFrom100To3000Milliseconds) {
   EXPECT_EQ(pauses.size(), 2901U);
 }
 
-TEST_F(AppTest, HostThatRefusesIsWaitedForFifteenSeconds) {
+TEST_F(AppTest, WaitsFifteenSecondsForHostThatRefuses) {
   std::vector<std::string> arguments = Serial(terminal.Path());
   arguments[3] = std::to_string(refusing);
   Run(arguments);
@@ -100,7 +100,7 @@ TEST_F(AppTest, HostThatRefusesIsWaitedForFifteenSeconds) {
   EXPECT_EQ(State().DevicePort, nullptr);
 }
 
-TEST_F(AppTest, ServesASerialDeviceUntilTheHostAsksItToQuit) {
+TEST_F(AppTest, ServesSerialDeviceUntilHostAsksToQuit) {
   SendWhenReady(DeviceCommand("0102", "ON", "1"));
   int slices = 0;
   clock.before_wait = [&](const VirtualClock::Wait& wait) {
@@ -119,7 +119,7 @@ TEST_F(AppTest, ServesASerialDeviceUntilTheHostAsksItToQuit) {
   EXPECT_EQ(std::dynamic_pointer_cast<cSerialPortAbstractor>(State().DevicePort)->Parent, State().Driver);
 }
 
-TEST_F(AppTest, ServesANetworkDeviceNamedByTheLastTwoArguments) {
+TEST_F(AppTest, ServesNetworkDeviceNamedByLastTwoArguments) {
   SendWhenReady(ControllerCommand("P"));
   std::vector<std::string> arguments = Ip(network_device.Port());
   arguments.insert(arguments.begin() + 5, {"127.0.0.9", "1"});
@@ -129,13 +129,13 @@ TEST_F(AppTest, ServesANetworkDeviceNamedByTheLastTwoArguments) {
   EXPECT_EQ(std::dynamic_pointer_cast<cIPStreamAbstractor>(State().DevicePort)->Parent, State().Driver);
 }
 
-TEST_F(AppTest, PortThatCannotBeHadIsLoggedAndEndsTheProcess) {
+TEST_F(AppTest, LogsAndExitsIfPortCannotBeOpened) {
   EXPECT_THAT(Run(Serial("/dev/null")), ElementsAre("10 ms, poll", "1000 ms", "100 x 10 ms"));
   EXPECT_THAT(host.Lines(), ElementsAre("4 torvy: unable to open the port named: /dev/null"));
   EXPECT_EQ(console, "");
 }
 
-TEST_F(AppTest, TellsOfItsStartInDebugMode) {
+TEST_F(AppTest, LogsStartInDebugMode) {
   host.OnHandshake = [this] { host.Send(ControllerCommand("D")); };
   clock.may_pass = [] { return State().HostSocket == nullptr || State().DebugMode; };
   EXPECT_THAT(Run(Serial("no-such-port")), Contains("100 x 10 ms"));
@@ -154,7 +154,7 @@ TEST_F(AppTest, TellsOfItsStartInDebugMode) {
                                         "2 IP Open  to 127.0.0.1:" + port + " failed."));
 }
 
-TEST_F(AppTest, DropsCommandsWhileTheDeviceDoesNotAnswer) {
+TEST_F(AppTest, DropsCommandsUntilDeviceIsConnected) {
   host.OnHandshake = [this] {
     host.Send(DeviceCommand("0102", "ON", "1"));
     host.Send(RawDataCommand("0102U"));
@@ -165,7 +165,7 @@ TEST_F(AppTest, DropsCommandsWhileTheDeviceDoesNotAnswer) {
   EXPECT_THAT(host.Lines(), ElementsAre(kQuit, testing::StartsWith("2 IP Open  to ")));
 }
 
-TEST(ProcessState, ReleasesThePortThenTheDriverThenTheHostSocket) {
+TEST(ProcessState, ReleasesPortThenDriverThenHostSocket) {
   std::string order;
   const auto named = [&order](const char* name) {
     return std::shared_ptr<void>(nullptr, [&order, name](void*) { order += name; });

@@ -1,4 +1,4 @@
-// Runs a function in a child of the test, which may end in any way.
+// Runs a function in a child process, which may end in any way.
 
 #ifndef TESTS_CHILD_H_
 #define TESTS_CHILD_H_
@@ -21,14 +21,14 @@ struct End {
   bool IsExit(int expected) const { return WIFEXITED(status) && WEXITSTATUS(status) == expected; }
 };
 
-// `run` returns the child's exit status.
+// Runs `run`, which returns the child's exit status.
 inline End InAChild(const std::function<int()>& run) {
   std::array<int, 2> console{};
   EXPECT_EQ(pipe(console.data()), 0);
   const pid_t child = fork();
   if (child == 0) {
     dup2(console[1], STDOUT_FILENO);
-    close(STDERR_FILENO);  // where the C++ library has its say
+    close(STDERR_FILENO);  // silence the C++ library's message
     const rlimit no_core{};
     setrlimit(RLIMIT_CORE, &no_core);
     _exit(run());

@@ -6,7 +6,7 @@ namespace {
 
 constexpr std::string_view kOnForA1 = "58 10 61 40 4C 58 00 30 32 30 30 00 00 00 20 0D";
 
-TEST(CommonPacket, BuildsWithDefaultsAndKeepsThem) {
+TEST(CommonPacket, AppliesDefaultsAndKeepsThem) {
   Probe message;
   message.SetCommand("2");
   message.SetHouseCode("A");
@@ -30,7 +30,7 @@ TEST(CommonPacket, BuildsWithDefaultsAndKeepsThem) {
   EXPECT_EQ(parsed.RawCommonCommand, Bytes(kOnForA1));
 }
 
-TEST(CommonPacket, BuildsTheTailThatTheCommandAsksFor) {
+TEST(CommonPacket, BuildsTailForCommand) {
   const auto build = [](std::string_view command, void (*fill)(cQuorvaneCommand&)) {
     cQuorvaneCommand message;
     message.SetCommand(command);
@@ -69,7 +69,7 @@ TEST(CommonPacket, AcceptsKindsInEitherCase) {
   EXPECT_FALSE(cQuorvaneCommand().InitFromCommonMessage(""));
 }
 
-TEST(CommonPacket, ReadsNothingPastTheEndAndKeepsNothingOfThePacketBefore) {
+TEST(CommonPacket, IgnoresBytesPastEndAndPreviousPacket) {
   const std::string before = Bytes("4D 10 61 C9 4D 59 00 31 33 43 44 09 31 34 47 47");
   const std::string packet = Bytes("6D 02 61 C8 4C 58 C0 30 32 41 42 4C 30 33 46 46 46");
   for (std::size_t length = 1; length <= packet.size(); ++length) {
@@ -86,13 +86,13 @@ TEST(CommonPacket, ReadsNothingPastTheEndAndKeepsNothingOfThePacketBefore) {
               texts);
     EXPECT_EQ(message.PacketLength, length > 1 ? 2 : 0);
     EXPECT_EQ(message.TransactionID, length > 3 ? 200 : 0);
-    EXPECT_EQ(message.level, 0);  // the code of "L" is no level
+    EXPECT_EQ(message.level, 0);  // the code of "L" is read as 0
     EXPECT_EQ(message.param1 + message.param2, length > 13 ? 0x63 : length > 12 ? 0x30 : 0);
     EXPECT_EQ(message.rawAnalog16, length < 14 ? 0 : 0x3FF >> 4 * (16 - std::min<std::size_t>(length, 16)));
   }
 }
 
-TEST(CommonPacket, ReplacesLowBatteryFormsButTheCommandToQuit) {
+TEST(CommonPacket, ReplacesLowBatteryFormsExceptQuit) {
   const struct {
     std::string_view flags_and_command;
     std::string stored;
@@ -107,14 +107,14 @@ TEST(CommonPacket, ReplacesLowBatteryFormsButTheCommandToQuit) {
     packet[6] = Bytes(c.flags_and_command)[0];
     packet[8] = Bytes(c.flags_and_command)[1];
     cQuorvaneCommand message;
-    message.fCCM = true;  // of another packet: this one's own bit counts
+    message.fCCM = true;  // from an earlier packet: this packet's own bit decides
     ASSERT_TRUE(message.InitFromCommonMessage(packet));
     EXPECT_EQ(message.Command, c.stored);
     EXPECT_EQ(message.LowBattery, c.low);
   }
 }
 
-TEST(CommonPacket, ReadsLogPackets) {
+TEST(CommonPacket, ParsesLogPackets) {
   const std::pair<std::string_view, std::string> cases[] = {
       {"4C 06 02 61 62 63", "2abc"}, {"4C 07 48 65 6C 6C 6F", "4Hello"}, {"4C 03 04", "4"}, {"4C 02", "0"}};
   for (const auto& [packet, level_and_text] : cases) {
@@ -124,7 +124,7 @@ TEST(CommonPacket, ReadsLogPackets) {
   }
 }
 
-TEST(Flags, ViewsFollowTheBitsAndAreNeverCleared) {
+TEST(Flags, SetBoolFieldsAndNeverClearThem) {
   std::string packet = Bytes(kOnForA1);
   for (int flags = 0; flags < 256; ++flags) {
     packet[6] = static_cast<char>(flags);
@@ -132,7 +132,7 @@ TEST(Flags, ViewsFollowTheBitsAndAreNeverCleared) {
     ASSERT_TRUE(message.InitFromCommonMessage(packet));
     const bool views[] = {message.fDoTransmit, message.fCCM,         message.fAddressOnly, message.fCommandOnly,
                           message.fWireless,   message.fPassThrough, message.fStacked};
-    for (int i = 0; i < 7; ++i) EXPECT_EQ(views[i], (flags & 0x80 >> i) != 0) << flags << " view " << i;
+    for (int i = 0; i < 7; ++i) EXPECT_EQ(views[i], (flags & 0x80 >> i) != 0) << flags << " field " << i;
   }
   Probe message;
   message.SetFlag("&b00000010");
@@ -165,11 +165,11 @@ TEST(Addressing, MapsHouseLettersAndUnitNumbersToDigits) {
   EXPECT_EQ(message.Address2, "FFFFFFF0");
   message.Address1 = message.Address2 = "\x80";
   EXPECT_EQ(message.GetHouseCode() + message.GetUnitCode(), "A1");
-  message.Address1 = message.Address2 = "FFFFFFFFFFFFFFFFFFFF";  // wraps, and must not overflow
+  message.Address1 = message.Address2 = "FFFFFFFFFFFFFFFFFFFF";  // wraps without undefined overflow
   EXPECT_EQ(message.GetHouseCode() + message.GetUnitCode(), "@9223372036854775808");
 }
 
-TEST(RawData, IsTakenNoFurtherThanThePacketsEnd) {
+TEST(RawData, IsLimitedByEndOfPacket) {
   const std::pair<std::string_view, std::string> cases[] = {
       {"58 10 61 40 4C 58 40 30 58 03 01 02 03 20 20 0D", "\x01\x02\x03"},
       {"58 10 61 40 4C 58 40 30 58 C8 01 02 03 20 20 0D", "\x01\x02\x03  \r"},

@@ -1,4 +1,4 @@
-// How the TCP socket comes to its connection: names, several addresses, refusals and silence.
+// Connecting a TCP socket: names, several addresses, refusals and peers that do not answer.
 
 #include <dlfcn.h>
 #include <netdb.h>
@@ -17,12 +17,12 @@
 namespace {
 
 const std::thread::id main_thread = std::this_thread::get_id();
-std::atomic<bool> resolver_is_apart = false;  // in a thread of its own that takes no alarms
+std::atomic<bool> resolver_is_apart = false;  // on a thread of its own, with SIGALRM blocked
 std::atomic<bool> resolver_may_answer = false;
 
 }  // namespace
 
-// Stands before the system's resolver, which is asked for numeric addresses alone: a name lists what it stands for.
+// Replaces the system's resolver, which is called only for numeric addresses: a test name lists its addresses.
 extern "C" int getaddrinfo(const char* name, const char* service, const addrinfo* hints, addrinfo** found) {
   static const auto system_resolver = reinterpret_cast<decltype(&getaddrinfo)>(dlsym(RTLD_NEXT, "getaddrinfo"));
   if (hints != nullptr && (hints->ai_flags & AI_NUMERICHOST) != 0) return system_resolver(name, service, hints, found);
@@ -46,8 +46,8 @@ using testing::ElementsAre;
 
 class Connecting : public TcpClientSocketTest {};
 
-// A listener whose queue of callers is full: the kernel answers no other until `Answer` makes room, and then at the
-// caller's next attempt, a second later.
+// A listener with a full queue: the kernel does not answer a client until `Answer` makes room, and then only at the
+// client's next attempt, a second later.
 class SilentListener : public Listener {
  public:
   SilentListener(const char* address, std::int32_t port) : Listener(address, 0, port) {
@@ -58,7 +58,7 @@ class SilentListener : public Listener {
     }
   }
   void Answer() {
-    for (auto& caller : callers_) caller.reset();  // or one of them would be the next
+    for (auto& caller : callers_) caller.reset();  // otherwise one of them would be accepted next
     Paused = false;
   }
 
@@ -66,8 +66,8 @@ class SilentListener : public Listener {
   std::unique_ptr<Client> callers_[2];
 };
 
-TEST_F(Connecting, TriesTheNextAddressOfANameWhenOneRefusesOrIsSilent) {
-  const SilentListener silent("127.0.0.3", listener.Port());  // nobody listens at 127.0.0.2
+TEST_F(Connecting, TriesNextAddressIfOneRefusesOrDoesNotAnswer) {
+  const SilentListener silent("127.0.0.3", listener.Port());  // nothing listens at 127.0.0.2
   for (const std::string name : {"127.0.0.2 127.0.0.1", "127.0.0.3 127.0.0.1"}) {
     client->events.clear();
     client->Address = name;
@@ -79,8 +79,8 @@ TEST_F(Connecting, TriesTheNextAddressOfANameWhenOneRefusesOrIsSilent) {
   }
 }
 
-TEST_F(Connecting, AnEarlierAttemptMayStillWin) {
-  std::vector<long> attempts;  // the sockets in flight
+TEST_F(Connecting, EarlierAttemptCanStillWin) {
+  std::vector<long> attempts;  // sockets in flight
   SilentListener slow("127.0.0.3", listener.Port());
   const SilentListener silent("127.0.0.4", listener.Port());
   client->Address = "127.0.0.3 127.0.0.4 ::1";
@@ -98,14 +98,14 @@ TEST_F(Connecting, AnEarlierAttemptMayStillWin) {
   slow.Answer();
   EXPECT_TRUE(WaitFor([&] { return slow.Peer() != nullptr && slow.Peer()->Received == "hello"; }));
   EXPECT_THAT(Events(1), ElementsAre("connected"));
-  EXPECT_THAT(attempts, ElementsAre(client->DescriptorNumber()));  // the other is given up
+  EXPECT_THAT(attempts, ElementsAre(client->DescriptorNumber()));  // the other attempt was closed
 }
 
-TEST_F(Connecting, AddressesAreTriedAQuarterOfASecondApart) {
+TEST_F(Connecting, StartsAttemptsAQuarterSecondApart) {
   const SilentListener first("127.0.0.3", listener.Port());
   const SilentListener second("127.0.0.4", listener.Port());
   VirtualClock clock;
-  // Each attempt: its address family, and when it began.
+  // For each attempt, its address family and start time.
   std::vector<std::string> attempts;
   const auto start = MonotonicNow();
   Calls().hooks[kConnect] = [&](long, unsigned long, void* address) {
@@ -114,16 +114,16 @@ TEST_F(Connecting, AddressesAreTriedAQuarterOfASecondApart) {
     attempts.push_back((ipv6 ? "IPv6 " : "IPv4 ") + std::to_string(time.count()));
     return std::nullopt;
   };
-  clock.may_pass = [&] { return !attempts.empty(); };  // not while the name is looked up
+  clock.may_pass = [&] { return !attempts.empty(); };  // not during the lookup
   client->Address = "127.0.0.3 127.0.0.4 ::1";
   client->Connect();
   EventPump::Instance().Run(1000);
-  std::erase(attempts, "IPv6 250");  // refused at once, where there is IPv6 at all; the next address follows it
+  std::erase(attempts, "IPv6 250");  // refused at once if there is IPv6; the next address follows at once
   EXPECT_THAT(attempts, ElementsAre("IPv4 0", "IPv4 250"));
-  EXPECT_LT(clock.waits.size(), 6U);  // no spin
+  EXPECT_LT(clock.waits.size(), 6U);  // does not spin
 }
 
-TEST_F(Connecting, ConnectionToItselfCountsAsRefused) {
+TEST_F(Connecting, TreatsConnectionToItselfAsRefused) {
   client->Port = Listener().Port();
   Calls().hooks[kConnect] = [](long socket, unsigned long size, void* address) {
     bind(static_cast<int>(socket), static_cast<const sockaddr*>(address), static_cast<socklen_t>(size));
@@ -134,7 +134,7 @@ TEST_F(Connecting, ConnectionToItselfCountsAsRefused) {
   EXPECT_THAT(Events(1), ElementsAre(Error(ECONNREFUSED)));
 }
 
-TEST_F(Connecting, DeliversWhatAPeerSentThatBrokeTheConnectionAtOnce) {
+TEST_F(Connecting, DeliversBytesSentBeforeImmediateReset) {
   client->Connect();
   EventPump::Instance().RunOnly(listener);
   ASSERT_NE(listener.Peer(), nullptr);
@@ -143,19 +143,19 @@ TEST_F(Connecting, DeliversWhatAPeerSentThatBrokeTheConnectionAtOnce) {
   EXPECT_THAT(Events(3), ElementsAre("connected", "data bytes", Error(ECONNRESET)));
 }
 
-TEST_F(Connecting, SlowResolverHoldsNothingUp) {
+TEST_F(Connecting, SlowResolverDoesNotBlock) {
   const int lowest_free = Descriptor(dup(STDOUT_FILENO)).Number();
   client->Address = "slow.test";
   client->Connect();
   EXPECT_THAT(Events(0), testing::IsEmpty());
-  client->Close();  // gives up the first look-up, and then the second
+  client->Close();  // abandons the first lookup, and below the second
   EXPECT_EQ(Descriptor(dup(STDOUT_FILENO)).Number(), lowest_free);
   client->Connect();
   client.reset();
   resolver_may_answer = true;
 }
 
-TEST_F(Connecting, FailuresComeAsOneEventAndNotFromConnect) {
+TEST_F(Connecting, ReportsFailureAsOneEventAfterConnect) {
   const struct {
     const char* address;
     std::int32_t port;

@@ -25,7 +25,7 @@ class Dispatch : public testing::Test {
   }
   void TearDown() override { State().Release(); }
 
-  // Dispatches the message as it comes off the wire, and returns the log lines that it made.
+  // Sends the message over the link, and returns the resulting log lines.
   std::vector<std::string> Receive(cQuorvaneCommand message) { return ReceiveBytes(message.GetRawCommand()); }
   std::vector<std::string> ReceiveBytes(const std::string& packet) {
     written.clear();
@@ -53,11 +53,11 @@ TEST_F(Dispatch, TranslatesDeviceCommands) {
       EXPECT_EQ(written, c.device);
     }
   }
-  EXPECT_EQ(ReceiveBytes(Bytes("4A 0C 00 80 6D 63 6D 64 02 00 4F 4E")).size(), 2U);  // an entry that is not there
+  EXPECT_EQ(ReceiveBytes(Bytes("4A 0C 00 80 6D 63 6D 64 02 00 4F 4E")).size(), 2U);  // without an addr entry
   EXPECT_EQ(written, "U");
 }
 
-TEST_F(Dispatch, ObeysControllerCommandsInEitherCase) {
+TEST_F(Dispatch, ExecutesControllerCommandsInEitherCase) {
   for (const char* letter : {"Q", "q", "P", "p"}) {
     State().QuitRequested = false;
     EXPECT_THAT(Receive(ControllerCommand(letter)),
@@ -76,16 +76,16 @@ TEST_F(Dispatch, ObeysControllerCommandsInEitherCase) {
   EXPECT_FALSE(State().QuitRequested);
 }
 
-TEST_F(Dispatch, ReportsMessagesWithoutEntries) {
+TEST_F(Dispatch, ReportsMessagesWithoutDictionary) {
   cQuorvaneCommand plain;
   plain.SetCommand("Q");
-  // Without the controller flag it is a sensor's low-battery "P", and does not quit.
+  // Without the controller flag, it is a low-battery "P" and does not quit.
   EXPECT_THAT(Receive(plain), ElementsAre("4 unsupported command: UNKNOWN COMMAND CODE: (P) 0x50 for address A1"));
   EXPECT_THAT(ReceiveBytes("L\x05\x02hi"), IsEmpty());
   EXPECT_FALSE(State().QuitRequested);
 }
 
-TEST_F(Dispatch, LogLineIsPolledOutAtOnceOrOnlyQueued) {
+TEST_F(Dispatch, SendsLogLineAtOnceOrOnlyQueuesIt) {
   Calls() = {};
   QueueLogToHost("queued", 2);
   EXPECT_EQ(Calls().counts[kPpoll] + Calls().counts[kWrite], 0);
@@ -94,7 +94,7 @@ TEST_F(Dispatch, LogLineIsPolledOutAtOnceOrOnlyQueued) {
   EXPECT_EQ(Calls().counts[kWrite], 1);
 }
 
-// Releases an object in the middle of a call to it: it must live until the call returns.
+// Releases an object during a call to it; it must live until the call returns.
 template <typename Object>
 void Release(std::shared_ptr<Object>& only_owner) {
   const std::weak_ptr<Object> watched = only_owner;
@@ -107,7 +107,7 @@ class TorvyThatReleasesItself : public cTorvy {
   void HandleQuorvaneCommand(const cQuorvaneCommand& /*command*/) override { Release(State().Driver); }
 };
 
-TEST_F(Dispatch, WhatIsReleasedWhileItIsCalledLivesUntilItReturns) {
+TEST_F(Dispatch, ObjectReleasedDuringCallLivesUntilItReturns) {
   State().DevicePort = std::make_shared<FakePort>([](const std::string&) { Release(State().DevicePort); });
   Receive(DeviceCommand("0102", "ON", "1"));
   EXPECT_EQ(State().DevicePort, nullptr);
@@ -123,7 +123,7 @@ TEST_F(Dispatch, WhatIsReleasedWhileItIsCalledLivesUntilItReturns) {
   EXPECT_EQ(State().HostSocket, nullptr);
 }
 
-TEST_F(Dispatch, DropsWhatComesBeforeThePortAndTheDriver) {
+TEST_F(Dispatch, DropsMessagesBeforePortAndDriverExist) {
   State().DevicePort.reset();
   EXPECT_THAT(Receive(DeviceCommand("0102", "ON", "1")), IsEmpty());
   EXPECT_THAT(Receive(RawDataCommand("0102U")), IsEmpty());

@@ -1,4 +1,4 @@
-// The real driver as a child process, as the host sees it from start to end.
+// The real driver as a child process, from start to end, as the host sees it.
 
 #include <fcntl.h>
 #include <sys/resource.h>
@@ -32,7 +32,7 @@ class DriverProcess : public testing::Test {
     driver = std::make_unique<ChildProcess>(TORVY_DRIVER, arguments, prepare);
     ASSERT_TRUE(WaitFor([this] { return host.HasLogged(App::kReadyLine); }));
   }
-  // Waits for the driver's end, and expects it with status 0 and nothing on the console.
+  // Waits for the driver to end; expects status 0 and an empty console.
   void ExpectEnd() {
     EXPECT_TRUE(WaitFor([this] { return driver->Status() && driver->Output().Ended; }));
     EXPECT_EQ(driver->Status(), 0);
@@ -41,7 +41,7 @@ class DriverProcess : public testing::Test {
   }
 };
 
-TEST_F(DriverProcess, ServesWithFewDescriptorsAndNoStandardOnesAndTakesNoTerminal) {
+TEST_F(DriverProcess, RunsWithFewDescriptorsAndAcquiresNoTerminal) {
   Start([] {
     setsid();
     constexpr int kDescriptors = 8;
@@ -49,8 +49,8 @@ TEST_F(DriverProcess, ServesWithFewDescriptorsAndNoStandardOnesAndTakesNoTermina
     setrlimit(RLIMIT_NOFILE, &eight);
     for (int number = 0; number < kDescriptors; ++number) close(number);
   });
-  EXPECT_EQ(tcgetsid(terminal->Line().Number()), -1);  // nobody's controlling one
-  for (const char* number : {"0", "1", "2"}) {         // nothing else can be taken for one
+  EXPECT_EQ(tcgetsid(terminal->Line().Number()), -1);  // not a controlling terminal
+  for (const char* number : {"0", "1", "2"}) {         // all are open, so no other descriptor gets their numbers
     EXPECT_EQ(access(("/proc/" + std::to_string(driver->Id()) + "/fd/" + number).c_str(), F_OK), 0) << number;
   }
   host.Send(DeviceCommand("0102", "ON", "1"));
@@ -59,18 +59,18 @@ TEST_F(DriverProcess, ServesWithFewDescriptorsAndNoStandardOnesAndTakesNoTermina
   EXPECT_TRUE(WaitFor([this] { return terminal->Line().Received.size() >= 8; }));
   terminal->Line().Send("what the device says is ignored");
   EXPECT_TRUE(WaitFor([this] { return host.Log().size() >= 2; }));
-  host.Link()->Close();  // makes it print
+  host.Link()->Close();  // makes the driver print
   ExpectEnd();
   EXPECT_THAT(host.Lines(), ElementsAre(kReady, "4 unsupported command: DIM"));
   EXPECT_EQ(terminal->Line().Received, std::string("0102U\0\xFF\r", 8));
   EXPECT_TRUE(terminal->Line().Ended);
 }
 
-// In the background of its port's terminal, with signals blocked and handled as a parent may have left them.
-TEST_F(DriverProcess, IsNotStoppedInTheBackgroundOfItsControllingTerminal) {
+// The driver runs in the background of its port's terminal.
+TEST_F(DriverProcess, IsNotStoppedInBackgroundOfItsTerminal) {
   Start([this] {
     setsid();
-    const int controlling = open(terminal->Path().c_str(), O_RDWR);  // the first that a session leader opens
+    const int controlling = open(terminal->Path().c_str(), O_RDWR);  // a session leader's first terminal
     sigset_t all;
     sigfillset(&all);
     const pid_t foreground = fork();
@@ -80,7 +80,7 @@ TEST_F(DriverProcess, IsNotStoppedInTheBackgroundOfItsControllingTerminal) {
       pause();
     }
     setpgid(foreground, foreground);
-    sigprocmask(SIG_BLOCK, &all, nullptr);  // or tcsetpgrp would stop us
+    sigprocmask(SIG_BLOCK, &all, nullptr);  // otherwise tcsetpgrp would stop this process
     tcsetpgrp(controlling, foreground);
     sigprocmask(SIG_UNBLOCK, &all, nullptr);
   });
@@ -89,7 +89,7 @@ TEST_F(DriverProcess, IsNotStoppedInTheBackgroundOfItsControllingTerminal) {
   ExpectEnd();
 }
 
-TEST_F(DriverProcess, OutlivesAConsoleThatIsAClosedPipeOrAFullFile) {
+TEST_F(DriverProcess, SurvivesConsoleThatIsClosedPipeOrFullFile) {
   const std::unique_ptr<FILE, int (*)(FILE*)> file(std::tmpfile(), &std::fclose);
   for (const bool is_pipe : {true, false}) {
     Start([&] {
@@ -104,7 +104,7 @@ TEST_F(DriverProcess, OutlivesAConsoleThatIsAClosedPipeOrAFullFile) {
   }
 }
 
-TEST(ConnectToHost, AppliesItsDefaultsAndReplacesTheSocket) {
+TEST(ConnectToHost, AppliesDefaultsAndReplacesSocket) {
   ConnectToHost("", 0, "17");
   EXPECT_EQ(State().HostSocket->Address + ":" + std::to_string(State().HostSocket->Port), "127.0.0.1:20300");
   SimulatedHost host;

@@ -17,14 +17,14 @@ namespace {
 using std::chrono::milliseconds;
 using std::chrono::nanoseconds;
 
-// Always ready; what its handler does is up to the test.
+// A source that is always ready; the test sets its handler.
 class ReadySource : public EventSource {
  public:
   std::function<void()> handler;
   int calls = 0;
 
   int Number() const { return descriptor_.Number(); }
-  // Opens its descriptor anew: the number stays the same.
+  // Reopens its descriptor; the number stays the same.
   void Reopen() {
     descriptor_.Reset();
     descriptor_ = OpenReady();
@@ -44,11 +44,11 @@ class ReadySource : public EventSource {
   Descriptor descriptor_ = OpenReady();
 };
 
-TEST(EventPump, HandlerDestroysItselfAndAnotherThatIsReady) {
+TEST(EventPump, HandlerMayDestroyItselfAndAnotherReadySource) {
   auto first = std::make_unique<ReadySource>();
   ReadySource second;
   auto third = std::make_unique<ReadySource>();
-  third->handler = [] { ADD_FAILURE() << "a dead source was called"; };
+  third->handler = [] { ADD_FAILURE() << "a destroyed source was called"; };
   first->handler = [&] {
     third.reset();
     first.reset();
@@ -58,7 +58,7 @@ TEST(EventPump, HandlerDestroysItselfAndAnotherThatIsReady) {
   EXPECT_EQ(second.calls, 1);
 }
 
-TEST(EventPump, ReadinessOfAReplacedDescriptorIsVoid) {
+TEST(EventPump, DropsReadinessOfReplacedDescriptor) {
   ReadySource first;
   ReadySource second;
   const int number = second.Number();
@@ -68,7 +68,7 @@ TEST(EventPump, ReadinessOfAReplacedDescriptorIsVoid) {
   EXPECT_EQ(second.calls, 0);
 }
 
-TEST(EventPump, NestedPassTakesUpASourceDropsOneAndLeavesTheOuterPassItsOwn) {
+TEST(EventPump, NestedPassMayAddAndRemoveSources) {
   auto first = std::make_unique<ReadySource>();
   ReadySource second;
   ReadySource third;
@@ -81,12 +81,12 @@ TEST(EventPump, NestedPassTakesUpASourceDropsOneAndLeavesTheOuterPassItsOwn) {
     EventPump::Instance().Run(0);
   };
   EventPump::Instance().Run(0);
-  for (const ReadySource* source : {&second, &third, &fourth}) EXPECT_EQ(source->calls, 2);  // once in each pass
+  for (const ReadySource* source : {&second, &third, &fourth}) EXPECT_EQ(source->calls, 2);  // once per pass
   EXPECT_EQ(added->calls, 1);
 }
 
-// A wait that ends early leaves the rest of the run to others, down to less than a millisecond, and none is empty.
-TEST(EventPump, InterruptedRunKeepsItsDeadlineAndDoesNotSpin) {
+// After a wait that ends early, the next wait has the remaining time, even below a millisecond; no wait has time zero.
+TEST(EventPump, InterruptedRunKeepsDeadlineAndDoesNotSpin) {
   VirtualClock clock;
   const std::vector<nanoseconds> parts{milliseconds(100), milliseconds(199), nanoseconds(999'999)};
   clock.before_wait = [&](const VirtualClock::Wait&) {
@@ -100,7 +100,7 @@ TEST(EventPump, InterruptedRunKeepsItsDeadlineAndDoesNotSpin) {
   EXPECT_THAT(limits, testing::ElementsAre(milliseconds(300), milliseconds(200), milliseconds(1), nanoseconds(1)));
 }
 
-TEST(EventPump, WaitThatFailsBacksOffAndCallsNobody) {
+TEST(EventPump, FailedWaitBacksOffAndCallsNoSource) {
   const ReadySource source;
   VirtualClock clock;
   clock.before_wait = [](const VirtualClock::Wait&) { return ENOMEM; };
@@ -109,7 +109,7 @@ TEST(EventPump, WaitThatFailsBacksOffAndCallsNobody) {
   EXPECT_EQ(clock.waits.size(), 3U);
 }
 
-TEST(EventPump, RunEndsOnTimeUnderAFlood) {
+TEST(EventPump, RunEndsOnTimeUnderFlood) {
   ReadySource flood;
   VirtualClock clock;
   flood.handler = [&clock] { clock.Pass(milliseconds(1)); };
@@ -117,7 +117,7 @@ TEST(EventPump, RunEndsOnTimeUnderAFlood) {
   EXPECT_EQ(flood.calls, 300);
 }
 
-TEST(Descriptor, IsAboveTheStandardOnesAndNotInherited) {
+TEST(Descriptor, IsAboveStandardDescriptorsAndCloseOnExec) {
   close(STDIN_FILENO);
   const Descriptor moved_up(open("/dev/null", O_RDONLY));
   EXPECT_EQ(fcntl(STDIN_FILENO, F_GETFD), -1);

@@ -1,4 +1,4 @@
-// A whole session in which one allocation or one system call fails, or one call is interrupted, each in its turn.
+// Complete sessions in which, one after another, each allocation or system call fails, or each call is interrupted.
 
 #include <gmock/gmock.h>
 #include <netinet/in.h>
@@ -23,8 +23,7 @@ using testing::MatchesRegex;
 
 enum Outcome { kOrderly, kOther, kNothingStruck };
 
-// A plain socket that listens on the loopback: it is no part of the event pump, and none of its calls can be made to
-// fail.
+// A plain listening socket on loopback. It is not part of the event pump, and its calls never fail on purpose.
 class PlainListener {
  public:
   PlainListener() : socket_(socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK, 0)) {
@@ -37,7 +36,7 @@ class PlainListener {
     getsockname(socket_.Number(), address, &size);
   }
   std::string Port() const { return std::to_string(ntohs(address_.sin_port)); }
-  // The next connection, or -1.
+  // Returns the next connection, or -1.
   int Accept() const { return accept(socket_.Number(), nullptr, nullptr); }
 
  private:
@@ -54,16 +53,16 @@ std::string ReceiveAll(int link) {
 
 constexpr std::array kInterruptible{kConnect, kNanosleep, kOpen, kPoll, kPpoll, kRead, kTcdrain, kWrite};
 
-// A session that shows every kind of line. The far ends are bare sockets, which no fault strikes.
+// A session that exercises every kind of log line. The far ends are plain sockets, not affected by the fault.
 class Session {
  public:
   Session(Fault& fault, bool over_ip, int error) : fault_(fault), error_(error), over_ip_(over_ip) {}
 
-  // Runs it with the fault in its turn, and prints what the host and the device have got.
+  // Runs the session with the fault at the given turn; prints what the host and the device received.
   int Run(long turn) {
     VirtualClock clock;
     clock.waits.reserve(100'000);
-    // Time stands still while the connection is being made.
+    // Stop time while the connection is being made.
     clock.may_pass = [this] {
       PlayHost();
       return link_ >= 0 || State().HostSocket == nullptr || State().QuitRequested;
@@ -79,7 +78,7 @@ class Session {
     fault_.turns_left = 0;
     const int network_device = device_.Accept();
     platform::EventPump::Instance().RunOnly(terminal_.Line());
-    // These numbers differ from session to session, and with the terminal's the length of its line.
+    // These numbers, and the length of the line with the terminal's name, differ between sessions.
     const std::regex varies("[0-9]+ ticks|.\x04torvy making local.*pts/[0-9]+|port \\([0-9]+");
     const std::string log = std::regex_replace(ReceiveAll(link_), varies, "N");
     std::cout << log << '\n' << terminal_.Line().Received << ReceiveAll(network_device) << std::endl;
@@ -87,7 +86,8 @@ class Session {
   }
 
  private:
-  // Whenever the driver waits: accepts it and turns debug mode on, then sends the rest once it is ready.
+  // Called whenever the driver waits: accepts its connection and turns debug mode on, then sends the commands when it
+  // is ready.
   void PlayHost() {
     if (link_ < 0 && (link_ = host_.Accept()) >= 0) Send(debug_);
     if (State().Driver != nullptr) Send(std::exchange(commands_, {}));
@@ -114,15 +114,15 @@ class Session {
   PlainListener host_;
   PlainListener device_;
   int link_ = -1;
-  // Built before the fault may strike; a zero length and a unit command without a code are among them.
+  // Built before the fault is active. They include a zero length and a unit command without a code.
   const std::string debug_ = ControllerCommand("D").GetRawCommand();
   std::string commands_ = std::string("?\0", 2) + DeviceCommand("0102", "ON", "1").GetRawCommand() +
                           DeviceCommand("0102", "DIM", "2").GetRawCommand() + "X\x02" +
                           RawDataCommand("0102D").GetRawCommand() + ControllerCommand("Q").GetRawCommand();
 };
 
-// Runs sessions over a serial line and over IP, with the fault one turn later each time, until it no longer strikes.
-// Stops at the first session whose end is not as the check demands.
+// Runs sessions over a serial line and over IP, each with the fault one turn later, until it no longer strikes. Stops
+// at the first session that fails `check`.
 template <typename Check>
 void EachTurn(Fault& fault, int error, Check check) {
   for (const bool over_ip : {false, true}) {
@@ -140,7 +140,7 @@ void EachTurn(Fault& fault, int error, Check check) {
 
 Fault call_fault;
 
-TEST(FailingSession, AllocationThatFailsIsReportedWhole) {
+TEST(FailingSession, ReportsEveryFailedAllocationCompletely) {
   for (const bool lasts : {false, true}) {
     allocation_fault.lasts = lasts;
     const std::string stack = lasts ? "there was an error while logging the stack trace\n\n" : "([^\n]+\n\n)+";
@@ -151,12 +151,12 @@ TEST(FailingSession, AllocationThatFailsIsReportedWhole) {
   }
 }
 
-TEST(FailingSession, SystemCallThatFailsLeavesAnOrderlyEnd) {
+TEST(FailingSession, ExitsInOrderAfterAnyFailedSystemCall) {
   EachTurn(call_fault, EIO,
            [](const End& end, bool) { EXPECT_TRUE(end.IsExit(kOrderly)) << end.status << end.console; });
 }
 
-TEST(FailingSession, CallThatIsInterruptedChangesNothing) {
+TEST(FailingSession, InterruptedSystemCallChangesNothing) {
   std::string undisturbed[2];
   for (const bool over_ip : {false, true}) {
     undisturbed[over_ip] = InAChild([&] { return Session(call_fault, over_ip, EINTR).Run(100'000); }).console;

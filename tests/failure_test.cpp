@@ -1,4 +1,4 @@
-// A failure that nothing catches.
+// Uncaught failures.
 
 #include <gmock/gmock.h>
 
@@ -12,7 +12,7 @@
 
 volatile int calls_returned = 0;
 void Throw(int deeper, bool no_exception_class);
-// Called through it, each call has a frame of its own.
+// Calls through this pointer are not inlined, so each has its own frame.
 void (*volatile throw_from)(int, bool) = Throw;
 
 void Throw(int deeper, bool no_exception_class) {
@@ -23,10 +23,10 @@ void Throw(int deeper, bool no_exception_class) {
   } else {
     throw std::runtime_error("not caught");
   }
-  calls_returned = calls_returned + 1;  // else the last call would replace its caller
+  calls_returned = calls_returned + 1;  // prevents a tail call
 }
 
-// A port whose release fails.
+// A port whose destructor throws.
 class FailingPort : public FakePort {
  public:
   FailingPort() : FakePort(nullptr) {}
@@ -35,7 +35,7 @@ class FailingPort : public FakePort {
 
 namespace {
 
-// The driver with other things to do.
+// The driver with a different Event_Run.
 class Failing : public App {
  public:
   Failing(std::function<void()> run, std::function<void()> report) : run_(std::move(run)), report_(std::move(report)) {}
@@ -60,14 +60,14 @@ End Fail(const std::function<void()>& run, const std::function<void()>& report =
   });
 }
 
-TEST(Failure, PrintsTheStackOfThePlaceThatThrewAndAborts) {
+TEST(Failure, PrintsStackOfThrowAndAborts) {
   const std::string three_deep = "(Throw\\(int, bool\\)\n\n){3}.*";
   const struct {
     std::function<void()> run;
     std::string frames;
   } cases[] = {{[] { throw_from(3, false); }, three_deep},
                {[] { throw_from(3, true); }, three_deep},
-               // It may have been unwound as far as the destructor, which lets nothing out.
+               // The stack may have been unwound as far as the destructor, which is noexcept.
                {[] { State().DevicePort = std::make_shared<FailingPort>(); },
                 ".*FailingPort::~FailingPort\\(\\).*ProcessState::Release\\(\\).*App::~App\\(\\).*"}};
   for (const auto& c : cases) {
@@ -75,7 +75,7 @@ TEST(Failure, PrintsTheStackOfThePlaceThatThrewAndAborts) {
     EXPECT_TRUE(end.IsAbort());
     std::string frames = c.frames + "\n\nmain";
 #ifdef __arm__
-    frames = "platform::CurrentStack";  // the runtime's std::terminate cannot be unwound: the list ends there
+    frames = "platform::CurrentStack";  // the list ends at std::terminate, which cannot be unwound
 #endif
     EXPECT_THAT(end.console,
                 testing::MatchesRegex("stack trace begin\n\n" + frames + ".*\n\ndone logging the stack\n\n"));
@@ -84,7 +84,7 @@ TEST(Failure, PrintsTheStackOfThePlaceThatThrewAndAborts) {
   }
 }
 
-TEST(Failure, OneDuringTheReportEndsTheProcess) {
+TEST(Failure, FailureDuringReportEndsProcess) {
   const auto fail = [] { throw_from(1, false); };
   const End end = Fail(fail, fail);
   EXPECT_TRUE(end.IsAbort());
@@ -96,6 +96,6 @@ TEST(Failure, OneDuringTheReportEndsTheProcess) {
 int main(int argument_count, char** arguments) {
   platform::PrepareProcess();
   testing::InitGoogleMock(&argument_count, arguments);
-  GTEST_FLAG_SET(catch_exceptions, false);  // what is thrown in a child is to find nobody who catches it
+  GTEST_FLAG_SET(catch_exceptions, false);  // exceptions thrown in a child must stay uncaught
   return RUN_ALL_TESTS();
 }

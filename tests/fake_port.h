@@ -1,4 +1,4 @@
-// A device port without a transport: what is written goes to a function.
+// A device port without a transport: passes written bytes to a function.
 
 #ifndef TESTS_FAKE_PORT_H_
 #define TESTS_FAKE_PORT_H_

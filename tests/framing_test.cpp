@@ -6,7 +6,7 @@ namespace {
 
 using Kind = Frame::Kind;
 
-TEST(Framing, TellsWhatTheFrontOfTheStreamHolds) {
+TEST(Framing, ClassifiesFrontOfStream) {
   const struct {
     std::string bytes;
     Kind kind;
@@ -41,7 +41,7 @@ TEST(Framing, TellsWhatTheFrontOfTheStreamHolds) {
   }
 }
 
-TEST(Framing, GoesOnAfterAZeroLengthAtTheNextWholePacket) {
+TEST(Framing, ContinuesAtNextCompletePacketAfterZeroLength) {
   const std::string multi = Bytes("6A 0A 00 80 50 6B 49 44 00 00");
   const struct {
     std::string bytes;
@@ -49,15 +49,15 @@ TEST(Framing, GoesOnAfterAZeroLengthAtTheNextWholePacket) {
   } cases[] = {{std::string("X\0\0\0X\x02", 6), 4},
                {std::string("\0n\x01", 3), 1},
                {std::string("\0", 1) + multi, 1},
-               {std::string("\0J\1\0\0k", 6), 1},          // a length below the header's
-               {std::string("\0J\1\0\0", 5), 5},           // four bytes are no multipacket
-               {std::string("\0J\0\0\0Y\x02", 7), 5},      // a zero length, too
-               {std::string("\0J\x09\0\0kX\x03y", 9), 6},  // a multipacket that is not all there
-               {std::string("\0X\x06yY\x02", 6), 4},       // nor this one
+               {std::string("\0J\1\0\0k", 6), 1},          // shorter than its header
+               {std::string("\0J\1\0\0", 5), 5},           // four bytes are not a multipacket
+               {std::string("\0J\0\0\0Y\x02", 7), 5},      // also a zero length
+               {std::string("\0J\x09\0\0kX\x03y", 9), 6},  // an incomplete multipacket
+               {std::string("\0X\x06yY\x02", 6), 4},       // an incomplete plain packet
                {std::string("\0E\x02"
                             "A\x02M\x02",
                             7),
-                5},  // of no kind that is acted on
+                5},  // unknown kinds
                {std::string("X\0J\0\1", 5), 5},
                {std::string(3, '\0'), 3}};
   for (const auto& c : cases) EXPECT_EQ(NextWholePacket(c.bytes), c.next) << testing::PrintToString(c.bytes);

@@ -1,5 +1,5 @@
-// What several tests use: bytes in hexadecimal, a probe of a message's inner fields, a connected host socket; with them
-// GoogleMock and the headers of messages and of both ends of the host's link.
+// Shared by several tests: bytes from hexadecimal, access to a message's protected fields, a connected host socket.
+// Includes GoogleMock and the headers of messages and of both ends of the host link.
 
 #ifndef TESTS_HOST_FIXTURE_H_
 #define TESTS_HOST_FIXTURE_H_
@@ -17,11 +17,11 @@
 #include "peers/waiting.h"
 #include "platform/text.h"
 
-// The driver's log lines when it is ready and when it was asked to quit.
+// The driver's log lines when it is ready and when it is asked to quit.
 inline const std::string kReady = "2 Torvy Serial Remote Control interface version 1 (build 001) ready.";
 inline const std::string kQuit = "2 The torvy plx has been asked to quit. (1)";
 
-// The bytes of hexadecimal pairs with blanks between them.
+// Returns the bytes given as hexadecimal pairs separated by blanks.
 inline std::string Bytes(std::string_view hexadecimal) {
   std::string bytes;
   for (std::size_t i = 0; i < hexadecimal.size(); i += 3) {
@@ -30,13 +30,13 @@ inline std::string Bytes(std::string_view hexadecimal) {
   return bytes;
 }
 
-// All of a file.
+// Returns the contents of a file.
 inline std::string Contents(const char* path) {
   std::ifstream file(path, std::ios::binary);
   return {std::istreambuf_iterator<char>(file), {}};
 }
 
-// A message whose inner fields can be seen and set.
+// A message whose protected fields are accessible.
 class Probe : public cQuorvaneCommand {
  public:
   using cQuorvaneCommand::Code;
@@ -65,7 +65,7 @@ class ConnectedSocket : public cQuorvaneDeviceSocket {
     EXPECT_TRUE(WaitFor([this] { return IsConnected() && Host.ConnectionID() == "17"; }));
   }
 
-  // Sends bytes from the host and waits until data events have brought them all.
+  // Sends bytes from the host and waits until data events have delivered all of them.
   void Deliver(std::string_view bytes) {
     const int events_before = data_events_;
     Host.Link()->Send(bytes);
@@ -73,7 +73,7 @@ class ConnectedSocket : public cQuorvaneDeviceSocket {
         WaitFor([&] { return data_events_ > events_before && Host.Link()->Unsent() == 0 && InputWaiting() == 0; }));
   }
 
-  // The log lines that the host has got since the last call.
+  // Returns the log lines that the host has received since the last call.
   std::vector<std::string> Logged() {
     const std::size_t before = lines_seen_;
     SendLog("end of the lines", 0);

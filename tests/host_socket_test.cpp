@@ -17,7 +17,7 @@ std::string Device(std::string_view address, std::string_view command) {
 
 class HostStream : public testing::Test {
  protected:
-  std::string messages;  // each in short: its kind and command, or the address and command of a device command
+  std::string messages;  // for each, its kind and command, or a device command's address and command
   ConnectedSocket socket{[this](cQuorvaneCommand& message) {
     messages += message.isMultiPacket ? "J " + message.GetMulti("addr") + " " + message.GetMulti("mcmd")
                                       : message.Header + " " + message.Command;
@@ -25,21 +25,21 @@ class HostStream : public testing::Test {
   }};
 };
 
-TEST_F(HostStream, CutsPacketsInOrderAndGoesOnAfterBadOnes) {
+TEST_F(HostStream, SplitsPacketsInOrderAndContinuesAfterBadOnes) {
   const std::string zero_length = std::string("X\0", 2) + Plain('Q').substr(2);
   const struct {
     std::string stream;
     std::string messages;
-    std::size_t malformed = 0;  // the lines that say so
+    std::size_t malformed = 0;  // the number of lines that say so
   } cases[] = {
       {Plain('Q') + Device("0102", "ON") + "j" + Device("0304", "OFF").substr(1), "X Q, J 0102 ON, J 0304 OFF, "},
       {"E\x02" + Plain('D') + "A\x03x?\x02" + Plain('Q'), "X D, X Q, ", 3},
-      {"X\x01\x02" + Plain('D'), "X , X D, ", 1},  // a length below the header's leaves the rest to the next packet
+      {"X\x01\x02" + Plain('D'), "X , X D, ", 1},  // shorter than its header: the rest is the next packet
       {Bytes("4A 0B 00 80 61 64 64 72 09 00 31") + "L\x05\x02hi", "J 1 , L , "},
-      {Bytes("4A 04 00 80"), "", 1},  // four bytes are no multipacket yet
+      {Bytes("4A 04 00 80"), "", 1},  // four bytes are not yet a multipacket
       {std::string(cQuorvaneDeviceSocket::kHostReceiveSize, '\0'), "", 1},
       {zero_length + Plain('D') + zero_length + Plain('D'), "X D, X D, ", 2},
-      // Packets that our own receive cuts are looked for, too.
+      // The next packet is also found if it is split by the receive.
       {std::string("X\0", 2) + std::string(cQuorvaneDeviceSocket::kHostReceiveSize - 9, '?') + Device("0102", "ON"),
        "J 0102 ON, ", 1}};
   for (const auto& c : cases) {
@@ -51,7 +51,7 @@ TEST_F(HostStream, CutsPacketsInOrderAndGoesOnAfterBadOnes) {
   }
 }
 
-TEST_F(HostStream, TellsHowMuchOfAMultipacketIsThere) {
+TEST_F(HostStream, ReportsSizeOfIncompleteMultipacket) {
   const std::string packet = Device("0102", std::string(272, 'w'));
   socket.Deliver(packet.substr(0, 3));  // not yet more than four bytes
   socket.Deliver(packet.substr(3, 2));
@@ -62,8 +62,8 @@ TEST_F(HostStream, TellsHowMuchOfAMultipacketIsThere) {
   EXPECT_EQ(socket.Buffer, "J\x04");
 }
 
-// Each header that is completed cuts the next, and the host sends one more before each read.
-TEST_F(HostStream, DataEventEndsUnderAFloodOfCutHeaders) {
+// Completing each header splits the next, and the host sends one more before each read.
+TEST_F(HostStream, DataEventEndsUnderFloodOfSplitHeaders) {
   constexpr std::size_t kMost = 200'000;
   const auto send_now = [this](const std::string& bytes) {
     return send(socket.Host.Link()->Number(), bytes.data(), bytes.size(), MSG_DONTWAIT) > 0;
@@ -83,8 +83,8 @@ TEST_F(HostStream, DataEventEndsUnderAFloodOfCutHeaders) {
   EXPECT_TRUE(WaitFor([this] { return messages == "X , X D, "; }));
 }
 
-// Packets of these sizes put every part of a multipacket's head at the end of a receive.
-TEST(HostSocket, TakesTheRestOfAPacketThatItsReceiveCut) {
+// With these sizes, a receive ends in every part of a multipacket's header.
+TEST(HostSocket, CompletesPacketSplitByItsReceive) {
   constexpr std::size_t kStream = std::size_t{1} << 20;
   for (const std::size_t size : {257U, 258U, 259U, 260U, 516U, 1028U, 65535U}) {
     std::size_t whole = 0;
@@ -100,9 +100,9 @@ TEST(HostSocket, TakesTheRestOfAPacketThatItsReceiveCut) {
   }
 }
 
-TEST(HostSocket, WritesLogPackets) {
+TEST(HostSocket, SendsLogPacketsAndCommands) {
   ConnectedSocket socket(nullptr);
-  socket.Host.Link()->OnChange = nullptr;  // leaves the bytes as they come
+  socket.Host.Link()->OnChange = nullptr;  // keep the received bytes
   socket.SendLog("", 2);
   socket.SendLog("ready", 255);
   socket.SendLog(std::string(249, 'x'), 4);
@@ -118,7 +118,7 @@ TEST(HostSocket, WritesLogPackets) {
   EXPECT_EQ(socket.Host.Link()->Received, expected);
 }
 
-TEST(HostSocket, HandlerMayRunThePumpAndReleaseTheSocket) {
+TEST(HostSocket, HandlerMayRunPumpAndReleaseSocket) {
   std::string order;
   std::unique_ptr<ConnectedSocket> socket;
   socket = std::make_unique<ConnectedSocket>([&, held = std::make_shared<int>()](cQuorvaneCommand& message) {

@@ -1,4 +1,4 @@
-// What people read of a message: its codes in words, its fields, its log line, and docs/protocol.md.
+// Readable forms of a message: descriptions of codes, debug text, log line, and docs/protocol.md.
 
 #include <stdlib.h>
 #include <time.h>
@@ -10,7 +10,7 @@
 
 namespace {
 
-TEST(Descriptions, AreOfTheVocabularyThatTheHeaderAndTheFlagSelect) {
+TEST(Descriptions, DependOnHeaderAndControllerFlag) {
   const struct {
     std::string header;
     bool controller;
@@ -41,8 +41,8 @@ TEST(Descriptions, AreOfTheVocabularyThatTheHeaderAndTheFlagSelect) {
   EXPECT_EQ(error.GetErrorCodeDescription(), "UNKNOWN ERROR CODE: (A) 0x41");
 }
 
-TEST(DebugText, ShowsAReceivedPacketByteForByte) {
-  setenv("LC_ALL", "no_SUCH.locale", 1);  // dates and times are then those of the C locale
+TEST(DebugText, ShowsReceivedPacketByteForByte) {
+  setenv("LC_ALL", "no_SUCH.locale", 1);  // selects the C locale for dates and times
   const auto before = std::chrono::system_clock::now();
   cQuorvaneCommand message;
   EXPECT_GE(message.TimeStamp, before);
@@ -69,7 +69,7 @@ TEST(DebugText, ShowsAReceivedPacketByteForByte) {
   }
 }
 
-TEST(LogLine, SummarisesAUnitCommand) {
+TEST(LogLine, SummarisesUnitCommand) {
   cQuorvaneCommand message;
   message.SetCommand("3");
   message.SetHouseCode("C");
@@ -88,7 +88,7 @@ std::map<std::string, std::string> Examples() {
   return examples;
 }
 
-TEST(ProtocolPage, ShowsWhatTheCodeBuilds) {
+TEST(ProtocolPage, ExamplesMatchCode) {
   cQuorvaneCommand on;
   on.SetCommand("2");
   on.SetHouseCode("A");
@@ -105,7 +105,7 @@ TEST(ProtocolPage, ShowsWhatTheCodeBuilds) {
   EXPECT_EQ(Examples(), built);
 }
 
-TEST(ProtocolPage, NamesCodesAsTheLogDoes) {
+TEST(ProtocolPage, DescriptionsOfCodesMatchCode) {
   const std::string page = Contents(TORVY_PROTOCOL_PAGE);
   const std::regex row(R"(\| (pan and tilt|controller|unit|error) \| (.*) \|)");
   const std::regex code("(.) ([^;]+)(; |$)");

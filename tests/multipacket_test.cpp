@@ -7,7 +7,7 @@ using testing::ElementsAre;
 
 constexpr std::string_view kAck = "4A 15 00 80 6D 63 6D 64 03 00 41 43 4B 50 6B 49 44 02 00 31 37";
 
-TEST(Multipacket, AcknowledgesByThePacketsIdentity) {
+TEST(Multipacket, AcknowledgesWithPacketIdentifier) {
   cQuorvaneCommand message;
   message.SetMulti("addr", "0102");
   EXPECT_EQ(message.MakeAck().GetRawCommand(), Bytes("4A 13 00 80 6D 63 6D 64 03 00 41 43 4B 50 6B 49 44 00 00"));
@@ -16,7 +16,7 @@ TEST(Multipacket, AcknowledgesByThePacketsIdentity) {
   EXPECT_FALSE(message.hasKey("mcmd"));
 }
 
-TEST(Multipacket, ReadsEitherByteOrderAndNoLength) {
+TEST(Multipacket, ParsesEitherByteOrderAndIgnoresLength) {
   for (const std::string_view packet :
        {kAck, std::string_view("4A FF FF 7F 6D 63 6D 64 00 03 41 43 4B 50 6B 49 44 00 02 31 37")}) {
     Probe message;
@@ -32,16 +32,17 @@ TEST(Multipacket, ReadsEitherByteOrderAndNoLength) {
   }
 }
 
-TEST(Multipacket, KeepsWhatAShortPacketHolds) {
+TEST(Multipacket, KeepsContentOfShortPacket) {
   const std::pair<std::string_view, std::string> cases[] = {
       {"4A", ""},
       {"4A 02 00", ""},
       {"4A 04 00 80", ""},
-      {"4A 09 00 80 61 64 64 72 04", ""},                   // a head cut short
-      {"4A 0A 00 80 61 64 64 72 04 00", "addr= "},          // no byte of the value
-      {"4A 0C 00 80 61 64 64 72 04 00 30 31", "addr=01 "},  // two of four
-      {"4A 0B 00 80 61 64 64 72 00 00 4A", "addr= "},       // then a lone byte
-      {"4A 19 00 80 61 62 63 64 01 00 31 20 20 20 20 01 00 33 41 42 43 44 01 00 32", "abcd=2     =3 "}};  // two cases
+      {"4A 09 00 80 61 64 64 72 04", ""},                   // an incomplete entry header
+      {"4A 0A 00 80 61 64 64 72 04 00", "addr= "},          // no bytes of the value
+      {"4A 0C 00 80 61 64 64 72 04 00 30 31", "addr=01 "},  // two of four bytes
+      {"4A 0B 00 80 61 64 64 72 00 00 4A", "addr= "},       // then a single byte
+      {"4A 19 00 80 61 62 63 64 01 00 31 20 20 20 20 01 00 33 41 42 43 44 01 00 32",
+       "abcd=2     =3 "}};  // one key twice
   for (const auto& [packet, expected] : cases) {
     cQuorvaneCommand message;
     EXPECT_TRUE(message.initFromMultiPacket(Bytes(packet)));
@@ -51,7 +52,7 @@ TEST(Multipacket, KeepsWhatAShortPacketHolds) {
   }
 }
 
-TEST(Multipacket, ReducesKeysToFourBytesAndValuesToWhatALengthCanName) {
+TEST(Multipacket, LimitsKeysTo4BytesAndValuesTo65535Bytes) {
   cQuorvaneCommand message;
   message.SetMulti("ACK", "1");
   message.SetMulti("", std::string(70000, 'v'));
@@ -62,7 +63,7 @@ TEST(Multipacket, ReducesKeysToFourBytesAndValuesToWhatALengthCanName) {
   EXPECT_EQ(message.GetRawCommand().size(), 4U + 7U + 6U + 65535U + 7U);
 }
 
-TEST(Multipacket, KeepsItsEntriesWhateverBecomesOfThePacket) {
+TEST(Multipacket, KeepsEntriesIfPacketChanges) {
   const std::string packet = Bytes("4A 16 00 80 50 6B 49 44 02 00 31 37 70 4B 69 64 04 00 61 62 63 64");
   Probe received;
   ASSERT_TRUE(received.initFromMultiPacket(packet));
@@ -70,7 +71,7 @@ TEST(Multipacket, KeepsItsEntriesWhateverBecomesOfThePacket) {
   given.MultiDict = received.MultiDict;
   Probe changed = received;
   received.RawCommonCommand = "J\x04";
-  ASSERT_TRUE(received.InitFromCommonMessage("X\x02"));  // no operation takes entries away
+  ASSERT_TRUE(received.InitFromCommonMessage("X\x02"));  // no function removes entries
   EXPECT_EQ(changed.RawCommonCommand, packet);
   changed.SetMulti("addr", "0102");
   changed.SetMulti("PKID", "5");
@@ -83,14 +84,14 @@ TEST(Multipacket, KeepsItsEntriesWhateverBecomesOfThePacket) {
   EXPECT_EQ(changed.GetMulti("addr") + changed.GetMulti("PkID"), "01025");
 }
 
-TEST(Multipacket, TellsLettersFromOtherBytes) {
+TEST(Multipacket, IgnoresCaseOfLettersOnly) {
   cQuorvaneCommand message;
   for (int byte = 0; byte < 256; ++byte) message.SetMulti(std::string("key") + static_cast<char>(byte), "");
-  EXPECT_EQ(message.GetKeys().size(), 256U - 26U);  // "K" to "Z" after "k" to "z"; all other bytes differ
+  EXPECT_EQ(message.GetKeys().size(), 256U - 26U);  // upper-case letters equal lower-case ones; all other bytes differ
   EXPECT_TRUE(message.hasKey("KEYz") && message.hasKey("keyZ"));
 }
 
-TEST(Multipacket, NeedsADictionary) {
+TEST(Multipacket, ThrowsWithoutDictionary) {
   cQuorvaneCommand message;
   EXPECT_THROW(message.GetMulti("addr"), MissingObject);
   EXPECT_THROW(message.hasKey("addr"), MissingObject);

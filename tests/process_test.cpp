@@ -1,4 +1,4 @@
-// What the platform layer makes of the process: its signals, the limit of blocking calls, the console.
+// The platform layer's process setup: signals, the limit of blocking calls, the console.
 
 #include "platform/process.h"
 
@@ -19,13 +19,13 @@ namespace {
 
 using std::chrono::milliseconds;
 
-TEST(CallLimit, EndsEveryCallThatBlocksFromThenOn) {
+TEST(CallLimit, InterruptsEveryBlockingCallAfterLimit) {
   const End end = InAChild([] {
     sigset_t alarm;
     sigemptyset(&alarm);
     sigaddset(&alarm, SIGALRM);
     std::signal(SIGALRM, SIG_DFL);
-    sigprocmask(SIG_BLOCK, &alarm, nullptr);  // as a parent may have left it
+    sigprocmask(SIG_BLOCK, &alarm, nullptr);  // as it may have been inherited
     PrepareProcess();
     int ends[2];
     char byte = 0;
@@ -41,18 +41,18 @@ TEST(CallLimit, EndsEveryCallThatBlocksFromThenOn) {
         sigpending(&pending);
       } while (sigismember(&pending, SIGALRM) == 0);
     }
-    sigprocmask(SIG_UNBLOCK, &alarm, nullptr);  // one that came late ends nothing
+    sigprocmask(SIG_UNBLOCK, &alarm, nullptr);  // a late alarm has no effect
     return 0;
   });
   EXPECT_TRUE(end.IsExit(0)) << end.status;
 }
 
-// A terminal may have room, but less than it is given.
-TEST(Console, IsWaitedForOneSecondInAll) {
+// A terminal may have room, but not for all bytes.
+TEST(Console, BlocksForOneSecondInTotal) {
   const VirtualClock clock;
   Calls().hooks[kPoll] = [](long limit, auto...) { return limit > 0 ? 1L : 0L; };
   Calls().hooks[kWrite] = [](auto...) {
-    EXPECT_TRUE(Calls().alarm.has_value()) << "blocks for ever";
+    EXPECT_TRUE(Calls().alarm.has_value()) << "blocks forever";
     return After(Calls().alarm.value_or(std::chrono::hours(1)), Failure(EINTR));
   };
   const auto start = MonotonicNow();
@@ -60,7 +60,7 @@ TEST(Console, IsWaitedForOneSecondInAll) {
   EXPECT_EQ(MonotonicNow() - start, std::chrono::seconds(1));
 }
 
-TEST(Console, LosesNothingToInterruptions) {
+TEST(Console, LosesNothingIfInterrupted) {
   Calls().error = [](Call call) { return Calls().counts.at(call) % 2 == 1 && call != kClose ? EINTR : 0; };
   testing::internal::CaptureStdout();
   PrintLineAndEmptyLine(std::string(1000, 'x'));
@@ -68,7 +68,7 @@ TEST(Console, LosesNothingToInterruptions) {
   EXPECT_EQ(testing::internal::GetCapturedStdout(), std::string(1000, 'x') + "\n\n");
 }
 
-TEST(OutputQueue, GivesUpTheRoomOfWhatItHasSentAndOfAFlood) {
+TEST(OutputQueue, FreesMemoryOfSentBytesAndOfFlood) {
   long taken = 1000;
   Calls().hooks[kWrite] = [&taken](auto...) { return taken; };
   OutputQueue output;

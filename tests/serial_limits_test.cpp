@@ -1,5 +1,5 @@
-// What a serial line that is slow, stuck or pulled out costs. The adapter's driver answers from hooks, and time passes
-// only where the line is waited for.
+// Time limits of a serial line that is slow, stuck or unplugged. Hooks replace the adapter's driver, and time passes
+// only while waiting for the line.
 
 #include <sys/ioctl.h>
 
@@ -21,10 +21,10 @@ using testing::IsEmpty;
 
 class SerialLimits : public SerialPortTest {
  protected:
-  int queued = 0;              // bytes that the adapter has not sent
-  nanoseconds stopped_for{0};  // how long the process is stopped in its next wait
-  bool busy = false;           // the transmitter never comes to rest
-  bool full = false;           // the line takes no byte
+  int queued = 0;              // bytes not yet sent by the adapter
+  nanoseconds stopped_for{0};  // how long the process is stopped during its next wait
+  bool busy = false;           // the transmitter stays busy
+  bool full = false;           // the line accepts no byte
   bool dtr = true;
 
   void SetUp() override {
@@ -53,12 +53,12 @@ class SerialLimits : public SerialPortTest {
   }
 
   long Wait(nanoseconds time, long result) { return After(time + std::exchange(stopped_for, {}), result); }
-  // A call that only a signal ends: without an alarm it would never return.
+  // Models a call that only a signal ends; without an alarm it would never return.
   long WaitForAlarm(long result) {
-    EXPECT_TRUE(Calls().alarm.has_value()) << "blocks for ever";
+    EXPECT_TRUE(Calls().alarm.has_value()) << "blocks forever";
     return Wait(Calls().alarm.value_or(std::chrono::hours(1)), result);
   }
-  // The line has room for one byte at a time: `full` until a test says otherwise.
+  // Makes the line accept one byte at a time: it is then `full` until the test clears that.
   void TakeByteByByte() {
     Calls().hooks[kWrite] = [this](auto...) { return std::exchange(full, true) ? Failure(EAGAIN) : 1; };
   }
@@ -73,7 +73,7 @@ class SerialLimits : public SerialPortTest {
   }
 };
 
-TEST_F(SerialLimits, LineThatTakesNothingFailsAfterFiveSecondsOrAtTheDeadline) {
+TEST_F(SerialLimits, StalledLineFailsAfterFiveSecondsOrAtDeadline) {
   const struct {
     std::function<void()> get_stuck;
     std::function<void()> wait;
@@ -87,15 +87,15 @@ TEST_F(SerialLimits, LineThatTakesNothingFailsAfterFiveSecondsOrAtTheDeadline) {
       c.get_stuck();
       if (limit < SerialPort::kPatience) line.SetOutputDeadline(limit);
       EXPECT_EQ(TimeOf(c.wait), limit);
-      EXPECT_EQ(queued, 0);  // nothing is kept for whoever opens the line next
+      EXPECT_EQ(queued, 0);  // nothing is left for the next user of the line
       EXPECT_EQ(TimeOf(c.wait), seconds(0));
       EXPECT_THAT(Events(), ElementsAre(Error(ETIMEDOUT)));
     }
   }
-  EXPECT_GE(Calls().counts[kNanosleep], 6000);  // the transmit wait leaves the processor to others
+  EXPECT_GE(Calls().counts[kNanosleep], 6000);  // the transmit wait sleeps
 }
 
-TEST_F(SerialLimits, LineThatTakesAByteEveryFourSecondsIsWaitedFor) {
+TEST_F(SerialLimits, LineThatAcceptsAByteEveryFourSecondsDoesNotFail) {
   int waits = 0;
   TakeByteByByte();
   Calls().hooks[kPoll] = [&](long time, auto...) {
@@ -112,7 +112,7 @@ TEST_F(SerialLimits, LineThatTakesAByteEveryFourSecondsIsWaitedFor) {
   EXPECT_THAT(Events(), IsEmpty());
 }
 
-TEST_F(SerialLimits, TimeForWhichTheProcessIsStoppedIsNotCharged) {
+TEST_F(SerialLimits, TimeWhileStoppedDoesNotCount) {
   line.SetOutputDeadline(seconds(7));
   const auto send_in_a_stopped_process = [this] {
     stopped_for = seconds(60);
@@ -135,11 +135,11 @@ TEST_F(SerialLimits, TimeForWhichTheProcessIsStoppedIsNotCharged) {
   send_in_a_stopped_process();
 }
 
-TEST_F(SerialLimits, NeitherOpeningNorClosingBlocksForLong) {
+TEST_F(SerialLimits, OpenAndCloseAreBounded) {
   queued = 5;
   Line second(terminal);
   EXPECT_FALSE(second.Open());
-  EXPECT_EQ(queued, 5);  // the output is another driver's
+  EXPECT_EQ(queued, 5);  // the output belongs to another driver
   Calls().hooks[kClose] = [this](long number, auto...) {
     if (number == line.DescriptorNumber()) WaitForAlarm(0);
     return std::nullopt;
@@ -152,7 +152,7 @@ TEST_F(SerialLimits, NeitherOpeningNorClosingBlocksForLong) {
   EXPECT_EQ(TimeOf([this] { EXPECT_FALSE(line.Open()); }), SerialPort::kPatience);
 }
 
-TEST_F(SerialLimits, AdapterMayNotTellWhatItHasQueued) {
+TEST_F(SerialLimits, AcceptsAdapterThatDoesNotReportItsQueue) {
   Calls().hooks[kIoctl] = [](long, unsigned long request, void*) { return request == TIOCOUTQ ? -1L : 0L; };
   line.WaitTransmitted();
   line.Close();
@@ -160,7 +160,7 @@ TEST_F(SerialLimits, AdapterMayNotTellWhatItHasQueued) {
   EXPECT_EQ(Calls().counts[kTcflush], 0);
 }
 
-TEST_F(SerialLimits, DriversPortAssertsDtrDiscardsWhatItLeavesAndHurriesAfterAQuit) {
+TEST_F(SerialLimits, PortAssertsDtrDiscardsOutputAndHurriesAfterQuit) {
   EXPECT_FALSE(dtr);
   line.Close();
   auto port = std::make_unique<cSerialPortAbstractor>(terminal.Path());
@@ -183,7 +183,7 @@ TEST_F(SerialLimits, DriversPortAssertsDtrDiscardsWhatItLeavesAndHurriesAfterAQu
   EXPECT_EQ(queued, 0);
 }
 
-TEST_F(SerialLimits, DeliversWhatCameBeforeAWriteFailed) {
+TEST_F(SerialLimits, DeliversInputReceivedBeforeWriteFailed) {
   Calls() = {};
   terminal.Line().Send("last words");
   EventPump::Instance().RunOnly(terminal.Line());

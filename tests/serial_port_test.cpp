@@ -23,7 +23,7 @@ TEST_F(SerialPortTest, FindsPathsNamesAndLinks) {
   std::filesystem::create_symlink(terminal.Path(), link);
   const std::vector<std::string> found{link, "null", "/dev/null"};
   const std::vector<std::string> not_found{"no-such-port",           "", "/dev", "pts", "NULL", "/etc/passwd",
-                                           terminal.Path().substr(5)};  // a slash makes it a path
+                                           terminal.Path().substr(5)};  // a name with a slash is a path
   for (const std::string& name : found) EXPECT_TRUE(line.Find(name)) << name;
   for (const std::string& name : not_found) EXPECT_FALSE(line.Find(name)) << name;
   ASSERT_TRUE(line.Find(link));
@@ -34,7 +34,7 @@ TEST_F(SerialPortTest, FindsPathsNamesAndLinks) {
   EXPECT_EQ(line.LastErrorCode(), ENOTTY);
 }
 
-TEST_F(SerialPortTest, DriverOpensRawAt9600WithEightBitsAndOneStopBit) {
+TEST_F(SerialPortTest, DriverOpensRawAt9600With8DataBitsAnd1StopBit) {
   termios settings = SettingsOf(terminal);
   settings.c_cflag |= CSTOPB | CRTSCTS;
   settings.c_iflag |= IXON | IXOFF | ICRNL;
@@ -51,7 +51,7 @@ TEST_F(SerialPortTest, DriverOpensRawAt9600WithEightBitsAndOneStopBit) {
   EXPECT_EQ(cfgetospeed(&settings), static_cast<speed_t>(B9600));
 }
 
-TEST_F(SerialPortTest, StandardSpeedsAreSetAndSettingsThatTheLineCannotHaveAreRefused) {
+TEST_F(SerialPortTest, SetsStandardSpeedsAndRejectsUnsupportedSettings) {
   const std::pair<std::int32_t, speed_t> speeds[] = {
       {300, B300},     {600, B600},     {1200, B1200},   {2400, B2400},     {4800, B4800},
       {19200, B19200}, {38400, B38400}, {57600, B57600}, {115200, B115200}, {9600, B9600}};
@@ -61,7 +61,7 @@ TEST_F(SerialPortTest, StandardSpeedsAreSetAndSettingsThatTheLineCannotHaveAreRe
     const termios settings = SettingsOf(terminal);
     EXPECT_EQ(cfgetospeed(&settings), code);
   }
-  // A pseudo-terminal always has 8 bits and no parity.
+  // A pseudo-terminal always has 8 data bits and no parity.
   using enum SerialPort::ParityKind;
   const struct {
     std::int32_t bits_per_second, data_bits;
@@ -78,7 +78,7 @@ TEST_F(SerialPortTest, StandardSpeedsAreSetAndSettingsThatTheLineCannotHaveAreRe
   }
 }
 
-TEST_F(SerialPortTest, LineThatDoesNotTakeTheSpeedIsRefused) {
+TEST_F(SerialPortTest, RejectsLineThatDoesNotApplySpeed) {
   Calls().hooks[kTcgetattr] = [](long, unsigned long, void* settings) {
     auto& applied = *static_cast<termios*>(settings);
     applied.c_cflag = CS8;
@@ -89,16 +89,16 @@ TEST_F(SerialPortTest, LineThatDoesNotTakeTheSpeedIsRefused) {
   EXPECT_EQ(line.LastErrorCode(), EINVAL);
 }
 
-TEST_F(SerialPortTest, IsForOneDriverAtATime) {
+TEST_F(SerialPortTest, LocksLineForOneDriver) {
   ASSERT_TRUE(line.Open());
   Line second(terminal);
   EXPECT_FALSE(second.Open());
   line.Close();
   EXPECT_TRUE(second.Open());
-  EXPECT_TRUE(second.Open());  // its own lock does not shut it out
+  EXPECT_TRUE(second.Open());  // its own lock does not block it
 }
 
-TEST_F(SerialPortTest, HangUpIsOneErrorAndNoSpin) {
+TEST_F(SerialPortTest, HangUpRaisesOneErrorAndDoesNotSpin) {
   for (const bool found_by_writing : {true, false}) {
     PseudoTerminal pulled_out;
     Line hung_up(pulled_out);
@@ -110,7 +110,7 @@ TEST_F(SerialPortTest, HangUpIsOneErrorAndNoSpin) {
     Calls() = {};
     EventPump::Instance().Run(20);
     EXPECT_LT(Calls().counts[kPpoll], 5);
-    EXPECT_EQ(fcntl(number, F_GETFD), -1);  // an adapter that is gone can be plugged in again under the same name
+    EXPECT_EQ(fcntl(number, F_GETFD), -1);  // closed, so that a new adapter can get the same name
     hung_up.Write("dropped");
     hung_up.WaitTransmitted();
     hung_up.Poll();

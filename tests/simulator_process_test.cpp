@@ -1,4 +1,4 @@
-// The simulator as a child process, with the real driver as its own.
+// The simulator as a child process, which starts the real driver.
 
 #include <fcntl.h>
 #include <sys/ioctl.h>
@@ -32,13 +32,13 @@ class Simulator : public testing::Test {
   void SetUp() override { ASSERT_EQ(mkdir(folder.c_str(), 0700), 0); }
   void TearDown() override { std::filesystem::remove_all(folder); }
 
-  // The path of a file in the test's folder, written first when there is text.
+  // Returns the path of a file in the test's folder; creates it if `text` is not empty.
   std::string File(const std::string& name, const std::string& text = {}) const {
     const std::string path = folder + "/" + name;
     if (!text.empty()) std::ofstream(path) << text;
     return path;
   }
-  // Starts the simulator with files as its standard input and, if named, output.
+  // Starts the simulator with files as its standard input and, if given, standard output.
   static std::unique_ptr<ChildProcess> Start(const std::vector<std::string>& options,
                                              const std::string& input = "/dev/null", const std::string& output = {}) {
     return std::make_unique<ChildProcess>(TORVY_SIMULATOR, options, [&] {
@@ -47,7 +47,7 @@ class Simulator : public testing::Test {
       dup2(STDOUT_FILENO, STDERR_FILENO);
     });
   }
-  // Waits for the simulator's end, expects its exit status and returns what it printed.
+  // Waits for the simulator to end, expects its exit status, and returns its output.
   static std::string OutputOf(ChildProcess& simulator, int status) {
     EXPECT_TRUE(WaitFor([&] { return simulator.Status() && simulator.Output().Ended; }, std::chrono::minutes(2)));
     EXPECT_EQ(simulator.Status(), status) << simulator.Output().Received;
@@ -59,7 +59,7 @@ class Simulator : public testing::Test {
   }
 };
 
-TEST_F(Simulator, RefusesWhatIsWrong) {
+TEST_F(Simulator, RejectsInvalidInput) {
   const std::string late = File("late", "0102 ON\nover ip\n");
   const std::string serial = File("serial", "over serial\n0102 ON\n");
   const std::string device = File("device", "0102 ON\nexpect 0102U\n");
@@ -79,7 +79,7 @@ TEST_F(Simulator, RefusesWhatIsWrong) {
   for (const auto& c : cases) EXPECT_THAT(OutputOf(*Start(c.options), 2), HasSubstr(c.message));
 }
 
-TEST_F(Simulator, TellsHowASessionWent) {
+TEST_F(Simulator, ReportsOutcomeOfSession) {
   PseudoTerminal port;
   const auto script = [this](const std::string& name, const std::string& text) {
     return Start({"--script", File(name, text)});
@@ -104,12 +104,12 @@ TEST_F(Simulator, TellsHowASessionWent) {
   EXPECT_THAT(OutputOf(*standard_input, 0), EndsWith(kPassed));
   EXPECT_THAT(OutputOf(*raw, 0), ContainsRegex("!  \\(raw bytes\\)\n.*as expected       !\n"));
   EXPECT_THAT(OutputOf(*more_bytes, 1), HasSubstr("the device received unexpected bytes: !  (raw bytes)\n" + kFailed));
-  EXPECT_THAT(OutputOf(*closed, 0), EndsWith("host side only: commands were lost because the device link was closed\n"));
+  EXPECT_THAT(OutputOf(*closed, 0), EndsWith("side only: commands were lost because the device link was closed\n"));
   EXPECT_THAT(OutputOf(*lost, 1), EndsWith("commands were lost because the device link was closed\n" + kFailed));
   EXPECT_THAT(OutputOf(*console, 0), ContainsRegex("\n[^\n]*driver's console  Quorvane Pipe Error\n"));
 }
 
-TEST_F(Simulator, JudgesEachLineFromAPipe) {
+TEST_F(Simulator, ChecksEachLineFromPipe) {
   const auto wrong = Start({"--interactive"}, File("wrong", "foo\nover ip\n0102 ON\nexpect 0102U"));
   const std::string lines = "0102 ON\nexpect 0102D\n0102 OFF\nexpect 0102D\n0102 DIM\nexpect log no\n";
   const auto failed =
@@ -124,7 +124,7 @@ TEST_F(Simulator, JudgesEachLineFromAPipe) {
             HasSubstr("as expected       log unsupported")));
 }
 
-TEST_F(Simulator, WatchesTheOtherEndOfARealLineAndRecords) {
+TEST_F(Simulator, ObservesOtherEndOfRealLineAndRecords) {
   PseudoTerminal port;
   PseudoTerminal other_end;
   port.Line().OnChange = [&] { other_end.Line().Send(std::exchange(port.Line().Received, {})); };
@@ -139,9 +139,9 @@ TEST_F(Simulator, WatchesTheOtherEndOfARealLineAndRecords) {
   std::ifstream file(record);
   std::vector<std::string> lines;
   for (std::string line; std::getline(file, line);) lines.push_back(line);
-  // The driver comes to rest in half a second.
+  // It takes the driver half a second to become idle.
   EXPECT_GE(std::erase_if(lines, [](const std::string& line) { return line.starts_with("wait "); }), 1U);
-  // Device bytes and log lines come over two links, in either order.
+  // Device bytes and log lines arrive over two links, in any order.
   EXPECT_THAT(lines, UnorderedElementsAre("# recorded by torvy-simulator", "over serial", "debug", "0102 ON",
                                           "expect 0102U", "expect log received command from Quorvane:\\20",
                                           "expect log sending command: (0102U)", "raw 65 6E 64", "expect \\65nd",
@@ -151,7 +151,7 @@ TEST_F(Simulator, WatchesTheOtherEndOfARealLineAndRecords) {
   EXPECT_THAT(OutputOf(*Start({"--script", record}), 0), EndsWith(kPassed));
 }
 
-TEST_F(Simulator, WaitsNoLongerThanItIsToldAndCanBeInterrupted) {
+TEST_F(Simulator, ObeysPatienceAndCanBeInterrupted) {
   const std::string silent = File("silent", "#!/bin/sh\nexec sleep 1000\n");
   chmod(silent.c_str(), 0700);
   const std::string record = File("record", "the last recording\n");
@@ -174,12 +174,12 @@ TEST_F(Simulator, WaitsNoLongerThanItIsToldAndCanBeInterrupted) {
   EXPECT_EQ(line, "the last recording");
 }
 
-TEST_F(Simulator, StandsInForASerialDevice) {
+TEST_F(Simulator, StandsInForSerialDevice) {
   const std::string link = File("line");
   ASSERT_EQ(symlink("/nowhere", link.c_str()), 0);
   const auto device = Start({"--stand-in", "--link", link});
   WaitForOutput(*device, "the interface is at " + link + "\n");
-  for (const std::string command : {"0102U", "0304D"}) {  // one driver may leave and the next come
+  for (const std::string command : {"0102U", "0304D"}) {  // one driver disconnects and the next connects
     const platform::Descriptor port(open(link.c_str(), O_RDWR | O_NOCTTY));
     ASSERT_EQ(write(port.Number(), command.data(), command.size()), 5);
     WaitForOutput(*device, command + "  unit ");
@@ -190,8 +190,8 @@ TEST_F(Simulator, StandsInForASerialDevice) {
   EXPECT_FALSE(std::filesystem::is_symlink(link));
 }
 
-TEST_F(Simulator, HearsEveryDriverOverTCP) {
-  const std::string address = "127.0.0.9";  // where nobody else takes ports
+TEST_F(Simulator, ShowsEveryDriverOverTCP) {
+  const std::string address = "127.0.0.9";  // where no other test uses ports
   const std::int32_t port = Listener(address).Port();
   const std::vector<std::string> options{"--stand-in", "--listen", address + ":" + std::to_string(port)};
   const auto device = Start(options);
@@ -207,15 +207,15 @@ TEST_F(Simulator, HearsEveryDriverOverTCP) {
   WaitForOutput(*device, "driver 1: 0304D  unit 0304 down (OFF)\n");
   device->Signal(SIGINT);
   OutputOf(*device, 0);
-  WaitForOutput(*Start(options), "Press Ctrl-C to stop.\n");  // at once, although it has left connections in TIME_WAIT
+  WaitForOutput(*Start(options), "Press Ctrl-C to stop.\n");  // despite connections in TIME_WAIT
 }
 
-TEST_F(Simulator, IsTypedToAtATerminal) {
+TEST_F(Simulator, EditsLinesAtTerminal) {
   PseudoTerminal terminal;
   const platform::Descriptor shell(open(terminal.Path().c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK));
   ChildProcess simulator(TORVY_SIMULATOR, {"--interactive"}, [&] {
     setenv("TERM", "xterm", 1);
-    setenv("LC_ALL", "C", 1);  // characters beyond ASCII are read all the same
+    setenv("LC_ALL", "C", 1);  // non-ASCII characters are still read
     setsid();
     const int line = open(terminal.Path().c_str(), O_RDWR);
     for (const int number : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) dup2(line, number);
@@ -237,15 +237,15 @@ TEST_F(Simulator, IsTypedToAtATerminal) {
       "7,");
   type("0102", "0102");
   shown.clear();
-  simulator.Signal(SIGTSTP);  // without a shell above it goes on, and edits as before
+  simulator.Signal(SIGTSTP);  // without a shell it is not stopped, and editing continues
   EXPECT_TRUE(WaitFor([&] { return shown.find("torvy> 0102") != std::string::npos; })) << shown;
   type(" ON\r", "unit 0102 up (ON)");
   type("\x1b[A\r", "unit 0102 up (ON)");
-  type("expect lo\tno\r", "g no\r\n");  // as the editor shows it, not the line that echoes what comes early
+  type("expect lo\tno\r", "g no\r\n");  // as shown by the editor, not the echo of early input
   type("\x03", "interrupted while waiting for the log line \"no\"");
-  type("fault host close\r" + std::string(100, 'x'), "\x1b[1A\r\x1b[J");  // typed on two rows, and hidden for an event
+  type("fault host close\r" + std::string(100, 'x'), "\x1b[1A\r\x1b[J");  // on two rows, hidden for an event
   EXPECT_TRUE(WaitFor([&] { return simulator.Status().has_value(); }));
-  EXPECT_EQ(simulator.Status(), 1) << shown;  // for what was left with Ctrl-C
+  EXPECT_EQ(simulator.Status(), 1) << shown;  // because an expectation was ended with Ctrl-C
   int waiting = -1;
   ASSERT_EQ(ioctl(shell.Number(), FIONREAD, &waiting), 0);
   EXPECT_EQ(waiting, 0);

@@ -1,4 +1,4 @@
-// The simulator's language, its help and its wording.
+// The simulator's language, help and formatting.
 
 #include "simulator/steps.h"
 
@@ -13,7 +13,7 @@
 
 namespace {
 
-TEST(Steps, AreRead) {
+TEST(Steps, AreParsed) {
   const struct {
     std::string_view line;
     std::string_view words;
@@ -43,7 +43,7 @@ TEST(Steps, AreRead) {
   }
 }
 
-TEST(Steps, SayWhatIsWrongWithALine) {
+TEST(Steps, RejectInvalidLines) {
   std::string too_much = "raw";
   for (int i = 0; i < 245; ++i) too_much += " 31";
   const std::string too_long = "0102 " + std::string(65'000, 'X');
@@ -66,7 +66,7 @@ TEST(Steps, SayWhatIsWrongWithALine) {
   EXPECT_EQ(WhyNotPerformable(ReadStep("over ip")), "over ip can only be a script's first step");
 }
 
-TEST(ManPage, ListsWhatHelpLists) {
+TEST(ManPage, MatchesHelp) {
   const std::string text = Contents(TORVY_SIMULATOR_MAN_PAGE);
   const std::regex item(R"(\n\.TP\n\.[BI]+ (.*)\n(.*))");
   std::vector<std::pair<std::string, std::string>> listed;
@@ -82,13 +82,13 @@ TEST(ManPage, ListsWhatHelpLists) {
   EXPECT_EQ(listed, wanted);
 }
 
-TEST(Help, FitsATerminal) {
+TEST(Help, FitsIn80Columns) {
   const char* const arguments[] = {"torvy-simulator", "-h"};
   std::istringstream help(std::get<std::string>(ReadCommandLine(2, arguments)));
   for (std::string line; std::getline(help, line);) EXPECT_LE(line.size(), 80U) << line;
 }
 
-TEST(Wording, PutsBytesInWords) {
+TEST(Wording, DescribesDeviceBytes) {
   EXPECT_EQ(DeviceBytesInWords("0102D77S"), "0102D77S  unit 0102 down (OFF), then unit 77 stop");
   EXPECT_EQ(DeviceBytesInWords("01D2U"), "01D2U  unit 01D2 up (ON)");
   EXPECT_EQ(DeviceBytesInWords(std::string("0102U\0", 6)), "0102U\\00  (raw bytes)");

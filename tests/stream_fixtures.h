@@ -1,4 +1,4 @@
-// Streams that record their events, and the fixtures of the TCP socket and of the serial port.
+// Streams that record their events, and fixtures for the TCP socket and the serial port.
 
 #ifndef TESTS_STREAM_FIXTURES_H_
 #define TESTS_STREAM_FIXTURES_H_
@@ -25,7 +25,7 @@ inline std::string Error(int code) {
   return "error " + std::to_string(code);
 }
 
-// Records the events of a stream in order; a test may do something after each.
+// Records the events of a stream in order; a test may run an action after each.
 template <typename Stream>
 class Recording : public Stream {
  public:
@@ -84,7 +84,7 @@ class TcpClientSocketTest : public testing::Test {
     EXPECT_TRUE(WaitFor([this] { return client->IsConnected() && listener.Peer() != nullptr; }));
     return *listener.Peer();
   }
-  // Waits for so many events, and a little longer for more that there should not be.
+  // Waits for `count` events, and a little longer for unexpected ones.
   const std::vector<std::string>& Events(std::size_t count) {
     EXPECT_TRUE(WaitFor([&] { return client->events.size() >= count; }));
     EventPump::Instance().Run(20);

@@ -1,4 +1,4 @@
-// Fortified headers bring bodies of their own for some of these calls, which clang lets nobody replace.
+// Fortified headers define some of these functions inline, and clang does not allow redefining them.
 #undef _FORTIFY_SOURCE
 
 #include "tests/system_calls.h"
@@ -33,7 +33,7 @@ nanoseconds FromTimespec(const timespec& time) {
   return std::chrono::seconds(time.tv_sec) + nanoseconds(time.tv_nsec);
 }
 
-// Calls the system's function under the name of the own one: with 64-bit time ppoll can be __ppoll64.
+// Calls the system's function by the symbol name of ours; with 64-bit time, ppoll can be __ppoll64.
 template <auto kOwn, typename... Arguments>
 auto System(Arguments... arguments) {
   static const auto system = [] {
@@ -44,7 +44,7 @@ auto System(Arguments... arguments) {
   return system(arguments...);
 }
 
-// Counts a call, and returns what it returns in the system's place.
+// Counts a call; returns its replacement result, if there is one.
 std::optional<long> Answer(Call call, long number = 0, unsigned long value = 0, void* argument = nullptr) {
   SystemCalls& calls = Calls();
   ++calls.counts.at(call);
@@ -55,7 +55,7 @@ std::optional<long> Answer(Call call, long number = 0, unsigned long value = 0, 
   return hook ? hook(number, value, argument) : std::nullopt;
 }
 
-// The same, or else what the system returns.
+// The same; without a replacement result, makes the system call.
 template <typename MakeCall>
 auto AnswerOr(MakeCall make_call, Call call, long number = 0, unsigned long value = 0, void* argument = nullptr) {
   const auto answer = Answer(call, number, value, argument);
@@ -65,7 +65,7 @@ auto AnswerOr(MakeCall make_call, Call call, long number = 0, unsigned long valu
 }  // namespace
 
 SystemCalls& Calls() {
-  // Never destroyed: a look-up that was given up may outlive its test, and then the tests.
+  // Never destroyed, because an abandoned lookup may outlive the tests.
   static SystemCalls& calls = *std::make_unique<SystemCalls>().release();
   return calls;
 }
@@ -90,7 +90,7 @@ void operator delete(void* memory, std::size_t /*size*/) noexcept {
 
 extern "C" {
 
-// Where the C++ library's own allocations go by AddressSanitizer instead, it must not take ours for a mistake.
+// The C++ library's allocations may go through AddressSanitizer and ours not; this mismatch is not an error.
 const char* __asan_default_options() {
   return "alloc_dealloc_mismatch=0";
 }
@@ -99,7 +99,7 @@ int connect(int socket, const sockaddr* address, socklen_t size) {
   const auto answer = Answer(kConnect, socket, size, const_cast<sockaddr*>(address));
   if (answer && errno != EINTR) return static_cast<int>(*answer);
   const long result = syscall(SYS_connect, socket, address, size);
-  return static_cast<int>(answer ? Failure(EINTR) : result);  // goes on when it is interrupted
+  return static_cast<int>(answer ? Failure(EINTR) : result);  // an interrupted connect continues
 }
 
 int socket(int family, int kind, int protocol) noexcept {
@@ -143,7 +143,7 @@ int poll(pollfd* polled, nfds_t count, int limit) {
   return AnswerOr([=] { return System<&poll>(polled, count, limit); }, kPoll, limit, count, polled);
 }
 
-// What fortified code calls where the size of the array is known.
+// Called by fortified code if the array size is known.
 int __poll_chk(pollfd* polled, nfds_t count, int limit, std::size_t /*size*/) {
   return poll(polled, count, limit);
 }
@@ -173,7 +173,7 @@ int open(const char* path, int flags, ...) {
   return static_cast<int>(AnswerOr([=] { return syscall(SYS_openat, AT_FDCWD, path, flags, mode); }, kOpen));
 }
 
-// What fortified code calls where no file is made.
+// Called by fortified code without O_CREAT.
 int __open64_2(const char* path, int flags) {
   return open(path, flags, 0);
 }

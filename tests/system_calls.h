@@ -1,5 +1,5 @@
-// Stands before system calls and allocations of the test program, so that a test can count them, answer them in the
-// system's place, or have them fail.
+// Interposes the test program's system calls and allocations, so that a test can count them, replace their results or
+// make them fail.
 
 #ifndef TESTS_SYSTEM_CALLS_H_
 #define TESTS_SYSTEM_CALLS_H_
@@ -33,37 +33,37 @@ enum Call {
 };
 
 struct SystemCalls {
-  // The result of a call, or nothing to let it through to the system. `number` is a descriptor, of poll and nanosleep
-  // the time in milliseconds; `value` a size or a request.
+  // Returns the result of a call, or nothing to make the system call. `number` is a descriptor or, for poll and
+  // nanosleep, the time in milliseconds; `value` is a size or a request.
   using Hook = std::function<std::optional<long>(long number, unsigned long value, void* argument)>;
   std::array<Hook, kCalls> hooks;
 
-  // Asked by every call first: the errno value that it fails with, or 0.
+  // Called first for every call; returns the errno value to fail with, or 0.
   std::function<int(Call)> error;
 
-  std::array<int, kCalls> counts{};  // calls so far
+  std::array<int, kCalls> counts{};  // number of calls so far
 
-  VirtualClock* clock = nullptr;                  // stands in for the monotonic one
-  std::chrono::nanoseconds time_passed{};         // added to what the monotonic clock shows
-  std::optional<std::chrono::nanoseconds> alarm;  // what the alarm was last set to, while there is one
+  VirtualClock* clock = nullptr;                  // replaces the monotonic clock
+  std::chrono::nanoseconds time_passed{};         // added to the monotonic clock
+  std::optional<std::chrono::nanoseconds> alarm;  // the time of the current alarm, if one is set
 };
 
 SystemCalls& Calls();
 
-// The result of a call that takes this time.
+// Returns the result of a call that takes this time.
 inline long After(std::chrono::nanoseconds time, long result) {
   Calls().time_passed += time;
   return result;
 }
-// The result of a call that fails with this errno value.
+// Returns the result of a call that fails with this errno value.
 inline long Failure(int error) {
   errno = error;
   return -1;
 }
 
-// Strikes when its turn comes, and if it lasts each time after that.
+// Strikes once, at a given turn; if `lasts` is set, also at every later turn.
 struct Fault {
-  std::atomic<long> turns_left = 0;  // one more than there are until it strikes; 0 while it never does
+  std::atomic<long> turns_left = 0;  // turns until it strikes, plus one; 0 if it never does
   bool lasts = false;
 
   bool Strikes() {

@@ -11,7 +11,7 @@ namespace {
 
 using testing::ElementsAre;
 
-TEST_F(TcpClientSocketTest, DeliversWhatCameBeforeTheEnd) {
+TEST_F(TcpClientSocketTest, DeliversBytesReceivedBeforeEnd) {
   client->Write("early");  // neither connected nor connecting: dropped
   client->Connect();
   client->Write("queued");
@@ -24,7 +24,7 @@ TEST_F(TcpClientSocketTest, DeliversWhatCameBeforeTheEnd) {
   EXPECT_FALSE(client->IsConnected());
 }
 
-TEST_F(TcpClientSocketTest, BrokenSendStillDeliversWhatArrived) {
+TEST_F(TcpClientSocketTest, DeliversReceivedBytesAfterFailedSend) {
   Channel& peer = Connected();
   ASSERT_EQ(send(peer.Number(), "bytes", 5, 0), 5);
   shutdown(client->DescriptorNumber(), SHUT_WR);
@@ -39,7 +39,7 @@ int Option(int socket, int level, int name) {
   return value;
 }
 
-TEST_F(TcpClientSocketTest, KeepAliveAsksASilentHostAfterAMinuteAndADeviceWhenTheSystemDoes) {
+TEST_F(TcpClientSocketTest, SetsKeepAliveForHostAndSystemDefaultForDevice) {
   const ConnectedSocket host_link(nullptr);
   const int link = host_link.DescriptorNumber();
   EXPECT_EQ(Option(link, IPPROTO_TCP, TCP_NODELAY), 1);
@@ -53,7 +53,7 @@ TEST_F(TcpClientSocketTest, KeepAliveAsksASilentHostAfterAMinuteAndADeviceWhenTh
   EXPECT_EQ(Option(client->DescriptorNumber(), IPPROTO_TCP, TCP_KEEPIDLE), systems_own);
 }
 
-TEST_F(TcpClientSocketTest, MayBeDestroyedByEachOfItsHandlers) {
+TEST_F(TcpClientSocketTest, MayBeDestroyedByAnyOfItsHandlers) {
   for (const std::string& last : std::vector<std::string>{"connected", "data bytes", Error(ECONNRESET)}) {
     client = std::make_unique<Client>("127.0.0.1", listener.Port());
     client->then = [&](const std::string& event) {
@@ -69,7 +69,7 @@ TEST_F(TcpClientSocketTest, MayBeDestroyedByEachOfItsHandlers) {
   }
 }
 
-TEST_F(TcpClientSocketTest, DataEventBringsOneReceiveAndNothingThatWasNotRead) {
+TEST_F(TcpClientSocketTest, DataEventDeliversOneReceiveAndDropsUnreadBytes) {
   client = std::make_unique<Client>("127.0.0.1", listener.Port(), 4);
   ASSERT_EQ(send(Connected().Number(), "1234567890", 10, 0), 10);
   client->then = [this](const std::string& /*event*/) { client->reads = true; };
@@ -77,15 +77,15 @@ TEST_F(TcpClientSocketTest, DataEventBringsOneReceiveAndNothingThatWasNotRead) {
   EXPECT_THAT(Events(4), ElementsAre("connected", "data ", "data 5678", "data 90"));
 }
 
-TEST_F(TcpClientSocketTest, NothingOfAConnectionReachesTheNext) {
+TEST_F(TcpClientSocketTest, ReconnectDiscardsStateOfPreviousConnection) {
   const std::function<void()> leave_something[] = {
-      [this] { client->Write(std::string(TcpClientSocket::kOutputLimit + 1, 'x')); },  // an error that is due
-      [this] {  // an error that waits for the rest of the input
+      [this] { client->Write(std::string(TcpClientSocket::kOutputLimit + 1, 'x')); },  // a pending error
+      [this] {  // an error held back until all input is read
         shutdown(client->DescriptorNumber(), SHUT_WR);
         client->Write("lost");
         client->Poll();
       },
-      [this] {  // output that found no room
+      [this] {  // blocked output
         client->Write(std::string(TcpClientSocket::kOutputLimit, 'x'));
         client->Poll();
       }};
@@ -111,7 +111,7 @@ TEST_F(TcpClientSocketTest, NothingOfAConnectionReachesTheNext) {
   }
 }
 
-TEST_F(TcpClientSocketTest, PollOrRunInsideTheDataEventSendsAndNeitherNestsNorSpins) {
+TEST_F(TcpClientSocketTest, PollOrRunInDataEventSendsWithoutNestingOrSpinning) {
   Channel& peer = Connected();
   const std::string answer(std::size_t{4} << 20, 'x');  // more than is sent at once
   int depth = 0;
@@ -132,7 +132,7 @@ TEST_F(TcpClientSocketTest, PollOrRunInsideTheDataEventSendsAndNeitherNestsNorSp
   EXPECT_THAT(Events(3), ElementsAre("connected", "data first", "data second"));
 }
 
-TEST_F(TcpClientSocketTest, EachLineIsTriedOnceInADataEventWhenOutputIsRefused) {
+TEST_F(TcpClientSocketTest, TriesEachLineOnceInDataEventWhileOutputIsBlocked) {
   Channel& peer = Connected();
   peer.Paused = true;
   std::string sent(std::size_t{7} << 20, 'x');
@@ -140,7 +140,7 @@ TEST_F(TcpClientSocketTest, EachLineIsTriedOnceInADataEventWhenOutputIsRefused) 
     if (event != "data go") return;
     client->Write(sent);
     client->Poll();
-    client->Poll();  // the kernel's room grows with the first attempt
+    client->Poll();  // the first attempt enlarges the kernel's buffer
     Calls() = {};
     for (int line = 0; line < 100; ++line) {
       client->Write("line");
@@ -157,7 +157,7 @@ TEST_F(TcpClientSocketTest, EachLineIsTriedOnceInADataEventWhenOutputIsRefused) 
   EXPECT_TRUE(peer.Received == sent);
 }
 
-TEST_F(TcpClientSocketTest, LimitOfTheOutputHoldsWhileConnecting) {
+TEST_F(TcpClientSocketTest, OutputLimitAppliesWhileConnecting) {
   client->Connect();
   client->Write(std::string(std::size_t{8} << 20, 'x'));
   EXPECT_EQ(client->LastErrorCode(), 0);

@@ -18,7 +18,7 @@ int VirtualClock::OnWait(pollfd* polled, nfds_t count, nanoseconds limit) {
   if (ready != 0 || limit == nanoseconds::zero()) return ready;
   for (int slice = 0; ready == 0 && may_pass && !may_pass() && slice < kRealSlices; ++slice) {
     ready = SystemPpoll(polled, count, kRealSlice);
-    if (slice + 1 == kRealSlices) ADD_FAILURE() << "what the test waits for did not come";
+    if (slice + 1 == kRealSlices) ADD_FAILURE() << "timed out waiting for what the test expects";
   }
   if (ready == 0) ready = SystemPpoll(polled, count, nanoseconds::zero());
   if (ready == 0) Pass(limit);
@@ -32,7 +32,7 @@ std::vector<std::string> VirtualClock::Runs() const {
     if (wait.limit == nanoseconds::zero()) {
       if (each.empty()) each.emplace_back("0 ms");
       each.back() += ", poll";
-    } else if (wait.start + wait.limit != deadline) {  // else a run that goes on with what is left of its time
+    } else if (wait.start + wait.limit != deadline) {  // otherwise the same run continues
       deadline = wait.start + wait.limit;
       each.push_back(std::to_string(std::chrono::round<milliseconds>(wait.limit).count()) + " ms");
     }

@@ -1,6 +1,6 @@
-// A clock for one test: while it lives, time passes only where the event pump waits, and passes at once.
+// A virtual clock for one test: while it exists, time passes only while the event pump waits, and passes at once.
 //
-// What is ready is still asked of the system, so real sockets and terminals work as ever. Every wait is recorded.
+// Readiness still comes from the system, so real sockets and terminals work as usual. Every wait is recorded.
 
 #ifndef TESTS_VIRTUAL_CLOCK_H_
 #define TESTS_VIRTUAL_CLOCK_H_
@@ -26,23 +26,23 @@ class VirtualClock {
 
   std::vector<Wait> waits;
 
-  // Called before each wait. A positive result is an errno value that the wait fails with.
+  // Called before each wait. A positive result is the errno value with which the wait fails.
   std::function<int(const Wait& wait)> before_wait;
 
-  // Called when nothing is ready. False: time stands still until something is, or until this returns true. What it
-  // does may itself make something ready.
+  // Called when nothing is ready. While it returns false, time does not pass; it may itself make something ready.
   std::function<bool()> may_pass;
 
   void Pass(std::chrono::nanoseconds time) { Calls().time_passed += time; }
 
-  // What ppoll does meanwhile.
+  // Called in place of ppoll.
   int OnWait(pollfd* polled, nfds_t count, std::chrono::nanoseconds limit);
 
-  // The pump's runs so far, and the polls after each: "10 ms, poll". Equal ones in a row are one: "100 x 10 ms".
+  // Returns the pump's runs so far, each with the polls after it: "10 ms, poll". Consecutive equal runs are combined:
+  // "100 x 10 ms".
   std::vector<std::string> Runs() const;
 };
 
-// The system's ppoll.
+// Calls the system's ppoll.
 int SystemPpoll(pollfd* polled, nfds_t count, std::chrono::nanoseconds limit);
 
 #endif  // TESTS_VIRTUAL_CLOCK_H_

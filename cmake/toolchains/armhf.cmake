@@ -1,6 +1,6 @@
 set(CMAKE_SYSTEM_PROCESSOR armv7l)
 set(triplet arm-linux-gnueabihf)
 set(emulator qemu-arm)
-# Silences notes about the calling convention that changed in GCC 7.
+# Silence notes about the change of calling convention in GCC 7.
 set(CMAKE_CXX_FLAGS_INIT -Wno-psabi)
 include(${CMAKE_CURRENT_LIST_DIR}/debian.cmake)

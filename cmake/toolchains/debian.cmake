@@ -1,6 +1,6 @@
-# Debian's cross compiler, and qemu-user to run what it makes. The libraries of the target are those that scripts/setup cross
-# unpacks under build/sysroot; what has no architecture, such as CLI11, is this machine's. The file that includes this one
-# sets `triplet` and `emulator` for its target.
+# Debian's cross compiler, with qemu-user to run the programs. The target's libraries are those that scripts/setup cross
+# unpacks under build/sysroot; architecture-independent ones, such as CLI11, are this machine's. The including file sets
+# `triplet` and `emulator`.
 set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_CXX_COMPILER ${triplet}-g++)
 set(CMAKE_LIBRARY_ARCHITECTURE ${triplet})
@@ -9,11 +9,11 @@ set(CMAKE_FIND_ROOT_PATH ${sysroot})
 set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
 set(ENV{PKG_CONFIG_LIBDIR} ${sysroot}/usr/lib/${triplet}/pkgconfig)
 set(ENV{PKG_CONFIG_SYSROOT_DIR} ${sysroot})
-# Where the libraries that libedit needs are, in either of Debian's layouts.
+# The directories of libedit's dependencies, in either of Debian's layouts.
 set(sysroot_libraries ${sysroot}/usr/lib/${triplet} ${sysroot}/lib/${triplet})
 list(JOIN sysroot_libraries : rpath_link)
 set(CMAKE_EXE_LINKER_FLAGS_INIT -Wl,-rpath-link,${rpath_link})
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${sysroot_libraries})
-# The emulator's loader finds them, so that no path of this machine gets into a program.
+# The emulator's loader finds the libraries; keep this machine's paths out of the programs.
 set(CMAKE_SKIP_RPATH ON)
 set(CMAKE_CROSSCOMPILING_EMULATOR ${emulator} -L ${sysroot})
