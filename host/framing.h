@@ -23,7 +23,7 @@ struct Frame {
 Frame FrontFrame(std::string_view bytes);
 
 // Returns where framing continues after a zero length at the front: the next offset at which a complete packet of a
-// known kind begins, or the end of `bytes`. Takes linear time.
+// kind that is parsed begins, or the end of `bytes`. Takes linear time.
 std::size_t NextWholePacket(std::string_view bytes);
 
 #endif  // HOST_FRAMING_H_

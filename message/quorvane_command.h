@@ -81,7 +81,7 @@ class cQuorvaneCommand {
   // Accepts "A" to "P"; ignores any other text.
   virtual void SetHouseCode(std::string_view letter);
 
-  // Accepts 1 to 16.
+  // `unit` must be 1 to 16.
   virtual void SetUnitCode(std::int32_t unit);
 
   // Toggles the flag bits in a number such as "128", "&h80" or "&b10000000". A bool field stays true when its bit is

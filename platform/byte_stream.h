@@ -2,8 +2,8 @@
 // and error events.
 //
 // A data event delivers the bytes of one bounded receive, and is never raised while the same stream's data handler
-// runs. Bytes received before an error or the end of the stream are delivered before the error event, which is raised
-// once. A failed stream has no descriptor.
+// runs. Bytes received before the end of the stream are delivered before the error event, which is raised once. A
+// failed stream has no descriptor.
 
 #ifndef PLATFORM_BYTE_STREAM_H_
 #define PLATFORM_BYTE_STREAM_H_

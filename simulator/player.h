@@ -17,7 +17,7 @@ class Player {
   void PlayScript(const Script& script);
   // Performs each line of standard input as it arrives, until the input or the driver ends.
   void PlayPipe();
-  // The same at a terminal, with line editing, until `quit`.
+  // The same at a terminal, with line editing; also ends after `quit`.
   void PlayTerminal();
 
   // Whether a step failed, and whether a line was not a valid step. At a terminal, a mistyped line does not count, and

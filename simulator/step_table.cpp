@@ -86,7 +86,7 @@ constexpr std::array kRows{
     StepRow{.words = "expect",
             .operand = "BYTES",
             .takes = Takes::kText,
-            .help = "the next bytes that the device receives: expect 0102U; from then on, unexpected bytes fail the "
+            .help = "the device receives these bytes next: expect 0102U; from then on, unexpected bytes fail the "
                     "session",
             .perform = [](Session& session, const Step& step) { return session.ExpectDevice(step.text); },
             .needs_visible_device = true},
@@ -159,7 +159,7 @@ constexpr std::array kRows{
     StepRow{.words = "expect memory",
             .operand = "MIB",
             .takes = Takes::kCount,
-            .help = "after the driver has exited: memory grew by less than this many MiB since it was ready",
+            .help = "after the driver has exited: since it was ready, its memory grew by less than this many MiB",
             .perform = [](Session& session, const Step& step) { return session.ExpectMemory(step.count); },
             .tests_driver = true},
 };

@@ -76,7 +76,7 @@ std::string ReadCount(std::string_view rest, Step& step) {
 
 std::string ReadCommand(std::string_view rest, Step& step) {
   constexpr std::size_t kMostBytes = 65'000;  // the packet, with its keys and lengths, is limited to 65535
-  if (rest.size() > kMostBytes) return "takes at most 65000 bytes; its packet would be too long";
+  if (rest.size() > kMostBytes) return "takes at most 65000 bytes; more would not fit in a packet";
   step.address = TakeWord(rest);
   step.text = rest;
   return step.text.empty() ? "takes an address and a command: 0102 ON" : "";

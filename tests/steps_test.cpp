@@ -53,7 +53,7 @@ TEST(Steps, RejectInvalidLines) {
       {"foo", "unknown step \"foo\"; help lists all steps"},
       {unknown, unknown_cut.c_str()},
       {"0102", "a device command takes an address and a command: 0102 ON"},
-      {too_long, "a device command takes at most 65000 bytes; its packet would be too long"},
+      {too_long, "a device command takes at most 65000 bytes; more would not fit in a packet"},
       {"raw", "raw takes bytes in hexadecimal, such as 01 2A FF"},
       {"raw 1 123", "raw takes bytes in hexadecimal, such as 01 2A FF; \"123\" is not one"},
       {too_much.c_str(), "raw takes at most 244 bytes, the most that one packet carries"},
