@@ -41,8 +41,7 @@ TEST(Multipacket, KeepsContentOfShortPacket) {
       {"4A 0A 00 80 61 64 64 72 04 00", "addr= "},          // no bytes of the value
       {"4A 0C 00 80 61 64 64 72 04 00 30 31", "addr=01 "},  // two of four bytes
       {"4A 0B 00 80 61 64 64 72 00 00 4A", "addr= "},       // then a single byte
-      {"4A 19 00 80 61 62 63 64 01 00 31 20 20 20 20 01 00 33 41 42 43 44 01 00 32",
-       "abcd=2     =3 "}};  // one key twice
+      {"4A 19 00 80 61 62 63 64 01 00 31 20 20 20 20 01 00 33 41 42 43 44 01 00 32", "abcd=2     =3 "}};  // key twice
   for (const auto& [packet, expected] : cases) {
     cQuorvaneCommand message;
     EXPECT_TRUE(message.initFromMultiPacket(Bytes(packet)));

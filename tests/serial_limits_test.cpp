@@ -160,7 +160,7 @@ TEST_F(SerialLimits, AcceptsAdapterThatDoesNotReportItsQueue) {
   EXPECT_EQ(Calls().counts[kTcflush], 0);
 }
 
-TEST_F(SerialLimits, PortAssertsDtrDiscardsOutputAndHurriesAfterQuit) {
+TEST_F(SerialLimits, PortAssertsDtrDiscardsUnsentOutputAndLimitsItAfterQuit) {
   EXPECT_FALSE(dtr);
   line.Close();
   auto port = std::make_unique<cSerialPortAbstractor>(terminal.Path());
