@@ -1,5 +1,6 @@
 // Multipackets: parsing, building and acknowledging them.
 
+#include <algorithm>
 #include <limits>
 #include <utility>
 
@@ -15,6 +16,25 @@ std::string LengthBytes(std::size_t length) {
   return {static_cast<char>(length & 0xFF), static_cast<char>(length >> 8 & 0xFF)};
 }
 
+std::size_t ValueLength(std::string_view entry, bool little_endian) {
+  const std::size_t first = static_cast<unsigned char>(entry[layout::kValueLength]);
+  const std::size_t second = static_cast<unsigned char>(entry[layout::kValueLength + 1]);
+  return little_endian ? first + 256 * second : 256 * first + second;
+}
+
+// Reads everything after the packet's header as entries. A value cut short by the packet's end keeps the bytes that are
+// there; an incomplete entry header is dropped.
+MultiDictionary ReadEntries(std::string_view packet, bool little_endian) {
+  MultiDictionary entries;
+  std::string_view rest = packet.substr(std::min(layout::kMultiHeaderSize, packet.size()));
+  while (rest.size() >= layout::kEntryHeaderSize) {
+    const std::string_view entry = rest.substr(0, layout::kEntryHeaderSize + ValueLength(rest, little_endian));
+    entries.Set(entry.substr(0, layout::kKeySize), entry.substr(layout::kEntryHeaderSize));
+    rest.remove_prefix(entry.size());
+  }
+  return entries;
+}
+
 }  // namespace
 
 bool cQuorvaneCommand::initFromMultiPacket(std::string packet_bytes) {
@@ -23,8 +43,7 @@ bool cQuorvaneCommand::initFromMultiPacket(std::string packet_bytes) {
   const std::size_t size = RawCommonCommand.size();
   MultiFlags = size > layout::kMultiFlags ? static_cast<unsigned char>(RawCommonCommand[layout::kMultiFlags]) : 0;
   LittleEndian = (MultiFlags & layout::kFlagLittleEndian) != 0;
-  using Lengths = MultiDictionary::Lengths;
-  MultiDict.emplace(RawCommonCommand, LittleEndian ? Lengths::kLeastSignificantFirst : Lengths::kMostSignificantFirst);
+  MultiDict = ReadEntries(RawCommonCommand, LittleEndian);
   return true;
 }
 
@@ -32,7 +51,7 @@ std::string cQuorvaneCommand::GetRawMultipacket() {
   if (!MultiDict) return BuildPlainPacket();
   std::string packet("J\0\0\x80", layout::kMultiHeaderSize);
   for (const MultiDictionary::Entry& entry : MultiDict->Entries()) {
-    const std::string_view value = entry.value.substr(0, kLargestLength);
+    const std::string_view value = std::string_view(entry.value).substr(0, kLargestLength);
     packet.append(entry.key.data(), entry.key.size());
     packet += LengthBytes(value.size());
     packet += value;
@@ -42,11 +61,12 @@ std::string cQuorvaneCommand::GetRawMultipacket() {
 }
 
 std::string cQuorvaneCommand::GetMulti(std::string_view key) const {
-  return std::string(RequireDictionary().Find(key).value_or(std::string_view()));
+  const std::string* const value = RequireDictionary().Find(key);
+  return value == nullptr ? std::string() : *value;
 }
 
 bool cQuorvaneCommand::hasKey(std::string_view key) const {
-  return RequireDictionary().Find(key).has_value();
+  return RequireDictionary().Find(key) != nullptr;
 }
 
 void cQuorvaneCommand::SetMulti(std::string_view key, std::string_view value) {
