@@ -15,9 +15,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const Frame early = FrontFrame(rest.substr(0, 1 + data[0]));
     const Frame frame = FrontFrame(rest);
     const bool settled = early.kind != Kind::kIncomplete && early.kind != Kind::kMultiIncomplete;
-    if (settled && early.missing == 0) Require(early.kind == frame.kind && early.length == frame.length);
-    Require(frame.kind != Kind::kMulti || frame.missing == 0);
-    Require(frame.kind != Kind::kMultiIncomplete || frame.length == rest.size() + frame.missing);
+    if (settled && !early.open) Require(early.kind == frame.kind && early.length == frame.length);
+    Require(frame.kind != Kind::kMulti || !frame.open);
+    Require(frame.kind != Kind::kMultiIncomplete || frame.open);
     if (frame.kind == Kind::kZeroLength) {
       const std::size_t next = NextWholePacket(rest);
       Require(next > 0 && next <= rest.size());

@@ -15,15 +15,15 @@ struct Frame {
     kZeroLength,       // invalid: the length in the header is 0
   };
   Kind kind = Kind::kIncomplete;
-  std::size_t length = 0;   // of the packet in bytes, from its header
-  std::size_t missing = 0;  // bytes that complete a multipacket, or decide whether it is one; else 0
+  std::size_t length = 0;  // of the packet in bytes, from its header
+  bool open = false;       // more bytes can complete this multipacket, or turn the packet into one
 };
 
 // Returns the packet at the front of `bytes`, which must not be empty.
 Frame FrontFrame(std::string_view bytes);
 
-// Returns where framing continues after a zero length at the front: the next offset at which a complete packet of a
-// kind that is parsed begins, or the end of `bytes`. Takes linear time.
+// Returns where framing continues after a zero length at the front: the next offset at which a complete multipacket,
+// "X", "Y", "M" or "N" packet begins, or the end of `bytes`. Takes linear time.
 std::size_t NextWholePacket(std::string_view bytes);
 
 #endif  // HOST_FRAMING_H_

@@ -14,7 +14,6 @@
 #include <string_view>
 #include <utility>
 
-#include "host/framing.h"
 #include "message/quorvane_command.h"
 #include "platform/tcp_client_socket.h"
 
@@ -49,12 +48,7 @@ class cQuorvaneDeviceSocket : public platform::TcpClientSocket {
   virtual void SendLog(std::string_view text, std::int32_t level);
 
  private:
-  Frame NextFrame(std::size_t front);
-  std::size_t SkipZeroLength(std::size_t front);
-  bool Complete(std::size_t missing);
-
   MessageHandler handler_;
-  std::size_t completion_left_ = 0;
 };
 
 #endif  // HOST_HOST_SOCKET_H_

@@ -11,7 +11,7 @@ TEST(Framing, ClassifiesFrontOfStream) {
     std::string bytes;
     Kind kind;
     std::size_t length;
-    std::size_t missing = 0;
+    bool open = false;
   } cases[] = {{"X", Kind::kIncomplete, 2},
                {"X\x03", Kind::kIncomplete, 3},
                {"X\x03y", Kind::kPlain, 3},
@@ -20,16 +20,16 @@ TEST(Framing, ClassifiesFrontOfStream) {
                {std::string("X\0y", 3), Kind::kZeroLength, 0},
                {std::string("X\xFF") + std::string(252, 'x'), Kind::kIncomplete, 255},
                {std::string("X\xFF") + std::string(253, 'x'), Kind::kPlain, 255},
-               {"J", Kind::kIncomplete, 2, 4},
-               {"J\x02", Kind::kPlain, 2, 3},
-               {"j\x04xx", Kind::kPlain, 4, 1},
-               {"J\x05xx", Kind::kIncomplete, 5, 1},
-               {std::string("J\0", 2), Kind::kIncomplete, 5, 3},
-               {std::string("J\0\1\x80", 4), Kind::kIncomplete, 5, 1},
-               {std::string("J\0\1\x80k", 5), Kind::kMultiIncomplete, 256, 251},
+               {"J", Kind::kIncomplete, 2, true},
+               {"J\x02", Kind::kPlain, 2, true},
+               {"j\x04xx", Kind::kPlain, 4, true},
+               {"J\x05xx", Kind::kIncomplete, 5, true},
+               {std::string("J\0", 2), Kind::kIncomplete, 5, true},
+               {std::string("J\0\1\x80", 4), Kind::kIncomplete, 5, true},
+               {std::string("J\0\1\x80k", 5), Kind::kMultiIncomplete, 256, true},
                {std::string("j\0\1\x80", 4) + std::string(252, 'k'), Kind::kMulti, 256},
                {std::string("J\x2C\1\x80", 4) + std::string(296, 'k'), Kind::kMulti, 300},
-               {std::string("J\xFF\xFF\x80k", 5), Kind::kMultiIncomplete, 65535, 65530},
+               {std::string("J\xFF\xFF\x80k", 5), Kind::kMultiIncomplete, 65535, true},
                {std::string("J\3\0\x80k", 5), Kind::kMulti, 3},
                {std::string("J\0\0\x80k", 5), Kind::kZeroLength, 0}};
   for (const auto& c : cases) {
@@ -37,7 +37,7 @@ TEST(Framing, ClassifiesFrontOfStream) {
     const Frame frame = FrontFrame(c.bytes);
     EXPECT_EQ(frame.kind, c.kind);
     EXPECT_EQ(frame.length, c.length);
-    EXPECT_EQ(frame.missing, c.missing);
+    EXPECT_EQ(frame.open, c.open);
   }
 }
 
@@ -49,15 +49,12 @@ TEST(Framing, ContinuesAtNextCompletePacketAfterZeroLength) {
   } cases[] = {{std::string("X\0\0\0X\x02", 6), 4},
                {std::string("\0n\x01", 3), 1},
                {std::string("\0", 1) + multi, 1},
-               {std::string("\0J\1\0\0k", 6), 1},          // shorter than its header
-               {std::string("\0J\1\0\0", 5), 5},           // four bytes are not a multipacket
-               {std::string("\0J\0\0\0Y\x02", 7), 5},      // also a zero length
-               {std::string("\0J\x09\0\0kX\x03y", 9), 6},  // an incomplete multipacket
-               {std::string("\0X\x06yY\x02", 6), 4},       // an incomplete plain packet
-               {std::string("\0E\x02"
-                            "A\x02M\x02",
-                            7),
-                5},  // unknown kinds
+               {std::string("\0J\1\0\0k", 6), 1},                    // shorter than its header
+               {std::string("\0J\1\0\0", 5), 5},                     // four bytes are not a multipacket
+               {std::string("\0J\0\0\0Y\x02", 7), 5},                // also a zero length
+               {std::string("\0J\x09\0\0kX\x03y", 9), 6},            // an incomplete multipacket
+               {std::string("\0X\x06yY\x02", 6), 4},                 // an incomplete plain packet
+               {std::string("\0E\x02", 3) + "A\x02L\x03xM\x02", 8},  // unknown kinds and a log packet
                {std::string("X\0J\0\1", 5), 5},
                {std::string(3, '\0'), 3}};
   for (const auto& c : cases) EXPECT_EQ(NextWholePacket(c.bytes), c.next) << testing::PrintToString(c.bytes);
