@@ -149,29 +149,21 @@ void SerialPort::Write(std::string_view bytes) {
 }
 
 void SerialPort::WaitTransmitted() {
-  // Watch the output queue first, because tcdrain does not show progress.
-  constexpr timespec kByteTime{0, 1'000'000};  // about one byte at 9600 baud
   patience_left_ = kPatience;
-  for (std::size_t waiting = OutputWaiting(DescriptorNumber()); waiting > 0 && CanSend();) {
+  std::size_t waiting = OutputWaiting(DescriptorNumber());
+  while (CanSend()) {
     const auto start = MonotonicNow();
-    nanosleep(&kByteTime, nullptr);
-    const std::size_t now_waiting = OutputWaiting(DescriptorNumber());
+    {
+      // An adapter that keeps reporting a busy transmitter would block the drain forever.
+      const CallLimit limit(kSlice);
+      if (tcdrain(DescriptorNumber()) == 0 || errno != EINTR) return;
+    }
     Charge(start);
+    // A shorter queue is progress, which the drain does not report.
+    const std::size_t now_waiting = OutputWaiting(DescriptorNumber());
     if (now_waiting < waiting) patience_left_ = kPatience;
     waiting = now_waiting;
-    if (waiting > 0 && TimeLeft().count() <= 0) Fail(ETIMEDOUT);
-  }
-  if (CanSend() && !Drain()) Fail(ETIMEDOUT);
-}
-
-bool SerialPort::Drain() {
-  // An adapter that keeps reporting a busy transmitter would block the drain forever.
-  const CallLimit limit(kSlice);
-  while (true) {
-    const auto start = MonotonicNow();
-    if (tcdrain(DescriptorNumber()) == 0 || errno != EINTR) return true;
-    Charge(start);
-    if (TimeLeft().count() <= 0) return false;
+    if (TimeLeft().count() <= 0) Fail(ETIMEDOUT);
   }
 }
 

@@ -62,9 +62,7 @@ class SerialPort : public ByteStream {
 
  private:
   bool ApplySettings(const Descriptor& line) const;
-  // Waits for the transmitter; returns false if it stays busy too long.
-  bool Drain();
-  // Returns how long output may go on without progress.
+  // Returns how long output may continue without progress.
   std::chrono::nanoseconds TimeLeft() const;
   // Subtracts a wait that began at `start` from the remaining time.
   void Charge(std::chrono::nanoseconds start);

@@ -36,8 +36,9 @@ class SerialLimits : public SerialPortTest {
       return 0;
     };
     Calls().hooks[kPoll] = [this](long limit, auto...) { return Wait(milliseconds(limit), 0); };
-    Calls().hooks[kNanosleep] = [this](long time, auto...) { return Wait(milliseconds(time), 0); };
-    Calls().hooks[kTcdrain] = [this](auto...) { return busy ? WaitForAlarm(Failure(EINTR)) : Wait({}, 0); };
+    Calls().hooks[kTcdrain] = [this](auto...) {
+      return busy || queued > 0 ? WaitForAlarm(Failure(EINTR)) : Wait({}, 0);
+    };
     Calls().hooks[kTcflush] = [this](auto...) {
       queued = 0;
       return std::nullopt;
@@ -92,7 +93,7 @@ TEST_F(SerialLimits, StalledLineFailsAfterFiveSecondsOrAtDeadline) {
       EXPECT_THAT(Events(), ElementsAre(Error(ETIMEDOUT)));
     }
   }
-  EXPECT_GE(Calls().counts[kNanosleep], 6000);  // the transmit wait sleeps
+  EXPECT_EQ(Calls().counts[kTcdrain], 140);  // the transmit wait sleeps 100 ms at a time
 }
 
 TEST_F(SerialLimits, LineThatAcceptsAByteEveryFourSecondsDoesNotFail) {
@@ -104,11 +105,12 @@ TEST_F(SerialLimits, LineThatAcceptsAByteEveryFourSecondsDoesNotFail) {
   };
   EXPECT_EQ(TimeOf([this] { line.Write("0102U"); }), seconds(16));
   queued = 5;
-  Calls().hooks[kNanosleep] = [&](long time, auto...) {
-    if (++waits % 4000 == 0) --queued;  // a millisecond each
-    return Wait(milliseconds(time), 0);
+  Calls().hooks[kTcdrain] = [&](auto...) {
+    if (queued == 0) return 0L;
+    if (++waits % 40 == 0) --queued;  // 100 ms each
+    return WaitForAlarm(Failure(EINTR));
   };
-  EXPECT_GE(TimeOf([this] { line.WaitTransmitted(); }), seconds(16));
+  EXPECT_EQ(TimeOf([this] { line.WaitTransmitted(); }), seconds(20));
   EXPECT_THAT(Events(), IsEmpty());
 }
 
@@ -125,14 +127,11 @@ TEST_F(SerialLimits, TimeWhileStoppedDoesNotCount) {
     return Wait({}, 1);
   };
   send_in_a_stopped_process();
-  queued = 5;
-  Calls().hooks[kNanosleep] = [this](auto...) {
-    queued = 0;
-    return Wait({}, 0);
-  };
-  send_in_a_stopped_process();
   Calls().hooks[kTcdrain] = [this](auto...) { return stopped_for > seconds(0) ? WaitForAlarm(Failure(EINTR)) : 0; };
-  send_in_a_stopped_process();
+  for (const int unsent : {5, 0}) {
+    queued = unsent;
+    send_in_a_stopped_process();
+  }
 }
 
 TEST_F(SerialLimits, OpenAndCloseAreBounded) {
