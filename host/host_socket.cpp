@@ -38,7 +38,7 @@ void cQuorvaneDeviceSocket::Event_Error() {
 void cQuorvaneDeviceSocket::Event_DataAvailable() {
   using Kind = Frame::Kind;
   Buffer += ReadAll();
-  const LifetimeGuard guard(*this);
+  const std::weak_ptr<void> lifetime = Lifetime();
   const MessageHandler handler = handler_;  // stays alive if the handler releases the socket
   while (!Buffer.empty()) {
     const Frame frame = FrontFrame(Buffer);
@@ -71,7 +71,7 @@ void cQuorvaneDeviceSocket::Event_DataAvailable() {
       continue;
     }
     handler(message);
-    if (!guard.Alive()) return;
+    if (lifetime.expired()) return;
   }
 }
 

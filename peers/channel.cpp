@@ -25,11 +25,7 @@ platform::Interest Channel::PrepareToWait() {
 }
 
 void Channel::HandleReady() {
-  if (Paused) {
-    RetryOutput();
-  } else {
-    ByteStream::HandleReady();
-  }
+  if (!Paused) ByteStream::HandleReady();
 }
 
 void Channel::Event_DataAvailable() {

@@ -13,10 +13,6 @@
 namespace platform {
 
 void ByteStream::Poll() {
-  if (in_data_event_ && CanSend()) {
-    if (!connection_.output_refused) SendOutput();
-    return;
-  }
   EventPump::Instance().RunOnly(*this);
 }
 
@@ -29,28 +25,24 @@ std::string ByteStream::ReadAll() {
   return bytes;
 }
 
-std::string ByteStream::ReadWaiting(std::size_t most) {
-  std::string bytes;
-  Receive(bytes, most);
-  return bytes;
-}
-
 std::size_t ByteStream::InputWaiting() const {
   int waiting = 0;
   if (!IsOpen() || ioctl(DescriptorNumber(), FIONREAD, &waiting) != 0) return 0;
   return static_cast<std::size_t>(waiting);
 }
 
-void ByteStream::QueueOutput(std::string_view bytes) {
-  connection_.output.Append(bytes);
-  RetryOutput();
-}
-
 void ByteStream::SendOutput() {
-  if (!CanSend() || connection_.output.Empty()) return;
-  const std::int32_t error = connection_.output.SendTo(DescriptorNumber());
-  if (error != 0) FailWhenDrained(error);
-  connection_.output_refused = !connection_.output.Empty();
+  std::string& output = connection_.output;
+  if (!CanSend() || output.empty()) return;
+  ssize_t count = 0;
+  do {
+    count = write(DescriptorNumber(), output.data(), output.size());
+  } while (count < 0 && errno == EINTR);
+  if (count >= 0) {
+    output.erase(0, static_cast<std::size_t>(count));
+  } else if (errno != EAGAIN) {
+    FailWhenDrained(errno);
+  }
 }
 
 void ByteStream::Adopt(Descriptor descriptor) {
@@ -68,26 +60,24 @@ void ByteStream::Fail(std::int32_t error) {
   std::string inbox = std::move(connection_.inbox);  // a running data handler may not have read it yet
   CloseStream();
   connection_.inbox = std::move(inbox);
-  connection_.error_due = true;
+  connection_.error = error;
   last_error_ = error;
 }
 
 void ByteStream::FailWhenDrained(std::int32_t error) {
-  connection_.error_when_drained = error;
-  connection_.output.Clear();
+  connection_.error = error;
+  connection_.output.clear();
 }
 
 Interest ByteStream::PrepareToWait() {
-  if (!connection_.output_refused) SendOutput();
-  const bool failing = connection_.error_due || connection_.error_when_drained != 0;
+  SendOutput();
   return {.descriptor = DescriptorNumber(),
           .read = IsOpen() && !in_data_event_,
-          .write = IsOpen() && !connection_.output.Empty(),
-          .pending = failing && !in_data_event_};
+          .write = IsOpen() && !connection_.output.empty(),
+          .pending = connection_.error != 0 && !in_data_event_};
 }
 
 void ByteStream::HandleReady() {
-  RetryOutput();
   if (in_data_event_) return;
   if (IsOpen()) {
     const ssize_t count = Receive(connection_.inbox, receive_size_);
@@ -96,11 +86,10 @@ void ByteStream::HandleReady() {
       return;
     }
     const std::int32_t reason = count == 0 ? ECONNRESET : errno;
-    const std::int32_t earlier = connection_.error_when_drained;
-    if (reason == EAGAIN && earlier == 0) return;
-    Fail(earlier != 0 ? earlier : reason);
+    if (reason == EAGAIN && connection_.error == 0) return;
+    Fail(connection_.error != 0 ? connection_.error : reason);
   }
-  if (std::exchange(connection_.error_due, false)) Event_Error();
+  if (std::exchange(connection_.error, 0) != 0) Event_Error();
 }
 
 // Receives once and appends the bytes to `to`. Returns their number, 0 at the end of the stream, or -1 with errno set.
@@ -116,9 +105,9 @@ std::ptrdiff_t ByteStream::Receive(std::string& to, std::size_t most) const {
 
 void ByteStream::RaiseData() {
   in_data_event_ = true;
-  const LifetimeGuard guard(*this);
+  const std::weak_ptr<void> lifetime = Lifetime();
   Event_DataAvailable();
-  if (!guard.Alive()) return;
+  if (lifetime.expired()) return;
   in_data_event_ = false;
   connection_.inbox.clear();
 }

@@ -15,7 +15,6 @@
 
 #include "platform/descriptor.h"
 #include "platform/event_source.h"
-#include "platform/output_queue.h"
 
 namespace platform {
 
@@ -44,27 +43,21 @@ class ByteStream : public EventSource {
 
   bool IsOpen() const { return descriptor_.IsOpen(); }
   // Whether the stream is open and no send has failed.
-  bool CanSend() const { return IsOpen() && connection_.error_when_drained == 0; }
+  bool CanSend() const { return IsOpen() && connection_.error == 0; }
   // Returns -1 if the stream is not open.
   int DescriptorNumber() const { return descriptor_.Number(); }
 
   // Returns the number of bytes available in the kernel.
   std::size_t InputWaiting() const;
 
-  // Receives once from the kernel, at most `most` bytes. May be called within a data event.
-  std::string ReadWaiting(std::size_t most);
-
   // Queues bytes, which are sent with the next poll or pump pass for which the stream is open.
-  void QueueOutput(std::string_view bytes);
-  std::size_t OutputQueued() const { return connection_.output.Size(); }
+  void QueueOutput(std::string_view bytes) { connection_.output += bytes; }
+  std::size_t OutputQueued() const { return connection_.output.size(); }
 
-  // Makes one attempt to send the queued output.
+  // Makes one attempt to send the queued output. A partial write is normal.
   void SendOutput();
 
-  // Makes the next poll or pass retry output that the kernel did not accept.
-  void RetryOutput() { connection_.output_refused = false; }
-
-  // Takes over an open, non-blocking descriptor. The stream must be closed.
+  // Takes ownership of an open, non-blocking descriptor. The stream must be closed.
   void Adopt(Descriptor descriptor);
 
   // Closes the descriptor and discards received and queued bytes; keeps the last error code. Raises no event.
@@ -90,10 +83,8 @@ class ByteStream : public EventSource {
   // State that is reset when the stream is closed.
   struct Connection {
     std::string inbox{};
-    OutputQueue output{};
-    bool output_refused = false;  // the kernel did not accept all of it, and has not reported room since
-    std::int32_t error_when_drained = 0;
-    bool error_due = false;
+    std::string output{};
+    std::int32_t error = 0;  // pending; while the descriptor is open, its input is delivered first
   };
 
   Descriptor descriptor_;

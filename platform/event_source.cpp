@@ -17,7 +17,6 @@ EventSource::EventSource() : identity_(NextIdentity()) {
 }
 
 EventSource::~EventSource() {
-  for (LifetimeGuard* guard = guard_; guard != nullptr; guard = guard->outer_) guard->source_ = nullptr;
   EventPump::Instance().Remove(this);
 }
 

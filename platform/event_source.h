@@ -6,6 +6,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <memory>
 #include <span>
 
 #include "platform/descriptor.h"
@@ -31,23 +32,6 @@ class EventSource {
   virtual ~EventSource();
 
  protected:
-  // Tells a function that calls a handler whether the source still exists afterwards.
-  class LifetimeGuard {
-   public:
-    explicit LifetimeGuard(EventSource& source) : source_(&source), outer_(source.guard_) { source.guard_ = this; }
-    ~LifetimeGuard() {
-      if (source_ != nullptr) source_->guard_ = outer_;
-    }
-    LifetimeGuard(const LifetimeGuard&) = delete;
-    LifetimeGuard& operator=(const LifetimeGuard&) = delete;
-    bool Alive() const { return source_ != nullptr; }
-
-   private:
-    friend class EventSource;
-    EventSource* source_;
-    LifetimeGuard* outer_;
-  };
-
   EventSource();
 
   // Called at the start of a pass: sends queued output and returns what to wait for. Raises no events.
@@ -60,11 +44,14 @@ class EventSource {
   // Must be called when the source's descriptor is closed or replaced, to drop the old one's readiness.
   void DescriptorChanged();
 
+  // Returns a pointer that expires when the source is destroyed. A function that calls a handler checks it afterwards.
+  std::weak_ptr<void> Lifetime() const { return lifetime_; }
+
  private:
   friend class EventPump;
 
   std::uint64_t identity_;
-  LifetimeGuard* guard_ = nullptr;
+  std::shared_ptr<void> lifetime_ = std::make_shared<char>();
 };
 
 }  // namespace platform

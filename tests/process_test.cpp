@@ -10,7 +10,6 @@
 #include "platform/call_limit.h"
 #include "platform/clock.h"
 #include "platform/console.h"
-#include "platform/output_queue.h"
 #include "tests/child.h"
 #include "tests/virtual_clock.h"
 
@@ -66,28 +65,6 @@ TEST(Console, LosesNothingIfInterrupted) {
   PrintLineAndEmptyLine(std::string(1000, 'x'));
   Calls() = {};
   EXPECT_EQ(testing::internal::GetCapturedStdout(), std::string(1000, 'x') + "\n\n");
-}
-
-TEST(OutputQueue, FreesMemoryOfSentBytesAndOfFlood) {
-  long taken = 1000;
-  Calls().hooks[kWrite] = [&taken](auto...) { return taken; };
-  OutputQueue output;
-  output.Append("always a little left");
-  largest_allocation = 0;
-  for (int i = 0; i < 10'000; ++i) {
-    output.Append(std::string(1000, 'x'));
-    EXPECT_EQ(output.SendTo(-1), 0);
-  }
-  EXPECT_EQ(output.Size(), 20U);
-  EXPECT_LT(largest_allocation, 10'000U);
-
-  output.Append(std::string(1'000'000, 'x'));
-  taken = 1'000'020;
-  EXPECT_EQ(output.SendTo(-1), 0);
-  largest_allocation = 0;
-  output.Append(std::string_view("as if there had been no flood, so that memory is needed anew"));
-  EXPECT_GT(largest_allocation, 0U);
-  Calls() = {};
 }
 
 }  // namespace

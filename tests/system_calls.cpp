@@ -13,7 +13,6 @@
 #include <time.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cstdarg>
 #include <cstdlib>
 #include <memory>
@@ -25,7 +24,6 @@
 using std::chrono::nanoseconds;
 
 Fault allocation_fault;
-std::atomic<std::size_t> largest_allocation = 0;
 
 namespace {
 
@@ -76,7 +74,6 @@ int SystemPpoll(pollfd* polled, nfds_t count, nanoseconds limit) {
 }
 
 void* operator new(std::size_t size) {
-  largest_allocation = std::max(largest_allocation.load(), size);
   void* const memory = allocation_fault.Strikes() ? nullptr : std::malloc(size);
   if (memory == nullptr) throw std::bad_alloc();
   return memory;

@@ -74,6 +74,5 @@ struct Fault {
 };
 
 extern Fault allocation_fault;
-extern std::atomic<std::size_t> largest_allocation;
 
 #endif  // TESTS_SYSTEM_CALLS_H_

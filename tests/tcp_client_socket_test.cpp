@@ -132,31 +132,6 @@ TEST_F(TcpClientSocketTest, PollOrRunInDataEventSendsWithoutNestingOrSpinning) {
   EXPECT_THAT(Events(3), ElementsAre("connected", "data first", "data second"));
 }
 
-TEST_F(TcpClientSocketTest, TriesEachLineOnceInDataEventWhileOutputIsBlocked) {
-  Channel& peer = Connected();
-  peer.Paused = true;
-  std::string sent(std::size_t{7} << 20, 'x');
-  client->then = [&](const std::string& event) {
-    if (event != "data go") return;
-    client->Write(sent);
-    client->Poll();
-    client->Poll();  // the first attempt enlarges the kernel's buffer
-    Calls() = {};
-    for (int line = 0; line < 100; ++line) {
-      client->Write("line");
-      sent += "line";
-      for (int i = 0; i < 3; ++i) client->Poll();
-    }
-    EXPECT_EQ(Calls().counts[kWrite], 100);
-    EXPECT_EQ(Calls().counts[kPpoll], 0);
-  };
-  peer.Send("go");
-  EXPECT_THAT(Events(2), ElementsAre("connected", "data go"));
-  peer.Paused = false;
-  EXPECT_TRUE(WaitFor([&] { return peer.Received.size() == sent.size(); }));
-  EXPECT_TRUE(peer.Received == sent);
-}
-
 TEST_F(TcpClientSocketTest, OutputLimitAppliesWhileConnecting) {
   client->Connect();
   client->Write(std::string(std::size_t{8} << 20, 'x'));
