@@ -74,7 +74,7 @@ Interest ByteStream::PrepareToWait() {
   return {.descriptor = DescriptorNumber(),
           .read = IsOpen() && !in_data_event_,
           .write = IsOpen() && !connection_.output.empty(),
-          .pending = connection_.error != 0 && !in_data_event_};
+          .due = connection_.error != 0 && !in_data_event_ ? Interest::kNow : Interest::kNever};
 }
 
 void ByteStream::HandleReady() {

@@ -32,14 +32,11 @@ class EventPump {
 
  private:
   friend class EventSource;
-  class Passes;
 
   EventPump() = default;
-  void Add(EventSource* source);
-  void Remove(const EventSource* source);
+  void Pass(std::chrono::nanoseconds limit, const EventSource* only = nullptr);
 
-  std::vector<EventSource*> sources_;  // a source destroyed during a pass is null until all passes end
-  int depth_ = 0;                      // number of nested passes
+  std::vector<EventSource*> sources_;
 };
 
 // Yields the processor to other threads; raises no events.

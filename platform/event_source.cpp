@@ -13,11 +13,11 @@ std::uint64_t NextIdentity() {
 }  // namespace
 
 EventSource::EventSource() : identity_(NextIdentity()) {
-  EventPump::Instance().Add(this);
+  EventPump::Instance().sources_.push_back(this);
 }
 
 EventSource::~EventSource() {
-  EventPump::Instance().Remove(this);
+  std::erase(EventPump::Instance().sources_, this);
 }
 
 void EventSource::DescriptorChanged() {

@@ -16,11 +16,11 @@ namespace platform {
 // What a source waits for in the next pass. A source that waits for nothing is skipped.
 struct Interest {
   static constexpr std::chrono::nanoseconds kNever = std::chrono::nanoseconds::max();
+  static constexpr std::chrono::nanoseconds kNow = std::chrono::nanoseconds::zero();  // always due
 
   int descriptor = -1;
   bool read = false;
   bool write = false;
-  bool pending = false;                      // has an event to raise without waiting
   std::span<const Descriptor> connecting{};  // sockets with a connect in progress; ready when writable
   std::chrono::nanoseconds due = kNever;     // when to be called even if nothing is ready, in MonotonicNow time
 };
@@ -37,8 +37,7 @@ class EventSource {
   // Called at the start of a pass: sends queued output and returns what to wait for. Raises no events.
   virtual Interest PrepareToWait() = 0;
 
-  // Called when a descriptor is ready, has failed or was hung up, when an event is pending, or when the source is due.
-  // May raise events.
+  // Called when a descriptor is ready, has failed or was hung up, or when the source is due. May raise events.
   virtual void HandleReady() = 0;
 
   // Must be called when the source's descriptor is closed or replaced, to drop the old one's readiness.

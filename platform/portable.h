@@ -3,18 +3,11 @@
 #ifndef PLATFORM_PORTABLE_H_
 #define PLATFORM_PORTABLE_H_
 
-#include <chrono>
 #include <cstddef>
 
 #include "platform/descriptor.h"
 
-struct pollfd;
-
 namespace platform {
-
-// Calls ppoll without a signal mask. On systems without ppoll, calls poll with the limit rounded up to milliseconds, so
-// that a wait neither ends early nor ends in a busy loop.
-int WaitForEvents(pollfd* polled, std::size_t count, std::chrono::nanoseconds limit);
 
 // Returns a stream socket that is non-blocking and close-on-exec; on failure, it is not open and errno is set.
 Descriptor OpenStreamSocket(int family);

@@ -89,11 +89,11 @@ TcpConnector::TcpConnector(const std::string& host, std::int32_t port, const std
 Interest TcpConnector::PrepareToWait() const {
   if (lookup_) {
     const int done = lookup_->DescriptorNumber();
-    return {.descriptor = done, .read = done >= 0, .pending = done < 0};
+    return {.descriptor = done, .read = done >= 0, .due = done < 0 ? Interest::kNow : Interest::kNever};
   }
+  if (attempts_.empty()) return {.due = Interest::kNow};
   const bool more_to_try = next_address_ < addresses_.addresses.size();
-  return {
-      .pending = attempts_.empty(), .connecting = attempts_, .due = more_to_try ? next_attempt_due_ : Interest::kNever};
+  return {.connecting = attempts_, .due = more_to_try ? next_attempt_due_ : Interest::kNever};
 }
 
 std::optional<TcpConnector::Result> TcpConnector::Advance() {

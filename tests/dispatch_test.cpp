@@ -88,9 +88,9 @@ TEST_F(Dispatch, ReportsMessagesWithoutDictionary) {
 TEST_F(Dispatch, SendsLogLineAtOnceOrOnlyQueuesIt) {
   Calls() = {};
   QueueLogToHost("queued", 2);
-  EXPECT_EQ(Calls().counts[kPpoll] + Calls().counts[kWrite], 0);
+  EXPECT_EQ(Calls().counts[kPoll] + Calls().counts[kWrite], 0);
   LogToHost("at once", 2);
-  EXPECT_EQ(Calls().counts[kPpoll], 3);
+  EXPECT_EQ(Calls().counts[kPoll], 3);
   EXPECT_EQ(Calls().counts[kWrite], 1);
 }
 

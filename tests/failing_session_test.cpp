@@ -51,7 +51,7 @@ std::string ReceiveAll(int link) {
   return bytes;
 }
 
-constexpr std::array kInterruptible{kConnect, kNanosleep, kOpen, kPoll, kPpoll, kRead, kTcdrain, kWrite};
+constexpr std::array kInterruptible{kConnect, kNanosleep, kOpen, kPoll, kRead, kTcdrain, kWrite};
 
 // A session that exercises every kind of log line. The far ends are plain sockets, not affected by the fault.
 class Session {

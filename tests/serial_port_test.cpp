@@ -109,7 +109,7 @@ TEST_F(SerialPortTest, HangUpRaisesOneErrorAndDoesNotSpin) {
     EXPECT_TRUE(hung_up.events.empty());
     Calls() = {};
     EventPump::Instance().Run(20);
-    EXPECT_LT(Calls().counts[kPpoll], 5);
+    EXPECT_LT(Calls().counts[kPoll], 5);
     EXPECT_EQ(fcntl(number, F_GETFD), -1);  // closed, so that a new adapter can get the same name
     hung_up.Write("dropped");
     hung_up.WaitTransmitted();

@@ -31,7 +31,7 @@ nanoseconds FromTimespec(const timespec& time) {
   return std::chrono::seconds(time.tv_sec) + nanoseconds(time.tv_nsec);
 }
 
-// Calls the system's function by the symbol name of ours; with 64-bit time, ppoll can be __ppoll64.
+// Calls the system's function by the symbol name of ours, which differs on systems with 64-bit times or file offsets.
 template <auto kOwn, typename... Arguments>
 auto System(Arguments... arguments) {
   static const auto system = [] {
@@ -68,9 +68,8 @@ SystemCalls& Calls() {
   return calls;
 }
 
-int SystemPpoll(pollfd* polled, nfds_t count, nanoseconds limit) {
-  const timespec time = platform::ToTimespec(limit);
-  return System<&ppoll>(polled, count, &time, nullptr);
+int SystemPoll(pollfd* polled, nfds_t count, int limit) {
+  return System<&poll>(polled, count, limit);
 }
 
 void* operator new(std::size_t size) {
@@ -129,15 +128,11 @@ int tcflush(int descriptor, int queue) noexcept {
   return AnswerOr([=] { return System<&tcflush>(descriptor, queue); }, kTcflush, descriptor);
 }
 
-int ppoll(pollfd* polled, nfds_t count, const timespec* limit, const sigset_t* /*mask*/) {
-  const auto wait = [=, limit = FromTimespec(*limit)] {
-    return Calls().clock != nullptr ? Calls().clock->OnWait(polled, count, limit) : SystemPpoll(polled, count, limit);
-  };
-  return AnswerOr(wait, kPpoll, 0, count, polled);
-}
-
 int poll(pollfd* polled, nfds_t count, int limit) {
-  return AnswerOr([=] { return System<&poll>(polled, count, limit); }, kPoll, limit, count, polled);
+  const auto wait = [=] {
+    return Calls().clock != nullptr ? Calls().clock->OnWait(polled, count, limit) : SystemPoll(polled, count, limit);
+  };
+  return AnswerOr(wait, kPoll, limit, count, polled);
 }
 
 // Called by fortified code if the array size is known.

@@ -21,7 +21,6 @@ enum Call {
   kNanosleep,
   kOpen,
   kPoll,
-  kPpoll,
   kRead,
   kSocket,
   kTcdrain,

@@ -106,7 +106,7 @@ TEST_F(TcpClientSocketTest, ReconnectDiscardsStateOfPreviousConnection) {
     EXPECT_TRUE(WaitFor([&] { return peers.Peer()->Received == "answer"; }));
     Calls() = {};
     EventPump::Instance().Run(20);
-    EXPECT_LT(Calls().counts[kPpoll], 5);
+    EXPECT_LT(Calls().counts[kPoll], 5);
     client.reset();
   }
 }
@@ -124,7 +124,7 @@ TEST_F(TcpClientSocketTest, PollOrRunInDataEventSendsWithoutNestingOrSpinning) {
       EXPECT_TRUE(WaitFor([&] { return peer.Received == answer && peer.Unsent() == 0; }));
       Calls() = {};
       EventPump::Instance().Run(20);
-      EXPECT_LT(Calls().counts[kPpoll], 5);
+      EXPECT_LT(Calls().counts[kPoll], 5);
     }
     --depth;
   };

@@ -1,6 +1,6 @@
-// A virtual clock for one test: while it exists, time passes only while the event pump waits, and passes at once.
+// A virtual clock for one test: while it exists, time passes only during a poll, and passes at once.
 //
-// Readiness still comes from the system, so real sockets and terminals work as usual. Every wait is recorded.
+// Readiness still comes from the system, so real sockets and terminals work as usual. Every poll is recorded.
 
 #ifndef TESTS_VIRTUAL_CLOCK_H_
 #define TESTS_VIRTUAL_CLOCK_H_
@@ -25,6 +25,7 @@ class VirtualClock {
   ~VirtualClock() { Calls() = {}; }
 
   std::vector<Wait> waits;
+  std::vector<Wait> sleeps;  // the waits in which nothing became ready, so that time passed
 
   // Called before each wait. A positive result is the errno value with which the wait fails.
   std::function<int(const Wait& wait)> before_wait;
@@ -34,15 +35,15 @@ class VirtualClock {
 
   void Pass(std::chrono::nanoseconds time) { Calls().time_passed += time; }
 
-  // Called in place of ppoll.
-  int OnWait(pollfd* polled, nfds_t count, std::chrono::nanoseconds limit);
+  // Called in place of poll; the limit is in milliseconds.
+  int OnWait(pollfd* polled, nfds_t count, int limit);
 
-  // Returns the pump's runs so far, each with the polls after it: "10 ms, poll". Consecutive equal runs are combined:
-  // "100 x 10 ms".
+  // Returns the pump's runs so far, each of which ends with a sleep. Consecutive equal runs are combined: "100 x 10
+  // ms".
   std::vector<std::string> Runs() const;
 };
 
-// Calls the system's ppoll.
-int SystemPpoll(pollfd* polled, nfds_t count, std::chrono::nanoseconds limit);
+// Calls the system's poll.
+int SystemPoll(pollfd* polled, nfds_t count, int limit);
 
 #endif  // TESTS_VIRTUAL_CLOCK_H_
