@@ -44,7 +44,8 @@ void cQuorvaneDeviceSocket::Event_DataAvailable() {
     const Frame frame = FrontFrame(Buffer);
     if (frame.kind == Kind::kIncomplete) break;
     // The receive may have split this packet. The next data event follows at once.
-    if (frame.open && InputWaiting() > 0) break;
+    const bool may_change = frame.kind == Kind::kMultiIncomplete || frame.kind == Kind::kPlainUnlessMore;
+    if (may_change && InputWaiting() > 0) break;
     if (frame.kind == Kind::kMultiIncomplete) {
       SendLog("bufflength is " + std::to_string(Buffer.size()) + " packet length is: " + std::to_string(frame.length),
               kLogLevelOperational);
@@ -52,7 +53,7 @@ void cQuorvaneDeviceSocket::Event_DataAvailable() {
     }
     if (frame.kind == Kind::kZeroLength) {
       // Without a packet to continue at, wait for one, but do not hold more than the largest packet.
-      const std::size_t next = NextWholePacket(Buffer);
+      const std::size_t next = NextCompletePacket(Buffer);
       if (next == Buffer.size() && next < kMaxPacketSize && InputWaiting() > 0) break;
       SendLog(kMalformed, kLogLevelDetail);
       Buffer.erase(0, next);
