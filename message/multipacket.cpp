@@ -29,7 +29,7 @@ MultiDictionary ReadEntries(std::string_view packet, bool little_endian) {
   std::string_view rest = packet.substr(std::min(layout::kMultiHeaderSize, packet.size()));
   while (rest.size() >= layout::kEntryHeaderSize) {
     const std::string_view entry = rest.substr(0, layout::kEntryHeaderSize + ValueLength(rest, little_endian));
-    entries.Set(entry.substr(0, layout::kKeySize), entry.substr(layout::kEntryHeaderSize));
+    entries.Set(entry.substr(0, MultiDictionary::kKeySize), entry.substr(layout::kEntryHeaderSize));
     rest.remove_prefix(entry.size());
   }
   return entries;
@@ -49,7 +49,8 @@ bool cQuorvaneCommand::initFromMultiPacket(std::string packet_bytes) {
 
 std::string cQuorvaneCommand::GetRawMultipacket() {
   if (!MultiDict) return BuildPlainPacket();
-  std::string packet("J\0\0\x80", layout::kMultiHeaderSize);
+  // The length is filled in at the end.
+  std::string packet{'J', 0, 0, static_cast<char>(layout::kFlagLittleEndian)};
   for (const MultiDictionary::Entry& entry : MultiDict->Entries()) {
     const std::string_view value = std::string_view(entry.value).substr(0, kLargestLength);
     packet.append(entry.key.data(), entry.key.size());
