@@ -1,5 +1,6 @@
 #include "app/app.h"
 
+#include <chrono>
 #include <memory>
 #include <string_view>
 
@@ -19,22 +20,24 @@
 namespace {
 
 constexpr std::size_t kBannerArguments = 1;  // not counting the program's own path, which is position 0
-constexpr std::size_t kFewestArguments = 4;
+constexpr std::size_t kMinArguments = 4;
 constexpr std::size_t kPortPosition = 1;
 constexpr std::size_t kHostAddressPosition = 2;
 constexpr std::size_t kHostPortPosition = 3;
 constexpr std::size_t kConnectionIDPosition = 4;
 
-constexpr std::int32_t kShortestStartPause = 100;  // pauses and slices are in milliseconds
-constexpr std::int32_t kLongestStartPause = 3000;
-constexpr std::int32_t kHostConnectionSeconds = 15;
-constexpr std::int32_t kSettlePause = 1000;
-constexpr std::int32_t kLoopSlice = 200;
-constexpr int kDrainRuns = 100;
-constexpr std::int32_t kDrainSlice = 10;
+using std::chrono::milliseconds;
 
-void Pump(std::int32_t milliseconds) {
-  platform::EventPump::Instance().Run(milliseconds);
+constexpr std::int32_t kMinStartPause = 100;  // milliseconds
+constexpr std::int32_t kMaxStartPause = 3000;
+constexpr std::int32_t kHostConnectionSeconds = 15;
+constexpr milliseconds kSettlePause{1000};
+constexpr milliseconds kLoopSlice{200};
+constexpr int kDrainRuns = 100;
+constexpr milliseconds kDrainSlice{10};
+
+void Pump(milliseconds time) {
+  platform::EventPump::Instance().Run(time);
 }
 
 void PrintBanner() {
@@ -50,7 +53,7 @@ void PrintUsage() {
 }
 
 bool ConnectedToHost(const std::vector<std::string>& arguments) {
-  Pump(platform::RandomInRange(kShortestStartPause, kLongestStartPause));
+  Pump(milliseconds(platform::RandomInRange(kMinStartPause, kMaxStartPause)));
   const std::int64_t start = platform::Ticks();
   ConnectToHost(arguments[kHostAddressPosition], platform::ReadInt32(arguments[kHostPortPosition]),
                 arguments[kConnectionIDPosition]);
@@ -99,7 +102,7 @@ std::int32_t App::Event_Run(const std::vector<std::string>& arguments) {
   const std::size_t count = arguments.empty() ? 0 : arguments.size() - 1;
   if (count == kBannerArguments) {
     PrintBanner();
-  } else if (count < kFewestArguments) {
+  } else if (count < kMinArguments) {
     PrintUsage();
   } else if (ConnectedToHost(arguments)) {
     Serve(arguments);

@@ -47,13 +47,11 @@ void ByteStream::SendOutput() {
 
 void ByteStream::Adopt(Descriptor descriptor) {
   descriptor_ = std::move(descriptor);
-  DescriptorChanged();
 }
 
 void ByteStream::CloseStream() {
   descriptor_.Reset();
   connection_ = {};
-  DescriptorChanged();
 }
 
 void ByteStream::Fail(std::int32_t error) {
@@ -74,7 +72,7 @@ Interest ByteStream::PrepareToWait() {
   return {.descriptor = DescriptorNumber(),
           .read = IsOpen() && !in_data_event_,
           .write = IsOpen() && !connection_.output.empty(),
-          .due = connection_.error != 0 && !in_data_event_ ? Interest::kNow : Interest::kNever};
+          .deadline = connection_.error != 0 && !in_data_event_ ? Interest::kNow : Interest::kNever};
 }
 
 void ByteStream::HandleReady() {

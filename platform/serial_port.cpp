@@ -15,7 +15,6 @@
 
 #include "platform/call_limit.h"
 #include "platform/clock.h"
-#include "platform/portable.h"
 
 namespace platform {
 namespace {
@@ -43,6 +42,13 @@ speed_t SpeedCode(std::int32_t bits_per_second) {
     if (speed.bits_per_second == bits_per_second) return speed.code;
   }
   return B0;
+}
+
+// Returns the number of bytes that the line has not yet sent; 0 if the system does not report it.
+std::size_t OutputWaiting(int line) {
+  int waiting = 0;
+  if (ioctl(line, TIOCOUTQ, &waiting) != 0) return 0;
+  return static_cast<std::size_t>(waiting);
 }
 
 // Discards unsent output. Skips the flush if there is none: on a pseudo-terminal, it would also discard what the other

@@ -42,7 +42,7 @@ class TcpConnector {
   // Returns what to wait for before the next Advance.
   Interest PrepareToWait() const;
 
-  // Continues with what is ready or due. Returns the result when there is one; the connector is then done.
+  // Continues with what is ready. Returns the result when there is one; the connector is then done.
   std::optional<Result> Advance();
 
  private:
@@ -54,8 +54,8 @@ class TcpConnector {
   std::optional<AddressLookup> lookup_;
   AddressList addresses_;
   std::size_t next_address_ = 0;
-  std::vector<Descriptor> attempts_;  // in flight
-  std::chrono::nanoseconds next_attempt_due_{};
+  std::vector<Descriptor> attempts_;         // in flight
+  std::chrono::nanoseconds next_attempt_{};  // when to start it, unless an earlier one fails before
 };
 
 }  // namespace platform

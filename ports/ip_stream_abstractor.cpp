@@ -1,5 +1,6 @@
 #include "ports/ip_stream_abstractor.h"
 
+#include <chrono>
 #include <utility>
 
 #include "app/process_state.h"
@@ -10,7 +11,7 @@
 namespace {
 
 constexpr std::int64_t kConnectLimitTicks = 600;
-constexpr std::int32_t kWaitSliceMilliseconds = 250;
+constexpr std::chrono::milliseconds kWaitSlice{250};
 
 }  // namespace
 
@@ -28,7 +29,7 @@ bool cIPStreamAbstractor::PortOpen() {
   const std::int64_t start = platform::Ticks();
   while (platform::Ticks() - start < kConnectLimitTicks && !IsConnected()) {
     Poll();
-    platform::EventPump::Instance().Run(kWaitSliceMilliseconds);
+    platform::EventPump::Instance().Run(kWaitSlice);
     platform::YieldToBackground();
   }
   LogInDebugMode([this, ticks = platform::Ticks() - start] {

@@ -23,7 +23,7 @@ bool Session::Wait(std::int32_t milliseconds) {
   while (platform::MonotonicNow() < end) {
     constexpr std::chrono::milliseconds kSlice{50};
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - platform::MonotonicNow());
-    platform::EventPump::Instance().Run(static_cast<std::int32_t>(std::clamp(left, {}, kSlice).count()));
+    platform::EventPump::Instance().Run(std::clamp(left, {}, kSlice));
     device_.ShowOverdue();
     if (interruption::IsPending()) return Fail("interrupted");
   }

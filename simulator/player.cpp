@@ -16,13 +16,13 @@ void Player::PlayScript(const Script& script) {
 }
 
 void Player::PlayPipe() {
-  constexpr std::int32_t kSliceMilliseconds = 10;
+  constexpr std::chrono::milliseconds kSlice{10};
   Channel input{platform::Descriptor(dup(STDIN_FILENO))};
   int number = 0;
   while (!interruption::IsPending()) {
     // Checked before the pump runs, so that lines received before the driver ended are still performed.
     const bool last_turn = session_.DriverHasEnded() || input.Ended;
-    platform::EventPump::Instance().Run(last_turn ? 0 : kSliceMilliseconds);
+    platform::EventPump::Instance().Run(last_turn ? std::chrono::milliseconds(0) : kSlice);
     if (input.Ended && !input.Received.empty()) input.Received += '\n';  // the last line may lack one
     std::size_t end = 0;
     while ((end = input.Received.find('\n')) != std::string::npos && !interruption::IsPending()) {

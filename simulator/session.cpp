@@ -93,7 +93,7 @@ bool Session::WaitUntilReady() {
 bool Session::Perform(const Step& step, const std::string& position) {
   if (step.row == nullptr) return true;
   position_ = position.empty() ? "" : position + ": ";
-  platform::EventPump::Instance().Run(0);
+  platform::EventPump::Instance().Run(std::chrono::milliseconds(0));
   if (step.row->needs_visible_device && !RequireDeviceLink()) return false;
   recorder_.Performed(step);
   const bool passed = step.row->perform(*this, step);
@@ -111,10 +111,10 @@ bool Session::Finish() {
   position_.clear();
   if (host_.Link() == nullptr) driver_.Signal(SIGKILL);
   if (!AwaitEnd([this] { return driver_.Status() && driver_.Output().Ended; })) return false;
-  constexpr std::int32_t kPauseMilliseconds = 20;
+  constexpr std::chrono::milliseconds kPause{20};
   for (std::size_t before = Progress() + 1; before != Progress();) {
     before = Progress();
-    platform::EventPump::Instance().Run(kPauseMilliseconds);
+    platform::EventPump::Instance().Run(kPause);
   }
   device_.Show();
   recorder_.Ended(driver_.Output().Received, driver_.Status().value_or(-1));
