@@ -52,7 +52,7 @@ void PrintUsage() {
       "or torvy-driver IP HOST-ADDRESS HOST-PORT CONNECTION-ID DEVICE-ADDRESS DEVICE-PORT");
 }
 
-bool ConnectedToHost(const std::vector<std::string>& arguments) {
+bool ConnectAndWaitForHost(const std::vector<std::string>& arguments) {
   Pump(milliseconds(platform::RandomInRange(kMinStartPause, kMaxStartPause)));
   const std::int64_t start = platform::Ticks();
   ConnectToHost(arguments[kHostAddressPosition], platform::ReadInt32(arguments[kHostPortPosition]),
@@ -61,9 +61,7 @@ bool ConnectedToHost(const std::vector<std::string>& arguments) {
     platform::PrintLine("Torvy: Timeout waiting for answer from Quorvane\r");
     return false;
   }
-  LogInDebugMode([ticks = platform::Ticks() - start] {
-    return "Quorvane connection successful after: " + std::to_string(ticks) + " ticks.";
-  });
+  LogInDebugMode("Quorvane connection successful after: " + std::to_string(platform::Ticks() - start) + " ticks.");
   return true;
 }
 
@@ -72,28 +70,26 @@ std::shared_ptr<iAbstractPort> OpenDevicePort(const std::vector<std::string>& ar
   if (platform::EqualIgnoringCase(name, "IP")) {
     const std::string& address = arguments[arguments.size() - 2];
     const std::int32_t port = platform::ReadInt32(arguments.back());
-    LogInDebugMode(
-        [&] { return "torvy making IP connection to (" + address + ") port (" + std::to_string(port) + ")"; });
+    LogInDebugMode("torvy making IP connection to (" + address + ") port (" + std::to_string(port) + ")");
     return std::make_shared<cIPStreamAbstractor>(address, port);
   }
-  LogInDebugMode([&name] { return "torvy making local serial connection to port named (" + name + ")"; });
+  LogInDebugMode("torvy making local serial connection to port named (" + name + ")");
   return std::make_shared<cSerialPortAbstractor>(name);
 }
 
 void Serve(const std::vector<std::string>& arguments) {
+  const std::shared_ptr<iAbstractPort> port = OpenDevicePort(arguments);
   ProcessState& state = State();
-  state.DevicePort = OpenDevicePort(arguments);
+  state.DevicePort = port;
   state.Driver = std::make_shared<cTorvy>();
-  state.DevicePort->PortSetParent(state.Driver);
-  if (!state.QuitRequested) {
-    QueueLogToHost(App::kReadyLine, kLogLevelOperational);
-  }
+  port->PortSetParent(state.Driver);
+  if (!state.QuitRequested) QueueLogToHost(App::kReadyLine, kLogLevelOperational);
   Pump(kSettlePause);
   while (!state.QuitRequested) {
     Pump(kLoopSlice);
-    state.DevicePort->PortPoll();
+    port->PortPoll();
   }
-  state.DevicePort->PortClose();
+  port->PortClose();
 }
 
 }  // namespace
@@ -104,10 +100,10 @@ std::int32_t App::Event_Run(const std::vector<std::string>& arguments) {
     PrintBanner();
   } else if (count < kMinArguments) {
     PrintUsage();
-  } else if (ConnectedToHost(arguments)) {
+  } else if (ConnectAndWaitForHost(arguments)) {
     Serve(arguments);
   }
-  // Sends the log lines that are still queued.
+  // Sends the log entries that are still queued, in as many runs as the host's other drivers.
   for (int run = 0; run < kDrainRuns; ++run) Pump(kDrainSlice);
   return 0;
 }

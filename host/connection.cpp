@@ -16,16 +16,16 @@ constexpr std::int32_t kDefaultPort = 20300;
 constexpr std::chrono::milliseconds kWaitSlice{10};
 
 bool HostIsConnected() {
-  const auto& socket = State().HostSocket;
+  const auto socket = State().HostSocket;
   return socket != nullptr && socket->IsConnected();
 }
 
 }  // namespace
 
 void ConnectToHost(const std::string& address, std::int32_t port, const std::string& connection_id) {
-  auto& socket = State().HostSocket;
-  if (HostIsConnected()) socket->Close();
-  socket = std::make_shared<cQuorvaneDeviceSocket>(DispatchHostCommand);
+  if (const auto previous = State().HostSocket) previous->Close();
+  const auto socket = std::make_shared<cQuorvaneDeviceSocket>(DispatchHostCommand);
+  State().HostSocket = socket;
   socket->Address = address.empty() ? kDefaultAddress : address;
   socket->Port = port == 0 ? kDefaultPort : port;
   socket->ConnectionID = connection_id;

@@ -31,7 +31,8 @@ void cQuorvaneDeviceSocket::Event_Connected() {
 }
 
 void cQuorvaneDeviceSocket::Event_Error() {
-  platform::PrintLineAndEmptyLine("Quorvane Pipe Error");
+  platform::PrintLine("Quorvane Pipe Error");
+  platform::PrintLine("");
   State().QuitRequested = true;
 }
 

@@ -34,7 +34,7 @@ constexpr std::array kSpeeds{Speed{300, B300},     Speed{600, B600},      Speed{
                              Speed{57600, B57600}, Speed{115200, B115200}};
 
 constexpr std::array<tcflag_t, 4> kDataBits{CS5, CS6, CS7, CS8};
-constexpr std::int32_t kFewestDataBits = 5;
+constexpr std::int32_t kMinDataBits = 5;
 
 // Returns the termios code of a speed; B0 if the speed is not standard.
 speed_t SpeedCode(std::int32_t bits_per_second) {
@@ -61,13 +61,13 @@ void DiscardOutput(int line) {
 // output is discarded.
 void CloseLine(int line) {
   DiscardOutput(line);
-  const CallLimit limit(SerialPort::kClosingPatience);
+  const CallLimit limit(SerialPort::kCloseTimeout);
   close(line);
 }
 
 // Opens the line without waiting for a modem's carrier (O_NONBLOCK).
 Descriptor OpenLine(const std::string& path) {
-  const auto deadline = MonotonicNow() + SerialPort::kPatience;
+  const auto deadline = MonotonicNow() + SerialPort::kStallTimeout;
   int line = -1;
   do {
     line = open(path.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
@@ -86,8 +86,8 @@ bool SerialPort::Find(const std::string& name) {
 
 bool SerialPort::Open() {
   Close();
-  output_time_left_ = Interest::kNever;
-  const CallLimit limit(kPatience);
+  output_timer_.reset();
+  const CallLimit limit(kStallTimeout);
   Descriptor line = OpenLine(path_);
   const bool usable = line.IsOpen() && isatty(line.Number()) == 1 && flock(line.Number(), LOCK_EX | LOCK_NB) == 0 &&
                       ApplySettings(line);
@@ -105,7 +105,7 @@ bool SerialPort::Open() {
 
 bool SerialPort::ApplySettings(const Descriptor& line) const {
   const speed_t speed = SpeedCode(speed_);
-  const std::int32_t data_bits = data_bits_ - kFewestDataBits;
+  const std::int32_t data_bits = data_bits_ - kMinDataBits;
   if (speed == B0 || !parity_ || data_bits < 0 || data_bits >= static_cast<std::int32_t>(kDataBits.size())) {
     errno = EINVAL;
     return false;
@@ -135,15 +135,15 @@ bool SerialPort::ApplySettings(const Descriptor& line) const {
 }
 
 void SerialPort::Write(std::string_view bytes) {
-  patience_left_ = kPatience;
+  stall_timer_.Restart();
   while (!bytes.empty() && CanSend()) {
     const ssize_t count = write(DescriptorNumber(), bytes.data(), bytes.size());
     if (count > 0) {
       bytes.remove_prefix(static_cast<std::size_t>(count));
-      patience_left_ = kPatience;
+      stall_timer_.Restart();
     } else if (count < 0 && errno != EAGAIN && errno != EINTR) {
       FailWhenDrained(errno);
-    } else if (TimeLeft().count() <= 0) {
+    } else if (TimeLeft().count() == 0) {
       Fail(ETIMEDOUT);
     } else {
       const auto start = MonotonicNow();
@@ -155,7 +155,7 @@ void SerialPort::Write(std::string_view bytes) {
 }
 
 void SerialPort::WaitTransmitted() {
-  patience_left_ = kPatience;
+  stall_timer_.Restart();
   std::size_t waiting = OutputWaiting(DescriptorNumber());
   while (CanSend()) {
     const auto start = MonotonicNow();
@@ -167,24 +167,24 @@ void SerialPort::WaitTransmitted() {
     Charge(start);
     // A shorter queue is progress, which the drain does not report.
     const std::size_t now_waiting = OutputWaiting(DescriptorNumber());
-    if (now_waiting < waiting) patience_left_ = kPatience;
+    if (now_waiting < waiting) stall_timer_.Restart();
     waiting = now_waiting;
-    if (TimeLeft().count() <= 0) Fail(ETIMEDOUT);
+    if (TimeLeft().count() == 0) Fail(ETIMEDOUT);
   }
 }
 
 void SerialPort::SetOutputDeadline(std::chrono::nanoseconds time) {
-  if (output_time_left_ == Interest::kNever) output_time_left_ = time;
+  if (!output_timer_) output_timer_.emplace(time);
 }
 
 std::chrono::nanoseconds SerialPort::TimeLeft() const {
-  return std::min<std::chrono::nanoseconds>(patience_left_, output_time_left_);
+  return output_timer_ ? std::min(stall_timer_.TimeLeft(), output_timer_->TimeLeft()) : stall_timer_.TimeLeft();
 }
 
 void SerialPort::Charge(std::chrono::nanoseconds start) {
-  const auto waited = std::min<std::chrono::nanoseconds>(MonotonicNow() - start, kSlice);
-  patience_left_ -= waited;
-  if (output_time_left_ != Interest::kNever) output_time_left_ -= waited;
+  const auto waited = std::min(MonotonicNow() - start, kSlice);
+  stall_timer_.Charge(waited);
+  if (output_timer_) output_timer_->Charge(waited);
 }
 
 std::size_t SerialPort::Flush() {
