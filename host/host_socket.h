@@ -43,8 +43,7 @@ class cQuorvaneDeviceSocket : public platform::TcpClientSocket {
     SendCommand(sent);
   }
 
-  // Queues a log line with a level from 0 to 255. Cuts the text after the last complete character within 249 bytes. The
-  // line is sent with the next poll of this socket or run of the event pump.
+  // Queues a log packet (see BuildLogPacket), which is sent with the next poll of this socket or run of the event pump.
   virtual void SendLog(std::string_view text, std::int32_t level);
 
  private:

@@ -179,7 +179,7 @@ bool Session::SendStream(std::int32_t count) {
 
 bool Session::SendRawPackets(std::int32_t count) {
   NoteLostCommands();
-  const std::string packet = RawDataCommand(std::string(cQuorvaneCommand::kMostRawData, '-')).GetRawCommand();
+  const std::string packet = RawDataCommand(std::string(cQuorvaneCommand::kMaxRawData, '-')).GetRawCommand();
   std::string packets;
   for (std::int32_t i = 0; i < count; ++i) packets += packet;
   return SendUntilTaken(packets, "raw data in " + std::to_string(count) + " packets");
