@@ -7,7 +7,7 @@
 #include <cerrno>
 #include <chrono>
 
-#include "platform/call_limit.h"
+#include "platform/call_timeout.h"
 #include "platform/clock.h"
 #include "platform/stall_timer.h"
 
@@ -25,7 +25,7 @@ std::size_t WriteSome(std::string_view bytes) {
     ssize_t written = poll(&console, 1, static_cast<int>(limit.count()));
     if (written > 0) {
       // The write blocks if a terminal has room, but not for all bytes.
-      const CallLimit call_limit(stall_timer.TimeLeft());
+      const CallTimeout timeout(stall_timer.TimeLeft());
       written = write(STDOUT_FILENO, bytes.data(), bytes.size());
     }
     const int error = errno;

@@ -13,7 +13,7 @@
 #include <cerrno>
 #include <utility>
 
-#include "platform/call_limit.h"
+#include "platform/call_timeout.h"
 #include "platform/clock.h"
 
 namespace platform {
@@ -61,7 +61,7 @@ void DiscardOutput(int line) {
 // output is discarded.
 void CloseLine(int line) {
   DiscardOutput(line);
-  const CallLimit limit(SerialPort::kCloseTimeout);
+  const CallTimeout timeout(SerialPort::kCloseTimeout);
   close(line);
 }
 
@@ -87,7 +87,7 @@ bool SerialPort::Find(const std::string& name) {
 bool SerialPort::Open() {
   Close();
   output_timer_.reset();
-  const CallLimit limit(kStallTimeout);
+  const CallTimeout timeout(kStallTimeout);
   Descriptor line = OpenLine(path_);
   const bool usable = line.IsOpen() && isatty(line.Number()) == 1 && flock(line.Number(), LOCK_EX | LOCK_NB) == 0 &&
                       ApplySettings(line);
@@ -161,7 +161,7 @@ void SerialPort::WaitTransmitted() {
     const auto start = MonotonicNow();
     {
       // An adapter that keeps reporting a busy transmitter would block the drain forever.
-      const CallLimit limit(kSlice);
+      const CallTimeout timeout(kSlice);
       if (tcdrain(DescriptorNumber()) == 0 || errno != EINTR) return;
     }
     Charge(start);
