@@ -40,6 +40,7 @@ void ByteStream::SendOutput() {
   } while (count < 0 && errno == EINTR);
   if (count >= 0) {
     output.erase(0, static_cast<std::size_t>(count));
+    if (output.empty()) output.shrink_to_fit();  // do not keep megabytes after a slow reader has caught up
   } else if (errno != EAGAIN) {
     FailWhenDrained(errno);
   }

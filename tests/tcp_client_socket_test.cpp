@@ -38,6 +38,17 @@ TEST_F(TcpClientSocketTest, DeliversReceivedBytesAfterFailedSend) {
   EXPECT_THAT(Events(3), ElementsAre("connected", "data bytes", Error(EPIPE)));
 }
 
+TEST_F(TcpClientSocketTest, ReleasesMemoryOfSentOutput) {
+  Channel& peer = Connected();
+  peer.Paused = true;
+  const std::size_t before = allocated_bytes;
+  client->Write(std::string(TcpClientSocket::kOutputLimit, 'x'));
+  EXPECT_GE(allocated_bytes, before + TcpClientSocket::kOutputLimit);
+  peer.OnChange = [&peer] { peer.Received = {}; };
+  peer.Paused = false;
+  EXPECT_TRUE(WaitFor([before] { return allocated_bytes < before + TcpClientSocket::kOutputLimit / 8; }));
+}
+
 int Option(int socket, int level, int name) {
   int value = -1;
   socklen_t size = sizeof value;
