@@ -1,4 +1,4 @@
-// The TCP link to the host: sends the handshake, log lines and packets, and splits the host's stream into messages.
+// The TCP link to the host: sends the handshake, log entries and packets, and splits the host's stream into messages.
 //
 // The process has one, State().HostSocket. If the link fails, prints a line on the console and sets QuitRequested. The
 // message handler may call any function of this socket, replace or release it, and run the event pump; the next message

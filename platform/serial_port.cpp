@@ -44,35 +44,35 @@ speed_t SpeedCode(std::int32_t bits_per_second) {
   return B0;
 }
 
-// Returns the number of bytes that the line has not yet sent; 0 if the system does not report it.
-std::size_t OutputWaiting(int line) {
+// Returns the number of bytes that the port has not yet sent; 0 if the system does not report it.
+std::size_t OutputWaiting(int port) {
   int waiting = 0;
-  if (ioctl(line, TIOCOUTQ, &waiting) != 0) return 0;
+  if (ioctl(port, TIOCOUTQ, &waiting) != 0) return 0;
   return static_cast<std::size_t>(waiting);
 }
 
 // Discards unsent output. Skips the flush if there is none: on a pseudo-terminal, it would also discard what the other
 // side has not read yet.
-void DiscardOutput(int line) {
-  if (OutputWaiting(line) > 0) tcflush(line, TCOFLUSH);
+void DiscardOutput(int port) {
+  if (OutputWaiting(port) > 0) tcflush(port, TCOFLUSH);
 }
 
-// Closes the line within a time limit: an adapter that accepts no data blocks a close for half a minute, even if its
+// Closes the port within a time limit: an adapter that accepts no data blocks a close for half a minute, even if its
 // output is discarded.
-void CloseLine(int line) {
-  DiscardOutput(line);
+void ClosePort(int port) {
+  DiscardOutput(port);
   const CallTimeout timeout(SerialPort::kCloseTimeout);
-  close(line);
+  close(port);
 }
 
-// Opens the line without waiting for a modem's carrier (O_NONBLOCK).
-Descriptor OpenLine(const std::string& path) {
+// Opens the port without waiting for a modem's carrier (O_NONBLOCK).
+Descriptor OpenPort(const std::string& path) {
   const auto deadline = MonotonicNow() + SerialPort::kStallTimeout;
-  int line = -1;
+  int port = -1;
   do {
-    line = open(path.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
-  } while (line < 0 && errno == EINTR && MonotonicNow() < deadline);
-  return Descriptor(line);
+    port = open(path.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
+  } while (port < 0 && errno == EINTR && MonotonicNow() < deadline);
+  return Descriptor(port);
 }
 
 }  // namespace
@@ -88,22 +88,22 @@ bool SerialPort::Open() {
   Close();
   output_timer_.reset();
   const CallTimeout timeout(kStallTimeout);
-  Descriptor line = OpenLine(path_);
-  const bool usable = line.IsOpen() && isatty(line.Number()) == 1 && flock(line.Number(), LOCK_EX | LOCK_NB) == 0 &&
-                      ApplySettings(line);
+  Descriptor port = OpenPort(path_);
+  const bool usable = port.IsOpen() && isatty(port.Number()) == 1 && flock(port.Number(), LOCK_EX | LOCK_NB) == 0 &&
+                      ApplySettings(port);
   if (!usable) {
     SetLastErrorCode(errno);
     return false;
   }
   // Ignore failures: a pseudo-terminal has no modem lines, and some adapters do not support this.
   int dtr = TIOCM_DTR;
-  ioctl(line.Number(), dtr_ ? TIOCMBIS : TIOCMBIC, &dtr);
-  line.SetCloser(CloseLine);  // not before the line is locked: another driver's output must not be discarded
-  Adopt(std::move(line));
+  ioctl(port.Number(), dtr_ ? TIOCMBIS : TIOCMBIC, &dtr);
+  port.SetCloser(ClosePort);  // not before the port is locked: its output may be another process's
+  Adopt(std::move(port));
   return true;
 }
 
-bool SerialPort::ApplySettings(const Descriptor& line) const {
+bool SerialPort::ApplySettings(const Descriptor& port) const {
   const speed_t speed = SpeedCode(speed_);
   const std::int32_t data_bits = data_bits_ - kMinDataBits;
   if (speed == B0 || !parity_ || data_bits < 0 || data_bits >= static_cast<std::int32_t>(kDataBits.size())) {
@@ -111,7 +111,7 @@ bool SerialPort::ApplySettings(const Descriptor& line) const {
     return false;
   }
   termios settings{};
-  if (tcgetattr(line.Number(), &settings) != 0) return false;
+  if (tcgetattr(port.Number(), &settings) != 0) return false;
   settings.c_iflag = 0;
   settings.c_oflag = 0;
   settings.c_lflag = 0;
@@ -123,11 +123,11 @@ bool SerialPort::ApplySettings(const Descriptor& line) const {
   settings.c_cc[VTIME] = 0;
   cfsetispeed(&settings, speed);
   cfsetospeed(&settings, speed);
-  if (tcsetattr(line.Number(), TCSANOW, &settings) != 0) return false;
+  if (tcsetattr(port.Number(), TCSANOW, &settings) != 0) return false;
 
   // tcsetattr succeeds if it makes any of the changes, so read the settings back.
   termios applied{};
-  if (tcgetattr(line.Number(), &applied) != 0) return false;
+  if (tcgetattr(port.Number(), &applied) != 0) return false;
   const tcflag_t kChecked = CSIZE | PARENB | CSTOPB;
   if ((applied.c_cflag & kChecked) == (settings.c_cflag & kChecked) && cfgetospeed(&applied) == speed) return true;
   errno = EINVAL;

@@ -1,8 +1,8 @@
 // Opens a TCP connection to a host name or a numeric address.
 //
 // Looks up names on another thread. Tries their addresses as in RFC 8305: families are interleaved, and each attempt
-// starts kAttemptDelay after the previous one, or when one fails, while earlier ones go on; the first to connect wins.
-// A socket connected to itself counts as refused.
+// starts kAttemptDelay after the previous one, or when one fails, while earlier ones continue; the first to connect
+// wins. A socket connected to itself counts as refused.
 
 #ifndef PLATFORM_TCP_CONNECTOR_H_
 #define PLATFORM_TCP_CONNECTOR_H_
