@@ -14,7 +14,7 @@
 #include "platform/clock.h"
 
 // macOS has another name for the idle time before the first probe.
-#if !defined(TCP_KEEPIDLE) && defined(TCP_KEEPALIVE)
+#ifndef TCP_KEEPIDLE
 #define TCP_KEEPIDLE TCP_KEEPALIVE
 #endif
 
@@ -142,13 +142,11 @@ Descriptor TcpConnector::OpenSocket(int family) const {
   socket.SetNonBlocking();
   SetOption(socket, IPPROTO_TCP, TCP_NODELAY, 1);
   SetOption(socket, SOL_SOCKET, SO_KEEPALIVE, 1);
-#ifdef TCP_KEEPIDLE
   if (keep_alive_) {
     SetOption(socket, IPPROTO_TCP, TCP_KEEPIDLE, static_cast<int>(keep_alive_->idle.count()));
     SetOption(socket, IPPROTO_TCP, TCP_KEEPINTVL, static_cast<int>(keep_alive_->interval.count()));
     SetOption(socket, IPPROTO_TCP, TCP_KEEPCNT, keep_alive_->probes);
   }
-#endif
   return socket;
 }
 
