@@ -14,7 +14,7 @@
 
 namespace {
 
-constexpr const char* kVersion = "torvy-simulator " TORVY_VERSION;
+constexpr const char* kVersion = "torvy-simulator " TORVY_RELEASE;
 constexpr const char* kDriverName = "torvy-driver";
 constexpr std::size_t kWidth = 79;
 

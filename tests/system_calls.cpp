@@ -149,7 +149,7 @@ int nanosleep(const timespec* time, timespec* left) {
   const auto sleep = [=] {
     return Calls().clock == nullptr ? System<&nanosleep>(time, left) : static_cast<int>(After(duration, 0));
   };
-  return AnswerOr(sleep, kNanosleep, duration / std::chrono::milliseconds(1));
+  return AnswerOr(sleep, kNanosleep, static_cast<long>(duration / std::chrono::milliseconds(1)));
 }
 
 int ioctl(int descriptor, unsigned long request, ...) {
