@@ -63,18 +63,17 @@ bool WantsColours(const std::string& when) {
 void ApplyTransport(const Script& script, Options& options) {
   Device::Endpoint& device = options.setup.device;
   if (!script.over_ip) return;
-  if (*script.over_ip ? !device.port.empty() : device.over_ip) {
-    throw UsageError(script.name +
-                     (*script.over_ip ? " is for a device over TCP" : " is for a device on a serial line"));
-  }
-  device.over_ip = *script.over_ip;
+  const bool over_ip = *script.over_ip;
+  if (over_ip && !device.port.empty()) throw UsageError(script.name + " is for a device over TCP");
+  if (!over_ip && device.over_ip) throw UsageError(script.name + " is for a device on a serial line");
+  device.over_ip = over_ip;
 }
 
 // Rejects a script whose steps need a visible device. The demonstration skips such steps instead.
 void RequireVisibleDevice(const Script& script) {
-  for (const Script::Line& line : script.lines) {
-    if (!line.step.row->needs_visible_device) continue;
-    throw UsageError(script.Position(line) + ": " + Device::kNotVisible +
+  for (const Step& step : script.steps) {
+    if (!step.row->needs_visible_device) continue;
+    throw UsageError(step.position + ": " + Device::kNotVisible +
                      "; name the other end of a serial line with --other-end");
   }
 }
@@ -82,9 +81,8 @@ void RequireVisibleDevice(const Script& script) {
 // Lists the addresses that a script sends commands to.
 std::string UnitsMovedBy(const Script& script) {
   std::vector<std::string> units;
-  for (const Script::Line& line : script.lines) {
-    const std::string& address = line.step.address;
-    if (!address.empty() && std::ranges::find(units, address) == units.end()) units.push_back(address);
+  for (const Step& step : script.steps) {
+    if (!step.address.empty() && std::ranges::find(units, step.address) == units.end()) units.push_back(step.address);
   }
   std::string words = "the units ";
   for (const std::string& unit : units) words += (&unit == &units.front() ? "" : " and ") + unit;
@@ -104,9 +102,10 @@ bool MayMoveUnits(const Options& options, const Script& script) {
   return answer == "y" || answer == "Y" || answer == "yes";
 }
 
-int Judge(Session& session, const Player& player, Transcript& transcript, bool ready) {
-  const bool in_order = session.Finish();
-  if (!ready || !in_order || player.Failed() || player.HadWrongLine()) {
+int Judge(Session& session, Expectations& expectations, const Player& player) {
+  const bool passed = expectations.Verdict();
+  Transcript& transcript = session.Output();
+  if (!passed || player.Failed() || player.HadWrongLine()) {
     transcript.Problem("the session failed");
     return player.HadWrongLine() ? kWrongInput : kFailed;
   }
@@ -123,8 +122,9 @@ int Judge(Session& session, const Player& player, Transcript& transcript, bool r
 int Play(const Options& options, const Script& script, Transcript& transcript) {
   Recorder recorder(options.record);
   Session session(options.setup, transcript, recorder);
-  Player player(session);
-  const bool ready = session.WaitUntilReady();
+  Expectations expectations(session);
+  Player player(session, expectations, recorder);
+  const bool ready = player.Start();
   if (ready && !options.interactive) {
     player.PlayScript(script);
   } else if (ready && IsAtTerminal()) {
@@ -132,7 +132,8 @@ int Play(const Options& options, const Script& script, Transcript& transcript) {
   } else if (ready) {
     player.PlayPipe();
   }
-  const int status = Judge(session, player, transcript, ready);
+  player.Finish();
+  const int status = Judge(session, expectations, player);
   if (recorder.Keep()) return status;
   return Complain("cannot write " + options.record, kFailed);
 }

@@ -6,11 +6,18 @@
 #include "platform/event_pump.h"
 #include "simulator/interruption.h"
 #include "simulator/line_editor.h"
+#include "simulator/wording.h"
+
+bool Player::Start() {
+  const bool ready = Try([this] { session_.WaitUntilReady(); });
+  failed_ = !ready;
+  return ready;
+}
 
 void Player::PlayScript(const Script& script) {
-  for (const Script::Line& line : script.lines) {
-    if (line.step.row->needs_visible_device && !session_.Endpoint().IsVisible()) continue;
-    failed_ = !session_.Perform(line.step, script.Position(line));
+  for (const Step& step : script.steps) {
+    if (step.row->needs_visible_device && !session_.Endpoint().IsVisible()) continue;
+    failed_ = !Perform(step);
     if (failed_) break;
   }
 }
@@ -45,15 +52,51 @@ void Player::PlayTerminal() {
   }
 }
 
+void Player::Finish() {
+  interruption::Clear();  // an interrupted session still ends in order
+  const Channel* const link = session_.HostEnd().Link();
+  const bool can_ask = !session_.QuitWasSent() && !session_.DriverHasEnded() && link != nullptr && link->CanSend();
+  if (can_ask) Perform(ReadStep("quit"));
+  if (!Try([this] { session_.End(); })) failed_ = true;
+}
+
 void Player::PlayLine(std::string_view line, const std::string& position) {
-  const Step step = ReadStep(line);
+  Step step = ReadStep(line);
+  step.position = position;
   const bool typed = position.empty();
   if (const std::string wrong = WhyNotPerformable(step); !wrong.empty()) {
     session_.Output().Problem(typed ? wrong : position + ": " + wrong);
     if (!typed) had_wrong_line_ = true;
     return;
   }
-  if (session_.Perform(step, position)) return;
+  if (Perform(step)) return;
   const bool left = typed && interruption::TakeInterrupt();
   if (!left || step.row->IsExpectation()) failed_ = true;
+}
+
+bool Player::Perform(const Step& step) {
+  if (step.row == nullptr) return true;
+  const auto perform = [&] {
+    platform::EventPump::Instance().Run(0);
+    if (step.row->needs_visible_device) session_.DeviceLink();
+    recorder_.Performed(step);
+    Transcript& transcript = session_.Output();
+    const std::string_view operand = std::string_view(step.line).substr(step.line.find(' ') + 1);
+    if (step.row->IsFault()) transcript.Note("fault: " + std::string(operand));
+    step.row->perform(session_, expectations_, step);
+    if (!step.row->IsExpectation()) return;
+    session_.DeviceEnd().Show();
+    transcript.Event(Transcript::Kind::kAsExpected, Shortened(operand));
+  };
+  return Try(perform, step.position);
+}
+
+bool Player::Try(const std::function<void()>& action, const std::string& position) {
+  try {
+    action();
+    return true;
+  } catch (const StepFailed& failure) {
+    session_.Output().Problem(position.empty() ? failure.what() : position + ": " + failure.what());
+    return false;
+  }
 }

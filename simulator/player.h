@@ -3,22 +3,30 @@
 #ifndef SIMULATOR_PLAYER_H_
 #define SIMULATOR_PLAYER_H_
 
+#include <functional>
 #include <string>
 #include <string_view>
 
+#include "simulator/expectations.h"
+#include "simulator/recorder.h"
 #include "simulator/script.h"
 #include "simulator/session.h"
 
 class Player {
  public:
-  explicit Player(Session& session) : session_(session) {}
+  Player(Session& session, Expectations& expectations, Recorder& recorder)
+      : session_(session), expectations_(expectations), recorder_(recorder) {}
 
+  // Waits until the driver is ready for commands; returns whether it is.
+  bool Start();
   // Plays a script up to the first step that fails. Skips steps that need a visible device if it is not visible.
   void PlayScript(const Script& script);
   // Performs each line of standard input as it arrives, until the input or the driver ends.
   void PlayPipe();
   // The same at a terminal, with line editing; also ends after `quit`.
   void PlayTerminal();
+  // Asks the driver to quit, unless it was asked or has ended, and waits for its end.
+  void Finish();
 
   // Whether a step failed, and whether a line was not a valid step. At a terminal, a mistyped line does not count, and
   // a step ended by Ctrl-C counts only if it was an expectation.
@@ -27,8 +35,13 @@ class Player {
 
  private:
   void PlayLine(std::string_view line, const std::string& position);
+  bool Perform(const Step& step);
+  // Returns false, with the reason in the transcript, if the action throws StepFailed.
+  bool Try(const std::function<void()>& action, const std::string& position = {});
 
   Session& session_;
+  Expectations& expectations_;
+  Recorder& recorder_;
   bool failed_ = false;
   bool had_wrong_line_ = false;
 };

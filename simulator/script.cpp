@@ -6,6 +6,7 @@
 #include <fstream>
 #include <iostream>
 #include <sstream>
+#include <utility>
 
 namespace {
 
@@ -33,18 +34,19 @@ bool TakeTransport(const Step& step, Script& script) {
 }
 
 Script Read(std::istream& text, const std::string& name) {
-  Script script{.name = name, .over_ip = {}, .lines = {}};
+  Script script{.name = name, .over_ip = {}, .steps = {}};
   std::string line;
   for (int number = 1; std::getline(text, line); ++number) {
-    const Script::Line read{number, ReadStep(line)};
-    const bool first = script.lines.empty() && !script.over_ip;
-    if (first && read.step.row != nullptr && TakeTransport(read.step, script)) continue;
-    const std::string wrong = WhyNotPerformable(read.step);
-    if (!wrong.empty()) throw ScriptError(script.Position(read) + ": " + wrong);
-    if (read.step.row != nullptr) script.lines.push_back(read);
+    Step step = ReadStep(line);
+    step.position = name + ":" + std::to_string(number);
+    const bool first = script.steps.empty() && !script.over_ip;
+    if (first && step.row != nullptr && TakeTransport(step, script)) continue;
+    const std::string wrong = WhyNotPerformable(step);
+    if (!wrong.empty()) throw ScriptError(step.position + ": " + wrong);
+    if (step.row != nullptr) script.steps.push_back(std::move(step));
   }
   if (text.bad()) throw ScriptError("cannot read " + name);
-  if (script.lines.empty()) throw ScriptError(name + " contains no steps");
+  if (script.steps.empty()) throw ScriptError(name + " contains no steps");
   return script;
 }
 

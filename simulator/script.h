@@ -17,16 +17,9 @@ class ScriptError : public std::runtime_error {
 };
 
 struct Script {
-  struct Line {
-    int number = 0;
-    Step step;
-  };
   std::string name;
   std::optional<bool> over_ip;  // set by a first step `over ip` or `over serial`
-  std::vector<Line> lines;
-
-  // Returns "name:number", as in compiler messages.
-  std::string Position(const Line& line) const { return name + ":" + std::to_string(line.number); }
+  std::vector<Step> steps;
 };
 
 // Reads a script from a file, or from standard input if `path` is "-". Throws ScriptError if it cannot be read,

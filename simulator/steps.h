@@ -9,6 +9,7 @@
 #include <string_view>
 #include <vector>
 
+class Expectations;
 class Session;
 struct StepRow;
 
@@ -16,6 +17,7 @@ struct StepRow;
 struct Step {
   const StepRow* row = nullptr;  // null for an empty line, a comment or an invalid line
   std::string line{};            // as written in the script
+  std::string position{};        // of the line, as in compiler messages: "file:7"; empty if it was typed
   std::string text{};            // the operand: a text, bytes, or a command for the unit at `address`
   std::string address{};
   std::int32_t count = 0;  // the operand, if it is a number
@@ -29,11 +31,13 @@ struct StepRow {
   std::string_view operand = {};  // as named in the help
   Takes takes = Takes::kNothing;
   std::string_view help;
-  bool (*perform)(Session& session, const Step& step);  // returns false on failure; null for `over` steps
-  bool needs_visible_device = false;                    // uses the interface's end of the link
-  bool tests_driver = false;                            // useful only for testing a driver
+  // Throws StepFailed; null for `over` steps.
+  void (*perform)(Session& session, Expectations& expected, const Step& step) = nullptr;
+  bool needs_visible_device = false;  // uses the interface's end of the link
+  bool tests_driver = false;          // useful only for testing a driver
 
   bool IsExpectation() const { return words.starts_with("expect"); }
+  bool IsFault() const { return words.starts_with("fault"); }
   // Returns the step as shown in the help.
   std::string Usage() const;
 };
