@@ -4,19 +4,18 @@
 
 #include "peers/channel.h"
 #include "platform/event_pump.h"
-#include "simulator/interruption.h"
 #include "simulator/line_editor.h"
+#include "simulator/signals.h"
 #include "simulator/wording.h"
 
 bool Player::Start() {
-  const bool ready = Try([this] { session_.WaitUntilReady(); });
-  failed_ = !ready;
-  return ready;
+  failed_ = !Try([this] { session_.WaitUntilReady(); });
+  return !failed_;
 }
 
 void Player::PlayScript(const Script& script) {
   for (const Step& step : script.steps) {
-    if (step.row->needs_visible_device && !session_.Endpoint().IsVisible()) continue;
+    if (step.row->NeedsVisibleDevice() && !session_.Endpoint().IsVisible()) continue;
     failed_ = !Perform(step);
     if (failed_) break;
   }
@@ -24,21 +23,24 @@ void Player::PlayScript(const Script& script) {
 
 void Player::PlayPipe() {
   constexpr std::int32_t kSliceMilliseconds = 10;
+  constexpr std::size_t kMostUnfinished = 1'048'576;
   Channel input{platform::Descriptor(dup(STDIN_FILENO))};
   int number = 0;
-  while (!interruption::IsPending()) {
+  while (!signals::IsPending()) {
     // Checked before the pump runs, so that lines received before the driver ended are still performed.
     const bool last_turn = session_.DriverHasEnded() || input.Ended;
     platform::EventPump::Instance().Run(last_turn ? 0 : kSliceMilliseconds);
-    if (input.Ended && !input.Received.empty()) input.Received += '\n';  // the last line may lack one
+    // The last line may lack an end, and a line may have none.
+    const std::size_t most = input.Ended ? 0 : kMostUnfinished;
+    if (input.Received.size() > most) input.Received += '\n';
     std::size_t end = 0;
-    while ((end = input.Received.find('\n')) != std::string::npos && !interruption::IsPending()) {
+    while ((end = input.Received.find('\n')) != std::string::npos && !signals::IsPending()) {
       PlayLine(input.Received.substr(0, end), "standard input:" + std::to_string(++number));
       input.Received.erase(0, end + 1);
     }
     if (last_turn) break;
   }
-  if (interruption::IsPending()) failed_ = true;
+  if (signals::IsPending()) failed_ = true;
 }
 
 void Player::PlayTerminal() {
@@ -52,12 +54,13 @@ void Player::PlayTerminal() {
   }
 }
 
-void Player::Finish() {
-  interruption::Clear();  // an interrupted session still ends in order
+bool Player::Finish() {
+  signals::Clear();  // an interrupted session still ends in order
   const Channel* const link = session_.HostEnd().Link();
   const bool can_ask = !session_.QuitWasSent() && !session_.DriverHasEnded() && link != nullptr && link->CanSend();
   if (can_ask) Perform(ReadStep("quit"));
-  if (!Try([this] { session_.End(); })) failed_ = true;
+  const bool ended = Try([this] { session_.End(); });
+  return expectations_.Verdict() && ended && !failed_;
 }
 
 void Player::PlayLine(std::string_view line, const std::string& position) {
@@ -70,7 +73,7 @@ void Player::PlayLine(std::string_view line, const std::string& position) {
     return;
   }
   if (Perform(step)) return;
-  const bool left = typed && interruption::TakeInterrupt();
+  const bool left = typed && signals::TakeInterrupt();
   if (!left || step.row->IsExpectation()) failed_ = true;
 }
 
@@ -78,7 +81,7 @@ bool Player::Perform(const Step& step) {
   if (step.row == nullptr) return true;
   const auto perform = [&] {
     platform::EventPump::Instance().Run(0);
-    if (step.row->needs_visible_device) session_.DeviceLink();
+    if (step.row->NeedsVisibleDevice()) session_.DeviceLink();
     recorder_.Performed(step);
     Transcript& transcript = session_.Output();
     const std::string_view operand = std::string_view(step.line).substr(step.line.find(' ') + 1);

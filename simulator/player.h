@@ -14,8 +14,7 @@
 
 class Player {
  public:
-  Player(Session& session, Expectations& expectations, Recorder& recorder)
-      : session_(session), expectations_(expectations), recorder_(recorder) {}
+  Player(Session& session, Recorder& recorder) : session_(session), expectations_(session), recorder_(recorder) {}
 
   // Waits until the driver is ready for commands; returns whether it is.
   bool Start();
@@ -25,12 +24,11 @@ class Player {
   void PlayPipe();
   // The same at a terminal, with line editing; also ends after `quit`.
   void PlayTerminal();
-  // Asks the driver to quit, unless it was asked or has ended, and waits for its end.
-  void Finish();
-
-  // Whether a step failed, and whether a line was not a valid step. At a terminal, a mistyped line does not count, and
-  // a step ended by Ctrl-C counts only if it was an expectation.
-  bool Failed() const { return failed_; }
+  // Asks the driver to quit, unless it was asked or has ended, and waits for its end. Returns whether the session
+  // passed: no step failed, and the verdict of the expectations is good. At a terminal, a step ended by Ctrl-C fails
+  // only if it was an expectation.
+  bool Finish();
+  // Whether a line was not a valid step. At a terminal, a mistyped line does not count.
   bool HadWrongLine() const { return had_wrong_line_; }
 
  private:
@@ -40,7 +38,7 @@ class Player {
   bool Try(const std::function<void()>& action, const std::string& position = {});
 
   Session& session_;
-  Expectations& expectations_;
+  Expectations expectations_;
   Recorder& recorder_;
   bool failed_ = false;
   bool had_wrong_line_ = false;

@@ -9,7 +9,7 @@
 #include "peers/waiting.h"
 #include "platform/clock.h"
 #include "platform/event_pump.h"
-#include "simulator/interruption.h"
+#include "simulator/signals.h"
 #include "simulator/wording.h"
 
 namespace {
@@ -50,7 +50,6 @@ void Session::ShowEvents() {
     transcript_.Event(Kind::kDriverToHost, "handshake, connection " + Printable(*host_.ConnectionID()));
   };
   host_.OnLog = [this](const SimulatedHost::LogLine& line) {
-    device_.ShowOverdue();
     transcript_.Event(Kind::kDriverToHost, "log, level " + std::to_string(line.level) + ": " + Printable(line.text));
     recorder_.Logged(line.text);
   };
@@ -58,8 +57,8 @@ void Session::ShowEvents() {
     DeviceBytes += bytes;
     recorder_.DeviceGot(bytes);
   };
-  device_.OnShow = [this](int /*driver*/, const std::string& bytes) {
-    transcript_.Event(Kind::kDriverToDevice, DeviceBytesInWords(bytes));
+  device_.OnShow = [this](int /*driver*/, std::string_view line) {
+    transcript_.Event(Kind::kDriverToDevice, DeviceBytesInWords(line));
   };
   driver_.Output().OnChange = [this] { ShowConsole(); };
 }
@@ -100,27 +99,21 @@ Channel& Session::DeviceLink() {
   return *device_.Link();
 }
 
-void Session::CloseDeviceLink() {
-  device_link_closed_by_step_ = true;
-  DeviceLink().Close();
-}
-
 void Session::SendCommand(const std::string& address, const std::string& command) {
   const std::string id = std::to_string(++packets_sent_);
-  NoteLostCommands();
   Send(DeviceCommand(address, command, id),
        "command " + Shortened(command) + " for unit " + Shortened(address) + ", packet " + id);
+  ReportLostCommands();
 }
 
 void Session::SendRaw(const std::string& bytes) {
-  NoteLostCommands();
   Send(RawDataCommand(bytes), "pass " + std::to_string(bytes.size()) + " bytes to the device");
+  ReportLostCommands();
 }
 
 void Session::SendStream(std::int32_t count) {
   constexpr std::int32_t kUnits = 10'000;
   std::string packets;
-  NoteLostCommands();
   stream_bytes_.clear();
   for (std::int32_t i = 0; i < count; ++i) {
     const std::string address = std::to_string(kUnits + i % kUnits).substr(1);
@@ -131,7 +124,6 @@ void Session::SendStream(std::int32_t count) {
 }
 
 void Session::SendRawPackets(std::int32_t count) {
-  NoteLostCommands();
   const std::string packet = RawDataCommand(std::string(cQuorvaneCommand::kMostRawData, '-')).GetRawCommand();
   std::string packets;
   for (std::int32_t i = 0; i < count; ++i) packets += packet;
@@ -145,15 +137,13 @@ void Session::Flood() {
   while (packets.size() < kQueued) packets += packet;
   Channel& link = HostLink();
   transcript_.Event(Kind::kHostToDriver, "continuous commands");
-  AwaitEnd([&] {
+  const auto ended = [&] {
     if (link.Unsent() < kQueued) link.Send(packets);
     DeviceBytes.clear();
-  });
+    return DriverHasEnded();
+  };
+  Await(ended, "the driver to end", kPauseAtEnd);
   recorder_.ForgetDeviceBytes();
-}
-
-void Session::ToggleDebugMode() {
-  Send(ControllerCommand("D"), "toggle debug mode");
 }
 
 void Session::Quit() {
@@ -174,25 +164,28 @@ void Session::SendUntilTaken(const std::string& packets, const std::string& in_w
   transcript_.Event(Kind::kHostToDriver, in_words);
   link.Send(packets);
   Await([&] { return link.Unsent() == 0 || driver_.Status(); }, "the driver to accept the data");
+  ReportLostCommands();
 }
 
-// Notes that commands are lost if the device link is closed, because the driver does not reopen it. After a quit, the
-// driver may have closed the link itself.
-void Session::NoteLostCommands() {
-  if (commands_lost_ || quit_sent_ || !device_.LinkIsClosed()) return;
-  commands_lost_ = true;
-  transcript_.Problem("the device link is closed; commands sent from now on are lost");
+// Reports that commands were lost, because the driver does not reopen a closed device link. When it ends, it closes the
+// link itself.
+void Session::ReportLostCommands() {
+  const Channel* const link = device_.Link();
+  if (quit_sent_ || driver_.Status() || link == nullptr) return;
+  if (link->Ended) throw StepFailed("the device link was lost, and with it what was sent");
+  if (link->Number() < 0) transcript_.Note("a step closed the device link; what was sent is lost");
 }
 
 void Session::Wait(std::chrono::milliseconds time) {
-  const auto end = platform::MonotonicNow() + time;
-  while (platform::MonotonicNow() < end) {
+  const auto start = platform::MonotonicNow();
+  std::chrono::milliseconds elapsed{};
+  while (elapsed < time && !signals::IsPending()) {
     constexpr std::chrono::milliseconds kSlice{50};
-    const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - platform::MonotonicNow());
-    platform::EventPump::Instance().Run(static_cast<std::int32_t>(std::clamp(left, {}, kSlice).count()));
-    device_.ShowOverdue();
-    if (interruption::IsPending()) throw StepFailed("interrupted");
+    platform::EventPump::Instance().Run(static_cast<std::int32_t>(std::min(time - elapsed, kSlice).count()));
+    elapsed = std::chrono::floor<std::chrono::milliseconds>(platform::MonotonicNow() - start);
   }
+  recorder_.Waited(std::min(elapsed, time));
+  if (signals::IsPending()) throw StepFailed("interrupted");
 }
 
 std::size_t Session::Progress() {
@@ -210,12 +203,11 @@ void Session::Await(const std::function<bool()>& condition, const std::string& w
   int passes_after_end = 0;
   std::size_t before = Progress();
   while (!condition()) {
-    if (interruption::IsPending()) throw StepFailed("interrupted while waiting for " + what);
+    if (signals::IsPending()) throw StepFailed("interrupted while waiting for " + what);
     if (transcript_.WriteError() != 0) throw StepFailed("standard output cannot be written");
     passes_after_end = driver_.Status() ? passes_after_end + 1 : 0;
     if (passes_after_end > kMostPassesAfterEnd) throw StepFailed("the driver has ended; gave up waiting for " + what);
     if (!left.Wait()) throw StepFailed("timed out waiting for " + what);
-    device_.ShowOverdue();
     if (const std::size_t now = Progress(); now != before) {
       before = now;
       left.Renew();
@@ -224,19 +216,16 @@ void Session::Await(const std::function<bool()>& condition, const std::string& w
   }
 }
 
-void Session::AwaitEnd(const std::function<void()>& meanwhile) {
-  constexpr std::chrono::seconds kPauseAtEnd{2};
-  const auto ended = [&] {
-    meanwhile();
-    return driver_.Status().has_value();
-  };
-  Await(ended, "the driver to end", kPauseAtEnd);
+void Session::AwaitEnd() {
+  Await([this] { return DriverHasEnded(); }, "the driver to end", kPauseAtEnd);
 }
 
 void Session::End() {
-  if (host_.Link() == nullptr) driver_.Signal(SIGKILL);
+  const bool killed = host_.Link() == nullptr && !driver_.Status();
+  if (killed) driver_.Signal(SIGKILL);
   AwaitEnd();
-  Await([this] { return driver_.Output().Ended; }, "the driver to end");
+  constexpr std::chrono::seconds kOutputTimeout{1};
+  const bool output_ended = WaitFor([this] { return driver_.Output().Ended; }, kOutputTimeout);
   constexpr std::int32_t kPauseMilliseconds = 20;
   for (std::size_t before = Progress() + 1; before != Progress();) {
     before = Progress();
@@ -244,7 +233,9 @@ void Session::End() {
   }
   device_.Show();
   recorder_.Ended(driver_.Output().Received, driver_.Status().value_or(-1));
-  transcript_.Note("the driver ended with " + ExitState());
+  transcript_.Note(killed ? "the driver had not connected; the simulator killed it"
+                          : "the driver ended with " + ExitState());
+  if (!output_ended) transcript_.Note("a process that the driver started still has the driver's standard output open");
 }
 
 std::string Session::ExitState() {

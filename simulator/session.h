@@ -48,9 +48,6 @@ class Session {
   long MemoryWhenReadyKiB() const { return memory_when_ready_; }
   // Returns what the device receives for the last stream.
   const std::string& StreamBytes() const { return stream_bytes_; }
-  // Whether commands were sent while the device link was closed, and whether a step had closed it.
-  bool CommandsWereLost() const { return commands_lost_; }
-  bool DeviceLinkWasClosedByStep() const { return device_link_closed_by_step_; }
   bool QuitWasSent() const { return quit_sent_; }
 
   // The functions below throw StepFailed.
@@ -60,35 +57,34 @@ class Session {
 
   Channel& HostLink();
   Channel& DeviceLink();
-  void CloseDeviceLink();
 
   // Send packets, without waiting for an answer. SendStream and SendRawPackets wait until all bytes are sent, Flood
-  // until the driver has ended.
+  // until the driver has ended. Commands that are lost because the device link closed fail, unless a step closed it.
   void SendCommand(const std::string& address, const std::string& command);
   void SendRaw(const std::string& bytes);
   void SendStream(std::int32_t count);
   void SendRawPackets(std::int32_t count);
   void Flood();
-  void ToggleDebugMode();
+  void Send(cQuorvaneCommand message, const std::string& in_words);
   void Quit();
 
   void Wait(std::chrono::milliseconds time);
   // Waits for a condition; progress restarts the timeout, which is the patience plus `driver_pause`.
   void Await(const std::function<bool()>& condition, const std::string& what,
              std::chrono::seconds driver_pause = std::chrono::seconds::zero());
-  // Waits for the end of the driver. Calls `meanwhile` regularly.
-  void AwaitEnd(const std::function<void()>& meanwhile = [] {});
+  void AwaitEnd();
   // Waits for the end of the driver, which has been asked to quit, and for its remaining output. Kills a driver that
   // has not connected.
   void End();
 
  private:
+  static constexpr std::chrono::seconds kPauseAtEnd{2};
+
   std::vector<std::string> DriverArguments() const;
   void ShowEvents();
   void ShowConsole();
-  void Send(cQuorvaneCommand message, const std::string& in_words);
   void SendUntilTaken(const std::string& packets, const std::string& in_words);
-  void NoteLostCommands();
+  void ReportLostCommands();
   // Returns a number that changes with each byte or log entry that is sent or received.
   std::size_t Progress();
 
@@ -103,8 +99,6 @@ class Session {
   std::size_t console_shown_ = 0;
   long memory_when_ready_ = 0;
   int packets_sent_ = 0;
-  bool device_link_closed_by_step_ = false;
-  bool commands_lost_ = false;
   bool quit_sent_ = false;
 };
 

@@ -3,14 +3,11 @@
 #include <algorithm>
 #include <array>
 #include <cctype>
-#include <cstdint>
 
 #include "device/actions.h"
 #include "platform/text.h"
 
 namespace {
-
-constexpr std::size_t kUsualLength = 5;  // of a Torvy command; shorter with a short address
 
 bool IsPrintable(char byte) {
   return byte >= ' ' && byte <= '~';
@@ -20,21 +17,28 @@ bool IsPrintable(char byte) {
 constexpr auto kEffects = std::to_array<std::string_view>({"up (ON)", "down (OFF)", "stop"});
 static_assert(kEffects.size() == kTorvyActions.size());
 
-// Removes the device command at the front of `bytes` and returns it in words; nothing if there is none.
-std::optional<std::string> TakeCommandInWords(std::string_view& bytes) {
-  // An address may contain an action letter, so a command of the usual length is tried first.
-  const bool usual = bytes.size() >= kUsualLength && EndsCommand(bytes[kUsualLength - 1]);
-  const auto* const letter = usual ? &bytes[kUsualLength - 1] : std::ranges::find_if(bytes, EndsCommand);
-  if (letter == bytes.end()) return std::nullopt;
-  const std::string_view address(bytes.begin(), letter);
-  if (!std::ranges::all_of(address, IsPrintable)) return std::nullopt;
-  std::string words = "unit ";
-  words += address;
-  words += ' ';
-  const auto* const action = std::ranges::find(kTorvyActions, *letter, &TorvyAction::letter);
-  words += kEffects.at(static_cast<std::size_t>(action - kTorvyActions.begin()));
-  bytes.remove_prefix(address.size() + 1);
-  return words;
+// Whether a text consists of printable ASCII and other UTF-8 characters.
+bool IsText(std::string_view text) {
+  while (!text.empty()) {
+    const std::size_t length = platform::CharacterLength(text, 0);
+    if (length == 1 && !IsPrintable(text.front())) return false;
+    text.remove_prefix(length);
+  }
+  return true;
+}
+
+// Returns the length of the device command at the front of `bytes`; 0 if there is none. The driver sends the first two
+// and the last two characters of an address, so that an address of one character is sent twice.
+std::size_t CommandLength(std::string_view bytes) {
+  constexpr std::size_t kCharacters = 4;
+  std::string_view address = platform::FirstCharacters(bytes, kCharacters);
+  if (address.size() == bytes.size() || !EndsCommand(bytes[address.size()])) {
+    const std::string_view first = platform::FirstCharacters(bytes, 1);
+    if (bytes.substr(first.size(), first.size()) != first) return 0;
+    address = bytes.substr(0, 2 * first.size());
+  }
+  const bool whole = address.size() < bytes.size() && EndsCommand(bytes[address.size()]) && IsText(address);
+  return whole ? address.size() + 1 : 0;
 }
 
 }  // namespace
@@ -43,17 +47,17 @@ bool EndsCommand(char byte) {
   return std::ranges::find(kTorvyActions, byte, &TorvyAction::letter) != kTorvyActions.end();
 }
 
+std::string TwoDigits(char byte) {
+  constexpr std::string_view kDigits = "0123456789ABCDEF";
+  const auto value = static_cast<unsigned char>(byte);
+  return {kDigits[value / kDigits.size()], kDigits[value % kDigits.size()]};
+}
+
 std::string Printable(std::string_view bytes) {
-  constexpr std::uint8_t kTwoDigits = 0x10;
   std::string text;
   for (const char byte : bytes) {
-    if (IsPrintable(byte) && byte != '\\') {
-      text += byte;
-      continue;
-    }
-    const auto value = static_cast<std::uint8_t>(byte);
-    text += value < kTwoDigits ? "\\0" : "\\";
-    text += platform::ToHexadecimal(value);
+    const bool plain = IsPrintable(byte) && byte != '\\';
+    text += plain ? std::string(1, byte) : '\\' + TwoDigits(byte);
   }
   return text;
 }
@@ -78,18 +82,12 @@ std::optional<std::string> ReadPrintable(std::string_view text) {
 }
 
 std::string Shortened(std::string_view text) {
-  constexpr unsigned kContinuationMask = 0xC0;  // a UTF-8 character is not cut in two
-  constexpr unsigned kContinuation = 0x80;
-  std::size_t end = std::min(text.size(), kMostShown);
-  while (end > 0 && end < text.size() && (static_cast<unsigned char>(text[end]) & kContinuationMask) == kContinuation) {
-    --end;
-  }
   std::string shown;
-  for (const char byte : text.substr(0, end)) {
+  for (const char byte : platform::CutToBytes(text, kMostShown)) {
     const bool control = std::iscntrl(static_cast<unsigned char>(byte)) != 0;
     shown += control ? Printable({&byte, 1}) : std::string(1, byte);
   }
-  return end < text.size() ? shown + "..." : shown;
+  return text.size() > kMostShown ? shown + "..." : shown;
 }
 
 std::string Quoted(std::string_view text) {
@@ -117,15 +115,59 @@ std::string Wrapped(std::string_view text, std::size_t indent, std::size_t width
   return lines;
 }
 
-std::string DeviceBytesInWords(std::string_view bytes) {
-  if (bytes.size() > kMostShown) return std::to_string(bytes.size()) + " bytes";
-  std::string words;
-  std::string_view rest = bytes;
-  while (!rest.empty()) {
-    const auto command = TakeCommandInWords(rest);
-    if (!command) return Printable(bytes) + "  (raw bytes)";
-    if (!words.empty()) words += ", then ";
-    words += *command;
+std::vector<std::string_view> SplitCommands(std::string_view bytes) {
+  std::vector<std::string_view> pieces;
+  std::size_t other = 0;  // bytes at the front that do not begin a command
+  while (other < bytes.size()) {
+    const std::size_t length = CommandLength(bytes.substr(other));
+    if (length == 0) {
+      ++other;
+      continue;
+    }
+    if (other > 0) pieces.push_back(bytes.substr(0, other));
+    pieces.push_back(bytes.substr(other, length));
+    bytes.remove_prefix(other + length);
+    other = 0;
   }
-  return Printable(bytes) + "  " + words;
+  if (other > 0) pieces.push_back(bytes);
+  return pieces;
+}
+
+std::size_t CompleteCommands(std::string_view bytes) {
+  constexpr std::size_t kUsualLength = 5;
+  std::size_t end = 0;
+  std::size_t complete = 0;
+  for (const std::string_view piece : SplitCommands(bytes)) {
+    end += piece.size();
+    if (piece.size() >= kUsualLength && CommandLength(piece) > 0) complete = end;
+  }
+  return complete;
+}
+
+std::vector<std::string_view> DeviceLines(std::string_view bytes) {
+  std::vector<std::string_view> lines;
+  bool after_command = false;
+  for (const std::string_view piece : SplitCommands(bytes)) {
+    const bool command = CommandLength(piece) > 0;
+    if (command && after_command && lines.back().size() + piece.size() <= kMostShown) {
+      lines.back() = {lines.back().data(), lines.back().size() + piece.size()};
+    } else {
+      lines.push_back(piece);
+    }
+    after_command = command;
+  }
+  return lines;
+}
+
+std::string DeviceBytesInWords(std::string_view line) {
+  if (CommandLength(line) == 0) {
+    return line.size() > kMostShown ? std::to_string(line.size()) + " raw bytes" : Printable(line) + "  (raw bytes)";
+  }
+  std::string words;
+  for (const std::string_view command : SplitCommands(line)) {
+    const auto* const action = std::ranges::find(kTorvyActions, command.back(), &TorvyAction::letter);
+    words += (words.empty() ? "  unit " : ", then unit ") + std::string(command.substr(0, command.size() - 1)) + ' ';
+    words += kEffects.at(static_cast<std::size_t>(action - kTorvyActions.begin()));
+  }
+  return Printable(line) + words;
 }

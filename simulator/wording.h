@@ -7,12 +7,16 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 // Whether a byte is an action letter, which ends a device command.
 bool EndsCommand(char byte);
 
 // The maximum number of bytes of a text or of data shown in a message.
 inline constexpr std::size_t kMostShown = 60;
+
+// Returns the two hexadecimal digits of a byte.
+std::string TwoDigits(char byte);
 
 // Returns bytes as text: printable ASCII unchanged, the backslash and all other bytes as a backslash and two
 // hexadecimal digits.
@@ -30,7 +34,16 @@ std::string Quoted(std::string_view text);
 // Wraps a text at blanks to at most `width` columns; indents all lines after the first.
 std::string Wrapped(std::string_view text, std::size_t indent, std::size_t width);
 
-// Describes bytes for the interface: "0102U  unit 0102 up (ON)". For many bytes, returns only their number.
-std::string DeviceBytesInWords(std::string_view bytes);
+// Splits bytes for the interface into device commands and runs of other bytes.
+std::vector<std::string_view> SplitCommands(std::string_view bytes);
+
+// Returns the length of the bytes up to the end of the last command of usual length; the rest may be incomplete.
+std::size_t CompleteCommands(std::string_view bytes);
+
+// Splits bytes for the interface into lines: at most kMostShown bytes of commands, or a run of other bytes.
+std::vector<std::string_view> DeviceLines(std::string_view bytes);
+
+// Describes such a line: "0102U  unit 0102 up (ON)". For many bytes that are not commands, returns only their number.
+std::string DeviceBytesInWords(std::string_view line);
 
 #endif  // SIMULATOR_WORDING_H_
