@@ -95,7 +95,7 @@ void MeasureLatency(const Measured& measured) {
                               over_ip ? Loopback(socat_device.Port()) : "OPEN:" + terminal.Path() + ",raw,echo=0"});
     Require(WaitFor([&] { return socat_host.Peer() != nullptr && (!over_ip || socat_device.Peer() != nullptr); }),
             "socat's start");
-    platform::EventPump::Instance().Run(500);  // until socat has opened its terminal
+    platform::EventPump::Instance().Run(std::chrono::milliseconds(500));  // until socat has opened its terminal
     relays.push_back({"socat", socat_host.Peer()->Number(),
                       over_ip ? socat_device.Peer()->Number() : terminal.Line().Number(), "0102U"});
 
@@ -107,7 +107,7 @@ void MeasureLatency(const Measured& measured) {
         {std::to_string(least_host.Port()), over_ip ? std::to_string(least_device.Port()) : least_terminal.Path()});
     Require(WaitFor([&] { return least_host.Peer() != nullptr && (!over_ip || least_device.Peer() != nullptr); }),
             "the least relay's start");
-    platform::EventPump::Instance().Run(500);  // until it has opened its terminal
+    platform::EventPump::Instance().Run(std::chrono::milliseconds(500));  // until it has opened its terminal
     relays.push_back({"least relay", least_host.Peer()->Number(),
                       over_ip ? least_device.Peer()->Number() : least_terminal.Line().Number(), OneCommand()});
     Sample(relays);

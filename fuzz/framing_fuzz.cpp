@@ -1,5 +1,5 @@
-// Splits a host stream into packets, in memory. The first byte says how much of each packet is present at a first look:
-// a result that is final then must not change when the rest arrives, and framing must always make progress.
+// Splits a host stream into packets, in memory. Each packet is framed twice: first from as many bytes as the input's
+// first byte gives, then from all of them. A final result must not change, and framing must always make progress.
 
 #include <cstdint>
 #include <string_view>
@@ -14,23 +14,20 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   while (!rest.empty()) {
     const Frame early = FrontFrame(rest.substr(0, 1 + data[0]));
     const Frame frame = FrontFrame(rest);
-    const bool settled = early.kind != Kind::kIncomplete && early.kind != Kind::kMultiIncomplete;
-    if (settled && !early.open) Require(early.kind == frame.kind && early.length == frame.length);
-    Require(frame.kind != Kind::kMulti || !frame.open);
-    Require(frame.kind != Kind::kMultiIncomplete || frame.open);
+    const bool is_final = early.kind == Kind::kPlain || early.kind == Kind::kMulti || early.kind == Kind::kZeroLength;
+    if (is_final) Require(early.kind == frame.kind && early.length == frame.length);
     if (frame.kind == Kind::kZeroLength) {
-      const std::size_t next = NextWholePacket(rest);
+      const std::size_t next = NextCompletePacket(rest);
       Require(next > 0 && next <= rest.size());
       rest.remove_prefix(next);
       Require(rest.empty() || FrontFrame(rest).kind == Kind::kPlain || FrontFrame(rest).kind == Kind::kMulti);
       continue;
     }
-    Require(frame.length > 0);
     if (frame.kind == Kind::kIncomplete || frame.kind == Kind::kMultiIncomplete) {
-      Require(frame.length > rest.size());
+      Require(frame.length == 0 || frame.length > rest.size());
       return 0;
     }
-    Require(frame.length <= rest.size());
+    Require(frame.length > 0 && frame.length <= rest.size());
     rest.remove_prefix(frame.length);
   }
   return 0;

@@ -34,7 +34,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   }
   Require(socket.IsConnected());
   Require(socket.Buffer.size() < 65536 + platform::ByteStream::kReceiveSize);
-  platform::EventPump::Instance().Run(0);
+  platform::EventPump::Instance().Run(std::chrono::milliseconds(0));
   Require(host.Unexpected().empty());
   host.ForgetLog();
   return 0;

@@ -10,7 +10,7 @@ using Key = MultiDictionary::Key;
 
 // Returns the last four bytes, padded with blanks in front.
 Key FourBytes(std::string_view key) {
-  key.remove_prefix(key.size() - std::min(key.size(), layout::kKeySize));
+  key.remove_prefix(key.size() - std::min(key.size(), MultiDictionary::kKeySize));
   Key four_bytes{' ', ' ', ' ', ' '};
   std::ranges::copy_backward(key, four_bytes.end());
   return four_bytes;

@@ -1,4 +1,4 @@
-// The entries of a multipacket: four-byte, case-insensitive keys with byte-string values.
+// A dictionary of byte strings with four-byte keys, which are not case-sensitive.
 
 #ifndef MESSAGE_MULTI_DICTIONARY_H_
 #define MESSAGE_MULTI_DICTIONARY_H_
@@ -10,11 +10,10 @@
 #include <string_view>
 #include <vector>
 
-#include "message/packet_layout.h"
-
 class MultiDictionary {
  public:
-  using Key = std::array<char, layout::kKeySize>;
+  static constexpr std::size_t kKeySize = 4;
+  using Key = std::array<char, kKeySize>;
   struct Entry {
     Key key;  // as it was first spelled
     std::string value;

@@ -10,7 +10,7 @@
 
 namespace {
 
-constexpr std::size_t kLargestLength = std::numeric_limits<std::uint16_t>::max();
+constexpr std::size_t kMaxLength = std::numeric_limits<std::uint16_t>::max();
 
 std::string LengthBytes(std::size_t length) {
   return {static_cast<char>(length & 0xFF), static_cast<char>(length >> 8 & 0xFF)};
@@ -29,7 +29,7 @@ MultiDictionary ReadEntries(std::string_view packet, bool little_endian) {
   std::string_view rest = packet.substr(std::min(layout::kMultiHeaderSize, packet.size()));
   while (rest.size() >= layout::kEntryHeaderSize) {
     const std::string_view entry = rest.substr(0, layout::kEntryHeaderSize + ValueLength(rest, little_endian));
-    entries.Set(entry.substr(0, layout::kKeySize), entry.substr(layout::kEntryHeaderSize));
+    entries.Set(entry.substr(0, MultiDictionary::kKeySize), entry.substr(layout::kEntryHeaderSize));
     rest.remove_prefix(entry.size());
   }
   return entries;
@@ -49,9 +49,10 @@ bool cQuorvaneCommand::initFromMultiPacket(std::string packet_bytes) {
 
 std::string cQuorvaneCommand::GetRawMultipacket() {
   if (!MultiDict) return BuildPlainPacket();
-  std::string packet("J\0\0\x80", layout::kMultiHeaderSize);
+  // The length is filled in at the end.
+  std::string packet{'J', 0, 0, static_cast<char>(layout::kFlagLittleEndian)};
   for (const MultiDictionary::Entry& entry : MultiDict->Entries()) {
-    const std::string_view value = std::string_view(entry.value).substr(0, kLargestLength);
+    const std::string_view value = std::string_view(entry.value).substr(0, kMaxLength);
     packet.append(entry.key.data(), entry.key.size());
     packet += LengthBytes(value.size());
     packet += value;

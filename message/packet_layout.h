@@ -46,8 +46,7 @@ inline constexpr std::size_t kMultiLength = 1;  // 16 bits, least significant by
 inline constexpr std::size_t kMultiFlags = 3;
 inline constexpr std::size_t kMultiHeaderSize = 4;
 inline constexpr std::int32_t kFlagLittleEndian = 0x80;  // byte order of the value lengths
-inline constexpr std::size_t kKeySize = 4;
-inline constexpr std::size_t kValueLength = 4;  // from the entry's start; 16 bits
+inline constexpr std::size_t kValueLength = 4;           // from the entry's start, after the key; 16 bits
 inline constexpr std::size_t kEntryHeaderSize = 6;
 
 }  // namespace layout

@@ -4,18 +4,18 @@
 
 namespace {
 
-constexpr std::int32_t kSliceMilliseconds = 2;
+constexpr std::chrono::milliseconds kSlice{2};
 
 }  // namespace
 
 Patience::Patience(std::chrono::milliseconds each, int most)
-    : each_(each.count() / kSliceMilliseconds), left_(each_), most_(each_ * most) {}
+    : each_(each / kSlice), left_(each_), most_(each_ * most) {}
 
 bool Patience::Wait() {
   if (left_ == 0 || most_ == 0) return false;
   --left_;
   --most_;
-  platform::EventPump::Instance().Run(kSliceMilliseconds);
+  platform::EventPump::Instance().Run(kSlice);
   return true;
 }
 

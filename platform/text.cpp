@@ -39,11 +39,6 @@ std::int64_t ReadDigits(Digits digits) {
   return value;
 }
 
-// CharacterLength, with a fast path for ASCII.
-std::size_t StepAt(std::string_view text, std::size_t position) {
-  return static_cast<unsigned char>(text[position]) < 0x80 ? 1 : CharacterLength(text, position);
-}
-
 bool IsContinuation(char c) {
   return (static_cast<unsigned char>(c) & 0xC0) == 0x80;
 }
@@ -107,13 +102,13 @@ std::size_t CharacterLength(std::string_view text, std::size_t position) {
 
 std::string_view FirstCharacters(std::string_view text, std::size_t count) {
   std::size_t end = 0;
-  for (; count > 0 && end < text.size(); --count) end += StepAt(text, end);
+  for (; count > 0 && end < text.size(); --count) end += CharacterLength(text, end);
   return text.substr(0, end);
 }
 
 std::string_view LastCharacters(std::string_view text, std::size_t count) {
   std::size_t characters = 0;
-  for (std::size_t at = 0; at < text.size(); at += StepAt(text, at)) ++characters;
+  for (std::size_t at = 0; at < text.size(); at += CharacterLength(text, at)) ++characters;
   const std::size_t skipped = characters - std::min(characters, count);
   return text.substr(FirstCharacters(text, skipped).size());
 }
@@ -121,7 +116,7 @@ std::string_view LastCharacters(std::string_view text, std::size_t count) {
 std::string_view CutToBytes(std::string_view text, std::size_t bytes) {
   std::size_t end = 0;
   while (end < text.size()) {
-    const std::size_t next = end + StepAt(text, end);
+    const std::size_t next = end + CharacterLength(text, end);
     if (next > bytes) break;
     end = next;
   }

@@ -72,7 +72,7 @@ void Device::Take(Connection& connection, const std::string& bytes) {
 platform::Interest Device::PrepareToWait() {
   const auto is_shown = [](const auto& connection) { return connection->unshown.empty(); };
   if (std::ranges::all_of(connections_, is_shown)) return {};
-  return {.due = last_bytes_ + kQuietTime};
+  return {.deadline = last_bytes_ + kQuietTime};
 }
 
 bool Device::IsQuiet() const {

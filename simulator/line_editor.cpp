@@ -142,9 +142,9 @@ class LineEditor::Terminal {
 
   // Runs the event pump until something is typed; false at the end of input or of the session, or after Ctrl-C.
   bool AwaitInput() {
-    constexpr std::int32_t kSliceMilliseconds = 10;
+    constexpr std::chrono::milliseconds kSlice{10};
     while (!input_.Ready) {
-      platform::EventPump::Instance().Run(kSliceMilliseconds);
+      platform::EventPump::Instance().Run(kSlice);
       if (signals::WhileEditing::TakeContinued()) TakeTerminalOver();
       if (signals::WhileEditing::TakeResized()) el_resize(editor_.get());
       // Checked last: an interruption discards pending input.

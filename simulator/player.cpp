@@ -22,14 +22,14 @@ void Player::PlayScript(const Script& script) {
 }
 
 void Player::PlayPipe() {
-  constexpr std::int32_t kSliceMilliseconds = 10;
+  constexpr std::chrono::milliseconds kSlice{10};
   constexpr std::size_t kMostUnfinished = 1'048'576;
   Channel input{platform::Descriptor(dup(STDIN_FILENO))};
   int number = 0;
   while (!signals::IsPending()) {
     // Checked before the pump runs, so that lines received before the driver ended are still performed.
     const bool last_turn = session_.DriverHasEnded() || input.Ended;
-    platform::EventPump::Instance().Run(last_turn ? 0 : kSliceMilliseconds);
+    platform::EventPump::Instance().Run(last_turn ? std::chrono::milliseconds(0) : kSlice);
     // The last line may lack an end, and a line may have none.
     const std::size_t most = input.Ended ? 0 : kMostUnfinished;
     if (input.Received.size() > most) input.Received += '\n';
@@ -80,7 +80,7 @@ void Player::PlayLine(std::string_view line, const std::string& position) {
 bool Player::Perform(const Step& step) {
   if (step.row == nullptr) return true;
   const auto perform = [&] {
-    platform::EventPump::Instance().Run(0);
+    platform::EventPump::Instance().Run(std::chrono::milliseconds(0));
     if (step.row->NeedsVisibleDevice()) session_.DeviceLink();
     recorder_.Performed(step);
     Transcript& transcript = session_.Output();

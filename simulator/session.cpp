@@ -124,7 +124,7 @@ void Session::SendStream(std::int32_t count) {
 }
 
 void Session::SendRawPackets(std::int32_t count) {
-  const std::string packet = RawDataCommand(std::string(cQuorvaneCommand::kMostRawData, '-')).GetRawCommand();
+  const std::string packet = RawDataCommand(std::string(cQuorvaneCommand::kMaxRawData, '-')).GetRawCommand();
   std::string packets;
   for (std::int32_t i = 0; i < count; ++i) packets += packet;
   SendUntilTaken(packets, "raw data in " + std::to_string(count) + " packets");
@@ -181,7 +181,7 @@ void Session::Wait(std::chrono::milliseconds time) {
   std::chrono::milliseconds elapsed{};
   while (elapsed < time && !signals::IsPending()) {
     constexpr std::chrono::milliseconds kSlice{50};
-    platform::EventPump::Instance().Run(static_cast<std::int32_t>(std::min(time - elapsed, kSlice).count()));
+    platform::EventPump::Instance().Run(std::min(time - elapsed, kSlice));
     elapsed = std::chrono::floor<std::chrono::milliseconds>(platform::MonotonicNow() - start);
   }
   recorder_.Waited(std::min(elapsed, time));
@@ -226,10 +226,10 @@ void Session::End() {
   AwaitEnd();
   constexpr std::chrono::seconds kOutputTimeout{1};
   const bool output_ended = WaitFor([this] { return driver_.Output().Ended; }, kOutputTimeout);
-  constexpr std::int32_t kPauseMilliseconds = 20;
+  constexpr std::chrono::milliseconds kPause{20};
   for (std::size_t before = Progress() + 1; before != Progress();) {
     before = Progress();
-    platform::EventPump::Instance().Run(kPauseMilliseconds);
+    platform::EventPump::Instance().Run(kPause);
   }
   device_.Show();
   recorder_.Ended(driver_.Output().Received, driver_.Status().value_or(-1));

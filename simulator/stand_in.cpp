@@ -43,7 +43,7 @@ std::string DriverName(int driver) {
 }  // namespace
 
 void RunStandIn(const Device::Endpoint& endpoint, const std::string& link, Transcript& transcript) {
-  constexpr std::int32_t kSliceMilliseconds = 200;
+  constexpr std::chrono::milliseconds kSlice{200};
   using Kind = Transcript::Kind;
   Device device(endpoint);
   device.StayForNextDriver();
@@ -64,6 +64,6 @@ void RunStandIn(const Device::Endpoint& endpoint, const std::string& link, Trans
   }
   transcript.Note("Enter this in the host's settings. Press Ctrl-C to stop.");
   while (!signals::IsPending() && transcript.WriteError() == 0) {
-    platform::EventPump::Instance().Run(kSliceMilliseconds);
+    platform::EventPump::Instance().Run(kSlice);
   }
 }

@@ -61,7 +61,7 @@ std::string ReadBytes(std::string_view rest, Step& step) {
     step.text += *byte;
   }
   if (step.text.empty()) return "takes bytes in hexadecimal, such as 01 2A FF";
-  if (step.text.size() > cQuorvaneCommand::kMostRawData)
+  if (step.text.size() > cQuorvaneCommand::kMaxRawData)
     return "takes at most 244 bytes, the most that one packet carries";
   return {};
 }

@@ -1,7 +1,6 @@
 #include "simulator/wording.h"
 
 #include <algorithm>
-#include <array>
 #include <cctype>
 
 #include "device/actions.h"
@@ -12,10 +11,6 @@ namespace {
 bool IsPrintable(char byte) {
   return byte >= ' ' && byte <= '~';
 }
-
-// The effect of each of the driver's actions on a unit, in the order of kTorvyActions.
-constexpr auto kEffects = std::to_array<std::string_view>({"up (ON)", "down (OFF)", "stop"});
-static_assert(kEffects.size() == kTorvyActions.size());
 
 // Whether a text consists of printable ASCII and other UTF-8 characters.
 bool IsText(std::string_view text) {
@@ -167,7 +162,8 @@ std::string DeviceBytesInWords(std::string_view line) {
   for (const std::string_view command : SplitCommands(line)) {
     const auto* const action = std::ranges::find(kTorvyActions, command.back(), &TorvyAction::letter);
     words += (words.empty() ? "  unit " : ", then unit ") + std::string(command.substr(0, command.size() - 1)) + ' ';
-    words += kEffects.at(static_cast<std::size_t>(action - kTorvyActions.begin()));
+    words += action->effect;
+    if (!platform::EqualIgnoringCase(action->effect, action->name)) words += " (" + std::string(action->name) + ")";
   }
   return Printable(line) + words;
 }

@@ -75,7 +75,7 @@ INSTANTIATE_TEST_SUITE_P(SerialAndIP, Ports, testing::Bool(),
 
 TEST_P(Ports, ReportInputAndOneErrorToReceiver) {
   SendFromDevice("lost");  // no receiver is set
-  platform::EventPump::Instance().Run(0);
+  platform::EventPump::Instance().Run(std::chrono::milliseconds(0));
   port->PortSetParent(receiver);
   SendFromDevice("heard");
   for (int polls = 0; receiver->events.empty() && polls < 100'000; ++polls) port->PortPoll();

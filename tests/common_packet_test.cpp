@@ -50,7 +50,7 @@ TEST(CommonPacket, BuildsTailForCommand) {
             Bytes("58 11 61 40 4C 58 00 30 58 06 31 32 33 34 35 36 0D"));
   EXPECT_EQ(build("", [](cQuorvaneCommand& m) { m.SetParam1(1), m.SetParam2(2), m.Address1 += '5'; }),
             Bytes("58 10 61 40 4C 58 00 30 35 80 00 01 02 20 20 0D"));
-  EXPECT_EQ(build("X", [](cQuorvaneCommand& m) { m.SetRawData(std::string(cQuorvaneCommand::kMostRawData, 'r')); })
+  EXPECT_EQ(build("X", [](cQuorvaneCommand& m) { m.SetRawData(std::string(cQuorvaneCommand::kMaxRawData, 'r')); })
                 .substr(1, 1),
             "\xFF");
 }

@@ -7,7 +7,7 @@
 
 #include <csignal>
 
-#include "platform/call_limit.h"
+#include "platform/call_timeout.h"
 #include "platform/clock.h"
 #include "platform/console.h"
 #include "tests/child.h"
@@ -18,7 +18,7 @@ namespace {
 
 using std::chrono::milliseconds;
 
-TEST(CallLimit, InterruptsEveryBlockingCallAfterLimit) {
+TEST(CallTimeout, InterruptsEveryBlockingCallAfterLimit) {
   const End end = InAChild([] {
     sigset_t alarm;
     sigemptyset(&alarm);
@@ -30,7 +30,7 @@ TEST(CallLimit, InterruptsEveryBlockingCallAfterLimit) {
     char byte = 0;
     if (pipe(ends) != 0) return 1;
     {
-      const CallLimit limit(milliseconds(1));
+      const CallTimeout timeout(milliseconds(1));
       for (int call = 0; call < 3; ++call) {
         if (read(ends[0], &byte, 1) != -1 || errno != EINTR) return 2;
       }
@@ -62,9 +62,9 @@ TEST(Console, BlocksForOneSecondInTotal) {
 TEST(Console, LosesNothingIfInterrupted) {
   Calls().error = [](Call call) { return Calls().counts.at(call) % 2 == 1 && call != kClose ? EINTR : 0; };
   testing::internal::CaptureStdout();
-  PrintLineAndEmptyLine(std::string(1000, 'x'));
+  PrintLine(std::string(1000, 'x'));
   Calls() = {};
-  EXPECT_EQ(testing::internal::GetCapturedStdout(), std::string(1000, 'x') + "\n\n");
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), std::string(1000, 'x') + "\n");
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 
 #include <dlfcn.h>
 #include <fcntl.h>
+#include <malloc.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <sys/syscall.h>
@@ -24,6 +25,7 @@
 using std::chrono::nanoseconds;
 
 Fault allocation_fault;
+std::atomic<std::size_t> allocated_bytes = 0;
 
 namespace {
 
@@ -75,13 +77,15 @@ int SystemPoll(pollfd* polled, nfds_t count, int limit) {
 void* operator new(std::size_t size) {
   void* const memory = allocation_fault.Strikes() ? nullptr : std::malloc(size);
   if (memory == nullptr) throw std::bad_alloc();
+  allocated_bytes += malloc_usable_size(memory);
   return memory;
 }
 void operator delete(void* memory) noexcept {
+  allocated_bytes -= malloc_usable_size(memory);
   std::free(memory);
 }
 void operator delete(void* memory, std::size_t /*size*/) noexcept {
-  std::free(memory);
+  operator delete(memory);
 }
 
 extern "C" {

@@ -74,4 +74,7 @@ struct Fault {
 
 extern Fault allocation_fault;
 
+// The number of bytes allocated now.
+extern std::atomic<std::size_t> allocated_bytes;
+
 #endif  // TESTS_SYSTEM_CALLS_H_
