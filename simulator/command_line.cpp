@@ -20,7 +20,7 @@ constexpr std::size_t kWidth = 79;
 
 // Parses ADDRESS:PORT; an IPv6 address is in brackets. Throws InputError.
 Device::TcpAddress ReadTcpAddress(const std::string& text) {
-  constexpr int kHighestPort = 65535;
+  constexpr int kMaxPort = 65535;
   const std::size_t colon = std::min(text.rfind(':'), text.size());
   Device::TcpAddress address{text.substr(0, colon)};
   std::string& host = address.address;
@@ -34,7 +34,7 @@ Device::TcpAddress ReadTcpAddress(const std::string& text) {
     throw InputError("invalid address " + Quoted(text) +
                      ": expected ADDRESS:PORT, such as 192.0.2.7:4001 or [2001:db8::7]:4001");
   }
-  if (address.port < 1 || address.port > kHighestPort) {
+  if (address.port < 1 || address.port > kMaxPort) {
     throw InputError("invalid port in " + Quoted(text) + ": expected 1 to 65535");
   }
   return address;
@@ -76,7 +76,7 @@ std::string FindDriver(const std::string& asked, const std::string& own_name) {
 }
 
 void Describe(CLI::App& app, Options& options) {
-  constexpr int kMostSeconds = 86'400;
+  constexpr int kMaxSeconds = 86'400;
   auto& setup = options.setup;
   CLI::Option* const ip =
       app.add_flag("--ip", setup.device.over_ip, "connect to the device over TCP instead of a serial line");
@@ -117,7 +117,7 @@ void Describe(CLI::App& app, Options& options) {
          "--patience", [&setup](int seconds) { setup.patience = std::chrono::seconds(seconds); },
          "how long to wait without progress, in addition to the driver's own pauses; default: 30")
       ->type_name("SECONDS")
-      ->check(CLI::Range(1, kMostSeconds).description(""));
+      ->check(CLI::Range(1, kMaxSeconds).description(""));
   app.add_flag("--verbose", options.verbose, "show the bytes and debug text of each packet");
   app.add_option("--time", options.time, "show the time of day (clock) or seconds since the start (elapsed)")
       ->type_name("KIND")

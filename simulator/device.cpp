@@ -64,7 +64,7 @@ void Device::Take(Connection& connection, const std::string& bytes) {
   if (OnBytes) OnBytes(bytes);
   // A burst can end within a command, and a real serial line delivers a command byte by byte.
   std::size_t count = CompleteCommands(connection.unshown);
-  const bool all = count == 0 && (!other_end_ || connection.unshown.size() > kMostShown);
+  const bool all = count == 0 && (!other_end_ || connection.unshown.size() > kMaxShown);
   if (all) count = connection.unshown.size();
   Show(connection, count);
 }

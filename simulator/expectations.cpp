@@ -17,14 +17,14 @@ std::string Shown(std::string_view bytes) {
 }  // namespace
 
 void Expectations::DeviceReceives(const std::string& bytes) {
-  constexpr std::size_t kLongestCommand = 17;  // four UTF-8 characters and a letter
+  constexpr std::size_t kMaxCommandSize = 17;  // four UTF-8 characters and a letter
   std::string& received = session_.DeviceBytes;
   device_expected_ = true;
   const auto decided = [&] {
     const auto [here, there] = std::ranges::mismatch(received, bytes);
     if (there == bytes.end()) return true;
     // If they differ, wait until all have arrived, for the message and for the next expectation.
-    const bool all = received.size() >= bytes.size() + kLongestCommand || session_.DeviceEnd().IsQuiet();
+    const bool all = received.size() >= bytes.size() + kMaxCommandSize || session_.DeviceEnd().IsQuiet();
     return here != received.end() && all;
   };
   try {
@@ -76,8 +76,8 @@ void Expectations::ConsoleShows(const std::string& text) {
 
 void Expectations::DriverBecomesIdle() {
   constexpr int kSamples = 250;
-  constexpr int kMostBusy = kSamples / 5;
-  constexpr double kMostSleepsASecond = 50;
+  constexpr int kMaxBusy = kSamples / 5;
+  constexpr double kMaxSleepsPerSecond = 50;
   ChildProcess& driver = session_.Driver();
   int samples = 0;
   int busy = 0;
@@ -93,7 +93,7 @@ void Expectations::DriverBecomesIdle() {
     if (++samples < kSamples) return false;
     samples = 0;
     const std::chrono::duration<double> elapsed = platform::MonotonicNow() - start;
-    return busy <= kMostBusy && static_cast<double>(driver.Sleeps() - sleeps) <= kMostSleepsASecond * elapsed.count();
+    return busy <= kMaxBusy && static_cast<double>(driver.Sleeps() - sleeps) <= kMaxSleepsPerSecond * elapsed.count();
   };
   session_.Await([&] { return driver.Status() || is_idle(); }, "the driver to become idle");
   if (driver.Status()) throw StepFailed("expected the driver to be idle, but it ended with " + session_.ExitState());

@@ -23,7 +23,7 @@ void Player::PlayScript(const Script& script) {
 
 void Player::PlayPipe() {
   constexpr std::chrono::milliseconds kSlice{10};
-  constexpr std::size_t kMostUnfinished = 1'048'576;
+  constexpr std::size_t kMaxUnfinished = 1'048'576;
   Channel input{platform::Descriptor(dup(STDIN_FILENO))};
   int number = 0;
   while (!signals::IsPending()) {
@@ -31,7 +31,7 @@ void Player::PlayPipe() {
     const bool last_turn = session_.DriverHasEnded() || input.Ended;
     platform::EventPump::Instance().Run(last_turn ? std::chrono::milliseconds(0) : kSlice);
     // The last line may lack an end, and a line may have none.
-    const std::size_t most = input.Ended ? 0 : kMostUnfinished;
+    const std::size_t most = input.Ended ? 0 : kMaxUnfinished;
     if (input.Received.size() > most) input.Received += '\n';
     std::size_t end = 0;
     while ((end = input.Received.find('\n')) != std::string::npos && !signals::IsPending()) {

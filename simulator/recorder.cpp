@@ -68,9 +68,9 @@ void Recorder::Performed(const Step& step) {
   if (!begun_ || step.row->IsExpectation() || step.row->words == "help") return;
   WriteDeviceBytes();
   // A pause before the driver's answer is not recorded: expectations wait.
-  constexpr std::chrono::milliseconds kShortest{100};
+  constexpr std::chrono::milliseconds kMinPause{100};
   const auto pause = std::chrono::floor<std::chrono::milliseconds>(platform::MonotonicNow() - last_event_);
-  if (pause > kShortest) WriteWait(pause);
+  if (pause > kMinPause) WriteWait(pause);
   if (step.row->words != "wait") Write(step.line);
   last_event_ = platform::MonotonicNow();
 }
@@ -82,8 +82,8 @@ void Recorder::Waited(std::chrono::milliseconds time) {
 }
 
 void Recorder::WriteWait(std::chrono::milliseconds time) {
-  constexpr std::chrono::milliseconds kLongestStep{1'000'000};
-  for (; time.count() > 0; time -= kLongestStep) Write("wait " + std::to_string(std::min(time, kLongestStep).count()));
+  constexpr std::chrono::milliseconds kMaxStep{1'000'000};
+  for (; time.count() > 0; time -= kMaxStep) Write("wait " + std::to_string(std::min(time, kMaxStep).count()));
 }
 
 void Recorder::DeviceGot(std::string_view bytes) {
@@ -111,8 +111,8 @@ void Recorder::Ended(std::string_view console, int status) {
 
 void Recorder::WriteDeviceBytes() {
   for (std::string_view line : DeviceLines(device_bytes_)) {
-    for (; !line.empty(); line.remove_prefix(std::min(line.size(), kMostShown))) {
-      Write(Expectation("expect", line.substr(0, kMostShown)));
+    for (; !line.empty(); line.remove_prefix(std::min(line.size(), kMaxShown))) {
+      Write(Expectation("expect", line.substr(0, kMaxShown)));
     }
   }
   device_bytes_.clear();

@@ -36,14 +36,14 @@ bool TakeTransport(const Step& step, Script& script) {
 
 // Reads a file completely. The size of a pipe or a device is limited, because it may have no end.
 std::string Contents(std::istream& input, const std::string& path, const std::string& name) {
-  constexpr std::size_t kMostBytes = 1'048'576;
+  constexpr std::size_t kMaxBytes = 1'048'576;
   std::error_code ignored;
   const bool limited = !std::filesystem::is_regular_file(path, ignored);
   std::string text;
   std::array<char, 4096> bytes{};
   while (input.read(bytes.data(), bytes.size()) || input.gcount() > 0) {
     text.append(bytes.data(), static_cast<std::size_t>(input.gcount()));
-    if (limited && text.size() > kMostBytes) throw InputError(name + " is longer than 1 MiB");
+    if (limited && text.size() > kMaxBytes) throw InputError(name + " is longer than 1 MiB");
   }
   if (input.bad()) throw InputError("cannot read " + name);
   return text;

@@ -197,16 +197,16 @@ void Session::Await(const std::function<bool()>& condition, const std::string& w
                     std::chrono::seconds driver_pause) {
   // Progress restarts the timeout, so that a slow machine does not fail the session; the total is bounded. Once the
   // driver has ended, only its remaining output can still arrive.
-  constexpr int kMostPatiences = 20;
-  constexpr int kMostPassesAfterEnd = 20;
-  Patience left(patience_ + driver_pause, kMostPatiences);
+  constexpr int kMaxTimeouts = 20;
+  constexpr int kMaxPassesAfterEnd = 20;
+  Patience left(patience_ + driver_pause, kMaxTimeouts);
   int passes_after_end = 0;
   std::size_t before = Progress();
   while (!condition()) {
     if (signals::IsPending()) throw StepFailed("interrupted while waiting for " + what);
     if (transcript_.WriteError() != 0) throw StepFailed("standard output cannot be written");
     passes_after_end = driver_.Status() ? passes_after_end + 1 : 0;
-    if (passes_after_end > kMostPassesAfterEnd) throw StepFailed("the driver has ended; gave up waiting for " + what);
+    if (passes_after_end > kMaxPassesAfterEnd) throw StepFailed("the driver has ended; gave up waiting for " + what);
     if (!left.Wait()) throw StepFailed("timed out waiting for " + what);
     if (const std::size_t now = Progress(); now != before) {
       before = now;

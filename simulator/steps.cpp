@@ -13,7 +13,7 @@ namespace {
 
 using Takes = StepRow::Takes;
 constexpr std::string_view kBlanks = " \t\r";
-constexpr std::int32_t kLargestCount = 1'000'000;
+constexpr std::int32_t kMaxCount = 1'000'000;
 
 // Removes the first word and the blanks around it from a line; returns the word.
 std::string_view TakeWord(std::string_view& line) {
@@ -69,15 +69,15 @@ std::string ReadBytes(std::string_view rest, Step& step) {
 std::string ReadCount(std::string_view rest, Step& step) {
   const auto [end, error] = std::from_chars(rest.data(), rest.data() + rest.size(), step.count);
   const bool number = error == std::errc() && end == rest.data() + rest.size();
-  if (number && step.count > 0 && step.count <= kLargestCount) return {};
+  if (number && step.count > 0 && step.count <= kMaxCount) return {};
   std::string wrong = "takes a number from 1 to 1000000";
   if (!rest.empty()) wrong += "; " + Quoted(rest) + " is not one";
   return wrong;
 }
 
 std::string ReadCommand(std::string_view rest, Step& step) {
-  constexpr std::size_t kMostBytes = 65'000;  // the packet, with its keys and lengths, is limited to 65535
-  if (rest.size() > kMostBytes) return "takes at most 65000 bytes; more would not fit in a packet";
+  constexpr std::size_t kMaxBytes = 65'000;  // the packet, with its keys and lengths, is limited to 65535
+  if (rest.size() > kMaxBytes) return "takes at most 65000 bytes; more would not fit in a packet";
   step.address = TakeWord(rest);
   step.text = rest;
   return step.text.empty() ? "takes an address and a command: 0102 ON" : "";

@@ -78,11 +78,11 @@ std::optional<std::string> ReadPrintable(std::string_view text) {
 
 std::string Shortened(std::string_view text) {
   std::string shown;
-  for (const char byte : platform::CutToBytes(text, kMostShown)) {
+  for (const char byte : platform::CutToBytes(text, kMaxShown)) {
     const bool control = std::iscntrl(static_cast<unsigned char>(byte)) != 0;
     shown += control ? Printable({&byte, 1}) : std::string(1, byte);
   }
-  return text.size() > kMostShown ? shown + "..." : shown;
+  return text.size() > kMaxShown ? shown + "..." : shown;
 }
 
 std::string Quoted(std::string_view text) {
@@ -144,7 +144,7 @@ std::vector<std::string_view> DeviceLines(std::string_view bytes) {
   bool after_command = false;
   for (const std::string_view piece : SplitCommands(bytes)) {
     const bool command = CommandLength(piece) > 0;
-    if (command && after_command && lines.back().size() + piece.size() <= kMostShown) {
+    if (command && after_command && lines.back().size() + piece.size() <= kMaxShown) {
       lines.back() = {lines.back().data(), lines.back().size() + piece.size()};
     } else {
       lines.push_back(piece);
@@ -156,7 +156,7 @@ std::vector<std::string_view> DeviceLines(std::string_view bytes) {
 
 std::string DeviceBytesInWords(std::string_view line) {
   if (CommandLength(line) == 0) {
-    return line.size() > kMostShown ? std::to_string(line.size()) + " raw bytes" : Printable(line) + "  (raw bytes)";
+    return line.size() > kMaxShown ? std::to_string(line.size()) + " raw bytes" : Printable(line) + "  (raw bytes)";
   }
   std::string words;
   for (const std::string_view command : SplitCommands(line)) {

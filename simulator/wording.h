@@ -13,7 +13,7 @@
 bool EndsCommand(char byte);
 
 // The maximum number of bytes of a text or of data shown in a message.
-inline constexpr std::size_t kMostShown = 60;
+inline constexpr std::size_t kMaxShown = 60;
 
 // Returns the two hexadecimal digits of a byte.
 std::string TwoDigits(char byte);
@@ -25,7 +25,7 @@ std::string Printable(std::string_view bytes);
 // Returns the bytes of such a text; nothing if a backslash is not followed by two hexadecimal digits.
 std::optional<std::string> ReadPrintable(std::string_view text);
 
-// Returns a text for a message: control characters escaped, and cut after kMostShown bytes with an ellipsis.
+// Returns a text for a message: control characters escaped, and cut after kMaxShown bytes with an ellipsis.
 std::string Shortened(std::string_view text);
 
 // Returns the same in quotation marks.
@@ -40,7 +40,7 @@ std::vector<std::string_view> SplitCommands(std::string_view bytes);
 // Returns the length of the bytes up to the end of the last command of usual length; the rest may be incomplete.
 std::size_t CompleteCommands(std::string_view bytes);
 
-// Splits bytes for the interface into lines: at most kMostShown bytes of commands, or a run of other bytes.
+// Splits bytes for the interface into lines: at most kMaxShown bytes of commands, or a run of other bytes.
 std::vector<std::string_view> DeviceLines(std::string_view bytes);
 
 // Describes such a line: "0102U  unit 0102 up (ON)". For many bytes that are not commands, returns only their number.
