@@ -10,7 +10,7 @@
 #include <random>
 
 #include "benchmarks/measure.h"
-#include "peers/waiting.h"
+#include "peers/wait_for.h"
 #include "platform/clock.h"
 #include "platform/event_pump.h"
 

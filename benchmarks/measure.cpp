@@ -9,7 +9,7 @@
 #include <stdexcept>
 
 #include "app/app.h"
-#include "peers/waiting.h"
+#include "peers/wait_for.h"
 #include "platform/process.h"
 
 double Quantile(Samples samples, double part) {

@@ -10,7 +10,7 @@
 #include <sstream>
 
 #include "app/version.h"
-#include "simulator/wording.h"
+#include "simulator/format.h"
 
 namespace {
 

@@ -7,7 +7,7 @@
 
 #include "peers/serial_line.h"
 #include "platform/clock.h"
-#include "simulator/wording.h"
+#include "simulator/format.h"
 
 Device::Device(const Endpoint& endpoint) {
   if (!endpoint.network.address.empty()) {

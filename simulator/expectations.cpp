@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "platform/clock.h"
-#include "simulator/wording.h"
+#include "simulator/format.h"
 
 namespace {
 

@@ -14,11 +14,11 @@
 #include "platform/process.h"
 #include "platform/text.h"
 #include "simulator/command_line.h"
+#include "simulator/format.h"
 #include "simulator/player.h"
 #include "simulator/script.h"
 #include "simulator/signals.h"
 #include "simulator/stand_in.h"
-#include "simulator/wording.h"
 
 namespace {
 

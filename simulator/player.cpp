@@ -4,9 +4,9 @@
 
 #include "peers/channel.h"
 #include "platform/event_pump.h"
+#include "simulator/format.h"
 #include "simulator/line_editor.h"
 #include "simulator/signals.h"
-#include "simulator/wording.h"
 
 bool Player::Start() {
   failed_ = !Try([this] { session_.WaitUntilReady(); });

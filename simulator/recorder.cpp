@@ -9,7 +9,7 @@
 #include <system_error>
 
 #include "platform/clock.h"
-#include "simulator/wording.h"
+#include "simulator/format.h"
 
 namespace {
 

@@ -6,11 +6,11 @@
 #include <csignal>
 
 #include "app/app.h"
-#include "peers/waiting.h"
+#include "peers/wait_for.h"
 #include "platform/clock.h"
 #include "platform/event_pump.h"
+#include "simulator/format.h"
 #include "simulator/signals.h"
-#include "simulator/wording.h"
 
 namespace {
 

@@ -10,8 +10,8 @@
 #include <utility>
 
 #include "platform/event_pump.h"
+#include "simulator/format.h"
 #include "simulator/signals.h"
-#include "simulator/wording.h"
 
 namespace {
 

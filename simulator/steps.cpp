@@ -7,7 +7,7 @@
 #include "device/actions.h"
 #include "message/quorvane_command.h"
 #include "platform/text.h"
-#include "simulator/wording.h"
+#include "simulator/format.h"
 
 namespace {
 

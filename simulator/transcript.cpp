@@ -7,7 +7,7 @@
 
 #include "message/quorvane_command.h"
 #include "platform/clock.h"
-#include "simulator/wording.h"
+#include "simulator/format.h"
 
 namespace {
 

@@ -8,7 +8,7 @@
 #include <sstream>
 
 #include "simulator/command_line.h"
-#include "simulator/wording.h"
+#include "simulator/format.h"
 #include "tests/host_fixture.h"
 
 namespace {
@@ -93,7 +93,7 @@ TEST(Help, FitsIn80Columns) {
   for (std::string line; std::getline(help, line);) EXPECT_LE(line.size(), 80U) << line;
 }
 
-TEST(Wording, DescribesDeviceBytes) {
+TEST(Format, DescribesDeviceBytes) {
   EXPECT_EQ(DeviceBytesInWords("0102D77S"), "0102D77S  unit 0102 down (OFF), then unit 77 stop");
   EXPECT_EQ(DeviceBytesInWords("01D2U"), "01D2U  unit 01D2 up (ON)");
   EXPECT_EQ(DeviceBytesInWords("k\xC3\xBCxyS"), "k\\C3\\BCxyS  unit k\xC3\xBCxy stop");
@@ -101,7 +101,7 @@ TEST(Wording, DescribesDeviceBytes) {
   EXPECT_EQ(Printable("\\\x7F"), "\\5C\\7F");
 }
 
-TEST(Wording, SplitsBurstIntoLinesOfCommands) {
+TEST(Format, SplitsBurstIntoLinesOfCommands) {
   std::string commands;
   for (int i = 0; i < 13; ++i) commands += "0102U";
   EXPECT_THAT(DeviceLines("hello" + commands + "\r77D"),

@@ -1,7 +1,7 @@
 // Formats bytes and device commands for messages, transcripts and scripts.
 
-#ifndef SIMULATOR_WORDING_H_
-#define SIMULATOR_WORDING_H_
+#ifndef SIMULATOR_FORMAT_H_
+#define SIMULATOR_FORMAT_H_
 
 #include <cstddef>
 #include <optional>
@@ -46,4 +46,4 @@ std::vector<std::string_view> DeviceLines(std::string_view bytes);
 // Describes such a line: "0102U  unit 0102 up (ON)". For many bytes that are not commands, returns only their number.
 std::string DeviceBytesInWords(std::string_view line);
 
-#endif  // SIMULATOR_WORDING_H_
+#endif  // SIMULATOR_FORMAT_H_

@@ -1,7 +1,7 @@
 // Waits for a condition, with a time limit, while the event pump runs.
 
-#ifndef PEERS_WAITING_H_
-#define PEERS_WAITING_H_
+#ifndef PEERS_WAIT_FOR_H_
+#define PEERS_WAIT_FOR_H_
 
 #include <chrono>
 #include <cstdint>
@@ -28,4 +28,4 @@ class Patience {
 [[nodiscard]] bool WaitFor(const std::function<bool()>& condition,
                            std::chrono::milliseconds limit = std::chrono::seconds(30));
 
-#endif  // PEERS_WAITING_H_
+#endif  // PEERS_WAIT_FOR_H_

@@ -1,4 +1,4 @@
-#include "peers/waiting.h"
+#include "peers/wait_for.h"
 
 #include "platform/event_pump.h"
 

@@ -1,4 +1,4 @@
-#include "simulator/wording.h"
+#include "simulator/format.h"
 
 #include <algorithm>
 #include <cctype>
