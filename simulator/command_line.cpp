@@ -125,8 +125,8 @@ void Describe(CLI::App& app, Options& options) {
   app.add_option("--color", options.color, "use colours: auto, always or never")
       ->type_name("WHEN")
       ->check(CLI::IsMember({"auto", "always", "never"}).description(""));
-  const auto complain_if_empty = [](const std::string& value) { return std::string(value.empty() ? "is empty" : ""); };
-  for (CLI::Option* const option : app.get_options()) option->check(complain_if_empty);
+  const auto refuse_empty = [](const std::string& value) { return std::string(value.empty() ? "is empty" : ""); };
+  for (CLI::Option* const option : app.get_options()) option->check(refuse_empty);
   port->excludes(ip, device);
   link->excludes(ip, listen);
   interactive->excludes(script);

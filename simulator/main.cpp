@@ -26,7 +26,7 @@ constexpr int kPassed = 0;
 constexpr int kFailed = 1;
 constexpr int kWrongInput = 2;
 
-int Complain(const std::string& why, int status) {
+int PrintError(const std::string& why, int status) {
   std::cerr << "torvy-simulator: " << why << '\n';
   return status;
 }
@@ -36,7 +36,7 @@ int Finish(int status, int write_error) {
   if (std::fflush(stdout) != 0 && write_error == 0) write_error = errno;
   if (write_error == 0) return status;
   if (write_error == EPIPE) return kFailed;
-  return Complain("cannot write standard output: " + std::generic_category().message(write_error), kFailed);
+  return PrintError("cannot write standard output: " + std::generic_category().message(write_error), kFailed);
 }
 
 // Sets the character encoding of the terminal; UTF-8 replaces ASCII, so that no characters are lost.
@@ -110,7 +110,7 @@ int Play(const Options& options, const Script& script, Transcript& transcript) {
   } else {
     transcript.Note("the session passed on the host side only: a real device cannot be observed");
   }
-  if (!recorder.Keep()) return Complain("cannot write " + options.record, kFailed);
+  if (!recorder.Keep()) return PrintError("cannot write " + options.record, kFailed);
   if (passed) return kPassed;
   return player.HadWrongLine() ? kWrongInput : kFailed;
 }
@@ -126,7 +126,7 @@ int Run(Options options) {
   const Script script = options.script.empty() ? Demonstration() : ReadScript(options.script);
   if (!options.interactive) ApplyTransport(script, options);
   if (!options.script.empty() && !options.setup.device.IsVisible()) RequireVisibleDevice(script);
-  if (!MayMoveUnits(options)) return Complain("cancelled; nothing was sent", kWrongInput);
+  if (!MayMoveUnits(options)) return PrintError("cancelled; nothing was sent", kWrongInput);
   signals::Catch();  // not earlier: Ctrl-C must end the reading of a script and the question
   const int status = Play(options, script, transcript);
   return Finish(status, transcript.WriteError());
@@ -143,8 +143,8 @@ int main(int argument_count, char** argument_values) {
     const bool lost = std::fputs(std::get<std::string>(asked).c_str(), stdout) < 0;
     return Finish(kPassed, lost ? errno : 0);
   } catch (const InputError& error) {
-    return Complain(error.what(), kWrongInput);
+    return PrintError(error.what(), kWrongInput);
   } catch (const std::system_error& error) {
-    return Complain(std::string("cannot start: ") + error.what(), kWrongInput);
+    return PrintError(std::string("cannot start: ") + error.what(), kWrongInput);
   }
 }

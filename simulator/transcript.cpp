@@ -11,15 +11,15 @@
 
 namespace {
 
-struct Look {
+struct LineStyle {
   std::string_view name;
   std::string_view colour;
 };
-constexpr std::array<Look, 5> kLooks{{{"host -> driver  ", "\x1b[36m"},
-                                      {"host <- driver  ", "\x1b[33m"},
-                                      {"driver -> device", "\x1b[32;1m"},
-                                      {"driver's console", "\x1b[35m"},
-                                      {"as expected     ", "\x1b[32m"}}};
+constexpr std::array<LineStyle, 5> kLineStyles{{{"host -> driver  ", "\x1b[36m"},
+                                                {"host <- driver  ", "\x1b[33m"},
+                                                {"driver -> device", "\x1b[32;1m"},
+                                                {"driver's console", "\x1b[35m"},
+                                                {"as expected     ", "\x1b[32m"}}};
 constexpr std::string_view kProblemColour = "\x1b[31;1m";
 constexpr std::string_view kPlain = "\x1b[0m";
 
@@ -28,8 +28,8 @@ constexpr std::string_view kPlain = "\x1b[0m";
 Transcript::Transcript(Style style) : style_(style), start_(platform::MonotonicNow()) {}
 
 void Transcript::Event(Kind kind, std::string_view text) {
-  const Look& look = kLooks.at(static_cast<std::size_t>(kind));
-  Print(Time() + "  " + std::string(look.name) + "  " + std::string(text), look.colour);
+  const LineStyle& line_style = kLineStyles.at(static_cast<std::size_t>(kind));
+  Print(Time() + "  " + std::string(line_style.name) + "  " + std::string(text), line_style.colour);
 }
 
 std::string Transcript::Time() {
