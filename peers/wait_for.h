@@ -8,10 +8,10 @@
 #include <functional>
 
 // A time limit counted in short waits instead of clock time, so that a slow or suspended machine does not use it up.
-class Patience {
+class WaitBudget {
  public:
   // The limit is `each`; Renew restarts it, but the total never exceeds `most` times `each`.
-  explicit Patience(std::chrono::milliseconds each, int most = 1);
+  explicit WaitBudget(std::chrono::milliseconds each, int most = 1);
 
   // Runs the pump for one short wait; returns false when the limit is used up.
   [[nodiscard]] bool Wait();

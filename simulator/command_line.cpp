@@ -114,7 +114,7 @@ void Describe(CLI::App& app, Options& options) {
                      "the driver to start, a path or a name in PATH; default: torvy-driver next to this program")
           ->type_name("NAME");
   app.add_option_function<int>(
-         "--patience", [&setup](int seconds) { setup.patience = std::chrono::seconds(seconds); },
+         "--timeout", [&setup](int seconds) { setup.timeout = std::chrono::seconds(seconds); },
          "how long to wait without progress, in addition to the driver's own pauses; default: 30")
       ->type_name("SECONDS")
       ->check(CLI::Range(1, kMaxSeconds).description(""));

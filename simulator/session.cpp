@@ -24,7 +24,7 @@ Session::Session(const Setup& setup, Transcript& transcript, Recorder& recorder)
     : transcript_(transcript),
       recorder_(recorder),
       endpoint_(setup.device),
-      patience_(setup.patience),
+      timeout_(setup.timeout),
       device_(setup.device),
       // In its own process group, so that Ctrl-C reaches only the simulator.
       driver_(setup.driver, DriverArguments(), [] { setpgid(0, 0); }) {
@@ -199,7 +199,7 @@ void Session::Await(const std::function<bool()>& condition, const std::string& w
   // driver has ended, only its remaining output can still arrive.
   constexpr int kMaxTimeouts = 20;
   constexpr int kMaxPassesAfterEnd = 20;
-  Patience left(patience_ + driver_pause, kMaxTimeouts);
+  WaitBudget budget(timeout_ + driver_pause, kMaxTimeouts);
   int passes_after_end = 0;
   std::size_t before = Progress();
   while (!condition()) {
@@ -207,10 +207,10 @@ void Session::Await(const std::function<bool()>& condition, const std::string& w
     if (transcript_.WriteError() != 0) throw StepFailed("standard output cannot be written");
     passes_after_end = driver_.Status() ? passes_after_end + 1 : 0;
     if (passes_after_end > kMaxPassesAfterEnd) throw StepFailed("the driver has ended; gave up waiting for " + what);
-    if (!left.Wait()) throw StepFailed("timed out waiting for " + what);
+    if (!budget.Wait()) throw StepFailed("timed out waiting for " + what);
     if (const std::size_t now = Progress(); now != before) {
       before = now;
-      left.Renew();
+      budget.Renew();
       passes_after_end = 0;
     }
   }

@@ -29,7 +29,7 @@ class Session {
   struct Setup {
     std::string driver;  // path of the driver executable
     Device::Endpoint device;
-    std::chrono::seconds patience{30};  // how long to wait without progress, in addition to the driver's pauses
+    std::chrono::seconds timeout{30};  // how long to wait without progress, in addition to the driver's pauses
   };
 
   // Starts the driver; throws std::system_error on failure. The transcript and recorder must outlive the session.
@@ -69,7 +69,7 @@ class Session {
   void Quit();
 
   void Wait(std::chrono::milliseconds time);
-  // Waits for a condition; progress restarts the timeout, which is the patience plus `driver_pause`.
+  // Waits for a condition; progress restarts the timeout, which is that of the setup plus `driver_pause`.
   void Await(const std::function<bool()>& condition, const std::string& what,
              std::chrono::seconds driver_pause = std::chrono::seconds::zero());
   void AwaitEnd();
@@ -91,7 +91,7 @@ class Session {
   Transcript& transcript_;
   Recorder& recorder_;
   const Device::Endpoint endpoint_;
-  const std::chrono::seconds patience_;
+  const std::chrono::seconds timeout_;
   SimulatedHost host_;
   Device device_;
   ChildProcess driver_;

@@ -120,7 +120,7 @@ TEST_F(Simulator, ChecksEachLineFromPipe) {
   const auto wrong = Start({"--interactive"}, File("wrong", "foo\nover ip\n0102 ON\nexpect 0102U"));
   const std::string lines = "0102 ON\nexpect 77D\n0102 OFF\nexpect 0102D\n0102 DIM\nexpect log no\n";
   const auto failed =
-      Start({"--interactive", "--patience", "2"}, File("failed", lines + "expect log unsupported command: DIM\n"));
+      Start({"--interactive", "--timeout", "2"}, File("failed", lines + "expect log unsupported command: DIM\n"));
   EXPECT_THAT(OutputOf(*wrong, 2), AllOf(HasSubstr("standard input:1: unknown step \"foo\""),
                                          HasSubstr("standard input:2: over ip can only be a script's first step"),
                                          HasSubstr("as expected       0102U\n")));
@@ -188,12 +188,12 @@ TEST_F(Simulator, FailsIfCommandsAreLost) {
               HasSubstr("standard input:2: the device link was lost, and with it what was sent\n"));
 }
 
-TEST_F(Simulator, ObeysPatienceAndCanBeInterrupted) {
+TEST_F(Simulator, ObeysTimeoutAndCanBeInterrupted) {
   const std::string silent = File("silent", "#!/bin/sh\nexec sleep 1000\n");
   const std::string record = File("record", "the last recording\n");
   const std::string script = File("script");
   ASSERT_EQ(mkfifo(script.c_str(), 0600), 0);
-  const auto never_connects = Start({"--driver", silent, "--patience", "1", "--record", record});
+  const auto never_connects = Start({"--driver", silent, "--timeout", "1", "--record", record});
   const auto reads_script = Start({"--script", script});
   int writer = -1;
   ASSERT_TRUE(WaitFor([&] { return (writer = open(script.c_str(), O_WRONLY | O_NONBLOCK)) >= 0; }));
