@@ -57,7 +57,8 @@ void Player::PlayTerminal() {
 bool Player::Finish() {
   signals::Clear();  // an interrupted session still ends in order
   const Channel* const link = session_.HostEnd().Link();
-  const bool can_ask = !session_.QuitWasSent() && !session_.DriverHasEnded() && link != nullptr && link->CanSend();
+  const bool can_ask =
+      !session_.QuitWasSent() && !session_.DriverHasEnded() && link != nullptr && link->PeerCanReceive();
   if (can_ask) Perform(ReadStep("quit"));
   const bool ended = Try([this] { session_.End(); });
   return expectations_.Verdict() && ended && !failed_;

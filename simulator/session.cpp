@@ -89,7 +89,7 @@ void Session::WaitUntilReady() {
 }
 
 Channel& Session::HostLink() {
-  if (host_.Link() != nullptr && host_.Link()->CanSend()) return *host_.Link();
+  if (host_.Link() != nullptr && host_.Link()->PeerCanReceive()) return *host_.Link();
   throw StepFailed("the link to the driver is closed; nothing can be sent");
 }
 
