@@ -57,7 +57,7 @@ void Expectations::DeviceReceivesStream() {
 }
 
 void Expectations::DriverLogs(const std::string& text) {
-  const std::vector<SimulatedHost::LogLine>& log = session_.HostEnd().Log();
+  const std::vector<SimulatedHost::LogEntry>& log = session_.HostEnd().Log();
   std::size_t seen = logs_seen_;  // if this fails, the next expectation starts from the same place
   const auto logged = [&] {
     while (seen < log.size()) {
@@ -65,7 +65,7 @@ void Expectations::DriverLogs(const std::string& text) {
     }
     return false;
   };
-  session_.Await(logged, "the log line " + Quoted(Printable(text)));
+  session_.Await(logged, "the log entry " + Quoted(Printable(text)));
   logs_seen_ = seen;
 }
 

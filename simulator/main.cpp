@@ -102,7 +102,7 @@ int Play(const Options& options, const Script& script, Transcript& transcript) {
   } else if (ready) {
     player.PlayPipe();
   }
-  const bool passed = player.Finish() && !player.HadWrongLine();
+  const bool passed = player.Finish() && !player.HadInvalidStep();
   if (!passed) {
     transcript.Problem("the session failed");
   } else if (session.Endpoint().IsVisible()) {
@@ -112,7 +112,7 @@ int Play(const Options& options, const Script& script, Transcript& transcript) {
   }
   if (!recorder.Keep()) return PrintError("cannot write " + options.record, kFailed);
   if (passed) return kPassed;
-  return player.HadWrongLine() ? kWrongInput : kFailed;
+  return player.HadInvalidStep() ? kWrongInput : kFailed;
 }
 
 int Run(Options options) {

@@ -70,7 +70,7 @@ void Player::PlayLine(std::string_view line, const std::string& position) {
   const bool typed = position.empty();
   if (const std::string wrong = WhyNotPerformable(step); !wrong.empty()) {
     session_.Output().Problem(typed ? wrong : position + ": " + wrong);
-    if (!typed) had_wrong_line_ = true;
+    if (!typed) had_invalid_step_ = true;
     return;
   }
   if (Perform(step)) return;

@@ -28,8 +28,8 @@ class Player {
   // passed: no step failed, and the verdict of the expectations is good. At a terminal, a step ended by Ctrl-C fails
   // only if it was an expectation.
   bool Finish();
-  // Whether a line was not a valid step. At a terminal, a mistyped line does not count.
-  bool HadWrongLine() const { return had_wrong_line_; }
+  // Whether a step was invalid. At a terminal, a mistyped step does not count.
+  bool HadInvalidStep() const { return had_invalid_step_; }
 
  private:
   void PlayLine(std::string_view line, const std::string& position);
@@ -41,7 +41,7 @@ class Player {
   Expectations expectations_;
   Recorder& recorder_;
   bool failed_ = false;
-  bool had_wrong_line_ = false;
+  bool had_invalid_step_ = false;
 };
 
 #endif  // SIMULATOR_PLAYER_H_

@@ -49,9 +49,9 @@ void Session::ShowEvents() {
   host_.OnHandshake = [this] {
     transcript_.Event(Kind::kDriverToHost, "handshake, connection " + Printable(*host_.ConnectionID()));
   };
-  host_.OnLog = [this](const SimulatedHost::LogLine& line) {
-    transcript_.Event(Kind::kDriverToHost, "log, level " + std::to_string(line.level) + ": " + Printable(line.text));
-    recorder_.Logged(line.text);
+  host_.OnLog = [this](const SimulatedHost::LogEntry& entry) {
+    transcript_.Event(Kind::kDriverToHost, "log, level " + std::to_string(entry.level) + ": " + Printable(entry.text));
+    recorder_.Logged(entry.text);
   };
   device_.OnBytes = [this](const std::string& bytes) {
     DeviceBytes += bytes;

@@ -35,7 +35,7 @@ constexpr std::array kRows{
             [](Session&, Expectations& expected, const Step& step) { expected.DeviceReceives(step.text); }),
     StepRow(Use::kVisibleDevice, "expect stream", {}, "the device receives the last stream, complete and in order",
             [](Session&, Expectations& expected, const Step&) { expected.DeviceReceivesStream(); }),
-    StepRow(Use::kAlways, "expect log", {"TEXT", Takes::kText}, "the driver logs this line to the host",
+    StepRow(Use::kAlways, "expect log", {"TEXT", Takes::kText}, "the driver logs this text to the host",
             [](Session&, Expectations& expected, const Step& step) { expected.DriverLogs(step.text); }),
     StepRow(Use::kAlways, "expect console", {"TEXT", Takes::kText}, "the driver's console shows this text",
             [](Session&, Expectations& expected, const Step& step) { expected.ConsoleShows(step.text); }),

@@ -127,7 +127,7 @@ TEST_F(Simulator, ChecksEachLineFromPipe) {
   EXPECT_THAT(
       OutputOf(*failed, 1),
       AllOf(HasSubstr(":2: expected the device to receive \"77D\", but it received \"0102U\"\n"),
-            HasSubstr("as expected       0102D\n"), HasSubstr("input:6: timed out waiting for the log line \"no\""),
+            HasSubstr("as expected       0102D\n"), HasSubstr("input:6: timed out waiting for the log entry \"no\""),
             HasSubstr("as expected       log unsupported")));
 }
 
@@ -148,7 +148,7 @@ TEST_F(Simulator, ObservesOtherEndOfRealLineAndRecords) {
   for (std::string line; std::getline(file, line);) lines.push_back(line);
   // It takes the driver half a second to become idle.
   EXPECT_GE(std::erase_if(lines, [](const std::string& line) { return line.starts_with("wait "); }), 1U);
-  // Device bytes and log lines arrive over two links, in any order.
+  // Device bytes and log entries arrive over two links, in any order.
   EXPECT_THAT(lines, UnorderedElementsAre("# recorded by torvy-simulator", "over serial", "debug", "0102 ON",
                                           "expect 0102U", "expect log received command from Quorvane:\\20",
                                           "expect log sending command: (0102U)", "raw 65 6E 64", "expect \\65nd",
@@ -277,7 +277,7 @@ TEST_F(Simulator, EditsLinesAtTerminal) {
   type(" ON\r", "unit 0102 up (ON)");
   type("\x1b[A\r", "unit 0102 up (ON)");
   type("expect lo\tno\r", "g no\r\n");  // as shown by the editor, not the echo of early input
-  type("\x03", "interrupted while waiting for the log line \"no\"");
+  type("\x03", "interrupted while waiting for the log entry \"no\"");
   type("fault host close\r" + std::string(100, 'x'), "\x1b[1A\r\x1b[J");  // on two rows, hidden for an event
   EXPECT_TRUE(WaitFor([&] { return simulator.Status().has_value(); }));
   EXPECT_EQ(simulator.Status(), 1) << shown;  // because an expectation was ended with Ctrl-C
