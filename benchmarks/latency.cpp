@@ -10,7 +10,7 @@
 #include <random>
 
 #include "benchmarks/measure.h"
-#include "peers/waiting.h"
+#include "peers/wait_for.h"
 #include "platform/clock.h"
 #include "platform/event_pump.h"
 
@@ -85,7 +85,8 @@ void MeasureLatency(const Measured& measured) {
   std::printf("|---|---|---|---|---|\n");
   for (const bool over_ip : {true, false}) {
     RunningDriver driver(measured.driver, over_ip);
-    std::vector<Relay> relays{{"torvy-driver", driver.HostNumber(), driver.DeviceNumber(over_ip), OneCommand()}};
+    std::vector<Relay> relays{
+        {"torvy-driver", driver.HostNumber(), driver.DeviceNumber(over_ip), DeviceCommandBytes()}};
 
     Listener socat_host;
     Listener socat_device;
@@ -109,7 +110,7 @@ void MeasureLatency(const Measured& measured) {
             "the least relay's start");
     platform::EventPump::Instance().Run(std::chrono::milliseconds(500));  // until it has opened its terminal
     relays.push_back({"least relay", least_host.Peer()->Number(),
-                      over_ip ? least_device.Peer()->Number() : least_terminal.Line().Number(), OneCommand()});
+                      over_ip ? least_device.Peer()->Number() : least_terminal.Line().Number(), DeviceCommandBytes()});
     Sample(relays);
     PrintRows(over_ip ? "TCP" : "a terminal", relays);
     if (over_ip) WriteDistribution(measured.data_folder + "/latency.data", relays);

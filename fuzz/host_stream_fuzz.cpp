@@ -11,7 +11,7 @@
 #include "host/connection.h"
 #include "host/host_socket.h"
 #include "peers/simulated_host.h"
-#include "peers/waiting.h"
+#include "peers/wait_for.h"
 #include "tests/fake_port.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {

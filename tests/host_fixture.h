@@ -14,7 +14,7 @@
 #include "host/host_socket.h"
 #include "message/quorvane_command.h"
 #include "peers/simulated_host.h"
-#include "peers/waiting.h"
+#include "peers/wait_for.h"
 #include "platform/text.h"
 
 // The driver's log lines when it is ready and when it is asked to quit.

@@ -13,7 +13,7 @@
 
 #include "peers/listener.h"
 #include "peers/pseudo_terminal.h"
-#include "peers/waiting.h"
+#include "peers/wait_for.h"
 #include "platform/event_pump.h"
 #include "platform/serial_port.h"
 #include "platform/tcp_client_socket.h"

@@ -1,4 +1,4 @@
-#include "peers/waiting.h"
+#include "peers/wait_for.h"
 
 #include "platform/event_pump.h"
 
@@ -8,10 +8,10 @@ constexpr std::chrono::milliseconds kSlice{2};
 
 }  // namespace
 
-Patience::Patience(std::chrono::milliseconds each, int most)
+WaitBudget::WaitBudget(std::chrono::milliseconds each, int most)
     : each_(each / kSlice), left_(each_), most_(each_ * most) {}
 
-bool Patience::Wait() {
+bool WaitBudget::Wait() {
   if (left_ == 0 || most_ == 0) return false;
   --left_;
   --most_;
@@ -20,9 +20,9 @@ bool Patience::Wait() {
 }
 
 bool WaitFor(const std::function<bool()>& condition, std::chrono::milliseconds limit) {
-  Patience patience(limit);
+  WaitBudget budget(limit);
   while (!condition()) {
-    if (!patience.Wait()) return false;
+    if (!budget.Wait()) return false;
   }
   return true;
 }
