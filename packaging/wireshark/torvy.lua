@@ -2,9 +2,8 @@
 -- use "Decode As", or tshark -d tcp.port==N,torvy. Its reference is docs/protocol.md, installed next to the examples;
 -- offsets, bits and names are those of that page.
 --
--- Fields show the bytes on the wire; fields beyond the end of a packet are left out. The info column reads a packet as
--- the driver does: a low-battery form is replaced, the last of several equal keys counts, and the level of a log packet
--- without a level is 4.
+-- Fields show the bytes on the wire; fields beyond a packet's end are left out. The info column reads a packet as the
+-- driver does: it replaces low-battery forms, uses the last of equal keys, and level 4 if a log packet has no level.
 
 local torvy = Proto("torvy", "Torvy host link")
 
@@ -23,7 +22,7 @@ local f = {
   flags = ProtoField.uint8("torvy.flags", "flags", base.HEX),
   code = ProtoField.string("torvy.code", "code"),
   command = ProtoField.string("torvy.command", "command"),
-  address = ProtoField.string("torvy.address", "house code and unit code"),
+  address = ProtoField.string("torvy.address", "house code, unit code"),
   data = ProtoField.bytes("torvy.data", "raw data"),
   level = ProtoField.uint8("torvy.level", "level"),
   param1 = ProtoField.uint8("torvy.param1", "parameter 1"),
@@ -45,7 +44,8 @@ torvy.fields = f
 
 local malformed = ProtoExpert.new("torvy.malformed", "malformed", expert.group.MALFORMED, expert.severity.ERROR)
 local cut_short = ProtoExpert.new("torvy.cut_short", "entry cut short", expert.group.PROTOCOL, expert.severity.WARN)
-local short = ProtoExpert.new("torvy.short", "malformed unless more follows", expert.group.PROTOCOL, expert.severity.NOTE)
+local short = ProtoExpert.new("torvy.short", "malformed if nothing follows",
+                              expert.group.PROTOCOL, expert.severity.NOTE)
 torvy.experts = {malformed, cut_short, short}
 
 local low_battery_forms = {["\x05"] = "\x04", ["\x55"] = "\x54", ["\x01"] = "\x00", ["\x51"] = "\x50"}
@@ -57,12 +57,7 @@ local function printable(bytes)
   return (bytes:gsub("[^ -~]", function(byte) return ("\\%02X"):format(byte:byte()) end))
 end
 
--- The next four functions add the fields of a packet, and return its text in the info column.
-
-local function add_handshake(tree, packet)
-  tree:add_packet_field(f.handshake, packet(6, packet:len() - 7), ENC_UTF_8)
-  return "handshake, connection " .. printable(packet:raw(6, packet:len() - 7))
-end
+-- The next three functions add the fields of a packet, and return its text in the info column.
 
 local function add_multi(tree, packet)
   local values, at, size = {}, 4, packet:len()
@@ -122,7 +117,8 @@ local function add_packet(tree, tvb, offset, size)
   local kind = packet:raw(0, 1):upper()
   local length = tvb(offset + 1, kind == "J" and 2 or 1)
   if packet:raw():find("^TORVY:[^\r]*\r$") then
-    info = add_handshake(item, packet)
+    item:add_packet_field(f.handshake, packet(6, size - 7), ENC_UTF_8)
+    info = "handshake, connection " .. printable(packet:raw(6, size - 7))
   else
     item:add(f.kind, packet(0, 1))
     item:add_le(f.length, length)
@@ -164,9 +160,10 @@ local function resume_at(bytes, offset)
   return possible, false
 end
 
--- After a zero length, bytes are skipped until a packet begins, which may be in a later segment.
-local skips_next = {}   -- by direction of a connection: its next segment begins with bytes to skip
-local skips_first = {}  -- by frame: it begins with bytes to skip
+-- After a zero length, bytes are skipped until a packet begins, which may be in a later segment: by direction of a
+-- connection, whether its next segment begins with bytes to skip; by frame number, whether it does.
+local skips_next, skips_first = {}, {}
+local last_info  -- the info column after the last call
 
 function torvy.init() skips_next, skips_first = {}, {} end
 
@@ -193,8 +190,9 @@ function torvy.dissector(tvb, pinfo, tree)
   if offset < #bytes then pinfo.desegment_offset, pinfo.desegment_len = offset, missing end
   if #infos == 0 then return end
   -- A frame that ends one packet and has others is dissected in two calls; the second adds to the column.
-  pinfo.cols.info:set((tostring(pinfo.cols.protocol) == "TORVY" and "; " or "") .. table.concat(infos, "; "))
-  pinfo.cols.info:fence()
+  local info = pinfo.cols.info
+  info:set((tostring(info) == last_info and "; " or "") .. table.concat(infos, "; "))
+  last_info = tostring(info)
   pinfo.cols.protocol = "TORVY"
 end
 
