@@ -85,7 +85,7 @@ bool Player::Perform(const Step& step) {
     if (step.row->NeedsVisibleDevice()) session_.DeviceLink();
     recorder_.Performed(step);
     Transcript& transcript = session_.Output();
-    const std::string_view operand = std::string_view(step.line).substr(step.line.find(' ') + 1);
+    const std::string_view operand = std::string_view(step.line).substr(step.line.find_first_of(" \t") + 1);
     if (step.row->IsFault()) transcript.Note("fault: " + std::string(operand));
     step.row->perform(session_, expectations_, step);
     if (!step.row->IsExpectation()) return;
