@@ -2,11 +2,13 @@
 
 #include "ports/abstract_port.h"
 
+#include <gmock/gmock.h>
+
 #include "app/process_state.h"
 #include "peers/pseudo_terminal.h"
 #include "ports/ip_stream_abstractor.h"
 #include "ports/serial_port_abstractor.h"
-#include "tests/host_fixture.h"
+#include "tests/connected_socket.h"
 
 namespace {
 

@@ -2,6 +2,7 @@
 
 #include "app/app.h"
 
+#include <gmock/gmock.h>
 #include <sys/socket.h>
 
 #include <set>
@@ -10,9 +11,9 @@
 #include "device/torvy.h"
 #include "host/connection.h"
 #include "peers/pseudo_terminal.h"
+#include "peers/simulated_host.h"
 #include "ports/ip_stream_abstractor.h"
 #include "ports/serial_port_abstractor.h"
-#include "tests/host_fixture.h"
 #include "tests/virtual_clock.h"
 
 namespace {
@@ -20,6 +21,10 @@ namespace {
 using testing::Contains;
 using testing::ElementsAre;
 using testing::MatchesRegex;
+
+// Log entries of a session that serves a device.
+const std::string kReady = "2 Torvy Serial Remote Control interface version 1 (build 001) ready.";
+const std::string kQuit = "2 The torvy plx has been asked to quit. (1)";
 
 class AppTest : public testing::Test {
  protected:

@@ -1,13 +1,16 @@
+#include <gtest/gtest.h>
+
 #include <algorithm>
 
-#include "tests/host_fixture.h"
+#include "tests/bytes.h"
+#include "tests/message_probe.h"
 
 namespace {
 
 constexpr std::string_view kOnForA1 = "58 10 61 40 4C 58 00 30 32 30 30 00 00 00 20 0D";
 
 TEST(CommonPacket, AppliesDefaultsAndKeepsThem) {
-  Probe message;
+  MessageProbe message;
   message.SetCommand("2");
   message.SetHouseCode("A");
   message.SetUnitCode(1);
@@ -24,7 +27,7 @@ TEST(CommonPacket, AppliesDefaultsAndKeepsThem) {
   EXPECT_EQ(message.SentAtTicks + message.DoubleMeasurement, 0);
   EXPECT_FALSE(message.WaitForAck || message.fSecurity || message.LittleEndian);
 
-  Probe parsed;
+  MessageProbe parsed;
   ASSERT_TRUE(parsed.InitFromCommonMessage(Bytes(kOnForA1)));
   EXPECT_EQ(parsed.GetRawCommand(), Bytes(kOnForA1));
   EXPECT_EQ(parsed.RawCommonCommand, Bytes(kOnForA1));
@@ -60,7 +63,7 @@ TEST(CommonPacket, AcceptsKindsInEitherCase) {
     EXPECT_TRUE(cQuorvaneCommand().InitFromCommonMessage({kind, 2})) << kind;
   }
   for (const char kind : std::string_view("AJZE\0", 5)) {
-    Probe message;
+    MessageProbe message;
     EXPECT_FALSE(message.InitFromCommonMessage(kind + std::string("\t23456789")));
     EXPECT_EQ(message.Header, std::string(1, kind));
     EXPECT_EQ(message.Code, kind == 'E' ? "7" : "");
@@ -73,7 +76,7 @@ TEST(CommonPacket, IgnoresBytesPastEndAndPreviousPacket) {
   const std::string before = Bytes("4D 10 61 C9 4D 59 00 31 33 43 44 09 31 34 47 47");
   const std::string packet = Bytes("6D 02 61 C8 4C 58 C0 30 32 41 42 4C 30 33 46 46 46");
   for (std::size_t length = 1; length <= packet.size(); ++length) {
-    Probe message;
+    MessageProbe message;
     ASSERT_TRUE(message.InitFromCommonMessage(before));
     EXPECT_EQ(message.level, 9);
     ASSERT_TRUE(message.InitFromCommonMessage(packet.substr(0, length)));
@@ -128,13 +131,13 @@ TEST(Flags, SetBoolFieldsAndNeverClearThem) {
   std::string packet = Bytes(kOnForA1);
   for (int flags = 0; flags < 256; ++flags) {
     packet[6] = static_cast<char>(flags);
-    Probe message;
+    MessageProbe message;
     ASSERT_TRUE(message.InitFromCommonMessage(packet));
     const bool views[] = {message.fDoTransmit, message.fCCM,         message.fAddressOnly, message.fCommandOnly,
                           message.fWireless,   message.fPassThrough, message.fStacked};
     for (int i = 0; i < 7; ++i) EXPECT_EQ(views[i], (flags & 0x80 >> i) != 0) << flags << " field " << i;
   }
-  Probe message;
+  MessageProbe message;
   message.SetFlag("&b00000010");
   EXPECT_EQ(message.Flags, 2);
   message.SetFlag("&b00000010");

@@ -1,10 +1,13 @@
 #include "host/dispatch.h"
 
+#include <gmock/gmock.h>
+
 #include "app/process_state.h"
 #include "device/torvy.h"
 #include "host/log.h"
+#include "tests/bytes.h"
+#include "tests/connected_socket.h"
 #include "tests/fake_port.h"
-#include "tests/host_fixture.h"
 #include "tests/system_calls.h"
 
 namespace {

@@ -1,6 +1,7 @@
 // The real driver as a child process, from start to end, as the host sees it.
 
 #include <fcntl.h>
+#include <gmock/gmock.h>
 #include <sys/resource.h>
 #include <termios.h>
 #include <unistd.h>
@@ -11,9 +12,11 @@
 #include "app/app.h"
 #include "app/process_state.h"
 #include "host/connection.h"
+#include "host/host_socket.h"
 #include "peers/child_process.h"
 #include "peers/pseudo_terminal.h"
-#include "tests/host_fixture.h"
+#include "peers/simulated_host.h"
+#include "peers/waiting.h"
 
 namespace {
 
@@ -61,7 +64,7 @@ TEST_F(DriverProcess, RunsWithFewDescriptorsAndAcquiresNoTerminal) {
   EXPECT_TRUE(WaitFor([this] { return host.Log().size() >= 2; }));
   host.Link()->Close();  // makes the driver print
   ExpectEnd();
-  EXPECT_THAT(host.Lines(), ElementsAre(kReady, "4 unsupported command: DIM"));
+  EXPECT_THAT(host.Lines(), ElementsAre("2 " + std::string(App::kReadyLine), "4 unsupported command: DIM"));
   EXPECT_EQ(terminal->Line().Received, std::string("0102U\0\xFF\r", 8));
   EXPECT_TRUE(terminal->Line().Ended);
 }

@@ -1,12 +1,15 @@
 // Readable forms of a message: descriptions of codes, debug text, log line, and docs/protocol.md.
 
+#include <gmock/gmock.h>
 #include <stdlib.h>
 #include <time.h>
 
 #include <map>
 #include <regex>
 
-#include "tests/host_fixture.h"
+#include "peers/simulated_host.h"
+#include "tests/bytes.h"
+#include "tests/message_probe.h"
 
 namespace {
 
@@ -29,13 +32,13 @@ TEST(Descriptions, DependOnHeaderAndControllerFlag) {
                {"", false, "\x02", "UNKNOWN COMMAND CODE: (\x02) 0x2"},
                {"", false, "", "UNKNOWN COMMAND CODE: () 0x0"}};
   for (const auto& c : cases) {
-    Probe message;
+    MessageProbe message;
     message.Header = c.header;
     message.fCCM = c.controller;
     message.Command = c.command;
     EXPECT_EQ(message.GetCommandCodeDescription(), c.text);
   }
-  Probe error;
+  MessageProbe error;
   EXPECT_EQ(error.GetErrorCodeDescription(), "UNKNOWN ERROR CODE: () 0x0");
   error.Code.assign(1, 'A');
   EXPECT_EQ(error.GetErrorCodeDescription(), "UNKNOWN ERROR CODE: (A) 0x41");
@@ -114,7 +117,7 @@ TEST(ProtocolPage, DescriptionsOfCodesMatchCode) {
     const std::string kind = table->str(1);
     const std::string cell = table->str(2);
     for (std::sregex_iterator found(cell.begin(), cell.end(), code); found != end; ++found) {
-      Probe message;
+      MessageProbe message;
       message.Header.assign(1, kind == "pan and tilt" ? 'N' : 'X');
       message.fCCM = kind == "controller";
       message.Command = message.Code = found->str(1);

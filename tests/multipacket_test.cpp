@@ -1,5 +1,8 @@
+#include <gmock/gmock.h>
+
 #include "message/missing_object.h"
-#include "tests/host_fixture.h"
+#include "tests/bytes.h"
+#include "tests/message_probe.h"
 
 namespace {
 
@@ -19,7 +22,7 @@ TEST(Multipacket, AcknowledgesWithPacketIdentifier) {
 TEST(Multipacket, ParsesEitherByteOrderAndIgnoresLength) {
   for (const std::string_view packet :
        {kAck, std::string_view("4A FF FF 7F 6D 63 6D 64 00 03 41 43 4B 50 6B 49 44 00 02 31 37")}) {
-    Probe message;
+    MessageProbe message;
     ASSERT_TRUE(message.initFromMultiPacket(Bytes(packet)));
     EXPECT_TRUE(message.isMultiPacket);
     EXPECT_EQ(message.MultiFlags, packet == kAck ? 0x80 : 0x7F);

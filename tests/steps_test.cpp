@@ -9,7 +9,7 @@
 
 #include "simulator/command_line.h"
 #include "simulator/wording.h"
-#include "tests/host_fixture.h"
+#include "tests/bytes.h"
 
 namespace {
 
