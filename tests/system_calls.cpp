@@ -23,7 +23,7 @@
 
 using std::chrono::nanoseconds;
 
-Fault allocation_fault;
+FailureInjector allocation_failure;
 
 namespace {
 
@@ -73,7 +73,7 @@ int SystemPoll(pollfd* polled, nfds_t count, int limit) {
 }
 
 void* operator new(std::size_t size) {
-  void* const memory = allocation_fault.Strikes() ? nullptr : std::malloc(size);
+  void* const memory = allocation_failure.ShouldFail() ? nullptr : std::malloc(size);
   if (memory == nullptr) throw std::bad_alloc();
   return memory;
 }
