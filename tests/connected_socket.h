@@ -38,12 +38,12 @@ class ConnectedSocket : public cQuorvaneDeviceSocket {
 
   // Returns the log lines that the host has received since the last call.
   std::vector<std::string> Logged() {
-    const std::size_t before = lines_seen_;
     SendLog("end of the lines", 0);
-    EXPECT_TRUE(WaitFor([&] { return Host.Log().size() > before && Host.Log().back().text == "end of the lines"; }));
+    EXPECT_TRUE(WaitFor([this] { return Host.HasLogged("end of the lines"); }));
     std::vector<std::string> lines = Host.Lines();
-    lines_seen_ = lines.size();
-    return {lines.begin() + static_cast<std::ptrdiff_t>(before), lines.end() - 1};
+    lines.pop_back();
+    Host.ForgetLog();
+    return lines;
   }
 
  protected:
@@ -54,7 +54,6 @@ class ConnectedSocket : public cQuorvaneDeviceSocket {
 
  private:
   int data_events_ = 0;
-  std::size_t lines_seen_ = 0;
 };
 
 #endif  // TESTS_CONNECTED_SOCKET_H_
