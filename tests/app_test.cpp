@@ -9,6 +9,7 @@
 #include "app/process_state.h"
 #include "device/torvy.h"
 #include "host/connection.h"
+#include "host/host_socket.h"
 #include "peers/pseudo_terminal.h"
 #include "peers/simulated_host.h"
 #include "ports/ip_stream_abstractor.h"
@@ -141,6 +142,18 @@ TEST_F(AppTest, LogsNetworkStartInDebugMode) {
                                         "4 torvy opening IP connection, polling and waiting...",
                                         "4 torvy Connection failed to open after 600 ticks.",
                                         "2 IP Open  to 127.0.0.1:" + refusing + " failed."));
+}
+
+TEST(ConnectToHost, AppliesDefaultsAndReplacesSocket) {
+  ConnectToHost("", 0, "17");
+  EXPECT_EQ(State().HostSocket->Address, "127.0.0.1");
+  EXPECT_EQ(State().HostSocket->Port, 20300);
+  const SimulatedHost host;
+  for (const char* id : {"first", "second"}) {
+    ConnectToHost("127.0.0.1", host.Port(), id);
+    EXPECT_TRUE(WaitForHostConnection(15));
+  }
+  State() = {};
 }
 
 TEST(ProcessState, ReleasesPortThenDriverThenHostSocket) {

@@ -2,12 +2,15 @@
 
 #include "platform/process.h"
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
+#include <termios.h>
 #include <unistd.h>
 
 #include <csignal>
 #include <set>
 
+#include "peers/pseudo_terminal.h"
 #include "platform/call_limit.h"
 #include "platform/clock.h"
 #include "platform/console.h"
@@ -24,6 +27,49 @@ using std::chrono::milliseconds;
 void SucceedsInChild(const std::function<int()>& run) {
   const ChildResult result = RunInChild(run);
   EXPECT_TRUE(result.IsExit(0)) << result.status;
+}
+
+TEST(PrepareProcess, OpensStandardDescriptors) {
+  SucceedsInChild([] {
+    for (const int number : {0, 1, 2}) close(number);
+    PrepareProcess();
+    return fcntl(0, F_GETFD) == -1 || fcntl(1, F_GETFD) == -1 || fcntl(2, F_GETFD) == -1 ? 1 : 0;
+  });
+}
+
+TEST(PrepareProcess, SurvivesClosedConsole) {
+  SucceedsInChild([] {
+    int ends[2];
+    if (pipe(ends) != 0) return 1;
+    close(ends[0]);
+    dup2(ends[1], STDOUT_FILENO);
+    PrepareProcess();
+    PrintLine("nobody can read this");
+    return 0;
+  });
+}
+
+TEST(PrepareProcess, SurvivesConsoleFileAtItsSizeLimit) {
+  SucceedsInChild([] {
+    const rlimit nothing{};
+    setrlimit(RLIMIT_FSIZE, &nothing);
+    PrepareProcess();
+    PrintLine("this does not fit");
+    return 0;
+  });
+}
+
+TEST(PrepareProcess, IsNotStoppedInBackgroundOfItsTerminal) {
+  const PseudoTerminal terminal;
+  SucceedsInChild([&terminal] {
+    setsid();
+    const int controlling = open(terminal.Path().c_str(), O_RDWR);  // a session leader's first terminal
+    PrepareProcess();
+    const pid_t foreground = fork();
+    if (foreground == 0) pause();
+    setpgid(foreground, foreground);
+    return tcsetpgrp(controlling, foreground) == 0 ? tcdrain(controlling) : 1;
+  });
 }
 
 TEST(CallLimit, InterruptsEveryBlockingCallAfterLimit) {
