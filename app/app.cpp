@@ -1,5 +1,6 @@
 #include "app/app.h"
 
+#include <chrono>
 #include <memory>
 #include <string_view>
 
@@ -19,22 +20,24 @@
 namespace {
 
 constexpr std::size_t kBannerArguments = 1;  // not counting the program's own path, which is position 0
-constexpr std::size_t kFewestArguments = 4;
+constexpr std::size_t kMinArguments = 4;
 constexpr std::size_t kPortPosition = 1;
 constexpr std::size_t kHostAddressPosition = 2;
 constexpr std::size_t kHostPortPosition = 3;
 constexpr std::size_t kConnectionIDPosition = 4;
 
-constexpr std::int32_t kShortestStartPause = 100;  // pauses and slices are in milliseconds
-constexpr std::int32_t kLongestStartPause = 3000;
-constexpr std::int32_t kHostConnectionSeconds = 15;
-constexpr std::int32_t kSettlePause = 1000;
-constexpr std::int32_t kLoopSlice = 200;
-constexpr int kDrainRuns = 100;
-constexpr std::int32_t kDrainSlice = 10;
+using std::chrono::milliseconds;
 
-void Pump(std::int32_t milliseconds) {
-  platform::EventPump::Instance().Run(milliseconds);
+constexpr std::int32_t kMinStartPause = 100;  // milliseconds
+constexpr std::int32_t kMaxStartPause = 3000;
+constexpr std::int32_t kHostConnectionSeconds = 15;
+constexpr milliseconds kSettlePause{1000};
+constexpr milliseconds kLoopSlice{200};
+constexpr int kDrainRuns = 100;
+constexpr milliseconds kDrainSlice{10};
+
+void Pump(milliseconds time) {
+  platform::EventPump::Instance().Run(time);
 }
 
 void PrintBanner() {
@@ -49,8 +52,8 @@ void PrintUsage() {
       "or torvy-driver IP HOST-ADDRESS HOST-PORT CONNECTION-ID DEVICE-ADDRESS DEVICE-PORT");
 }
 
-bool ConnectedToHost(const std::vector<std::string>& arguments) {
-  Pump(platform::RandomInRange(kShortestStartPause, kLongestStartPause));
+bool ConnectAndWaitForHost(const std::vector<std::string>& arguments) {
+  Pump(milliseconds(platform::RandomInRange(kMinStartPause, kMaxStartPause)));
   const std::int64_t start = platform::Ticks();
   ConnectToHost(arguments[kHostAddressPosition], platform::ReadInt32(arguments[kHostPortPosition]),
                 arguments[kConnectionIDPosition]);
@@ -58,9 +61,7 @@ bool ConnectedToHost(const std::vector<std::string>& arguments) {
     platform::PrintLine("Torvy: Timeout waiting for answer from Quorvane\r");
     return false;
   }
-  LogInDebugMode([ticks = platform::Ticks() - start] {
-    return "Quorvane connection successful after: " + std::to_string(ticks) + " ticks.";
-  });
+  LogInDebugMode("Quorvane connection successful after: " + std::to_string(platform::Ticks() - start) + " ticks.");
   return true;
 }
 
@@ -69,28 +70,26 @@ std::shared_ptr<iAbstractPort> OpenDevicePort(const std::vector<std::string>& ar
   if (platform::EqualIgnoringCase(name, "IP")) {
     const std::string& address = arguments[arguments.size() - 2];
     const std::int32_t port = platform::ReadInt32(arguments.back());
-    LogInDebugMode(
-        [&] { return "torvy making IP connection to (" + address + ") port (" + std::to_string(port) + ")"; });
+    LogInDebugMode("torvy making IP connection to (" + address + ") port (" + std::to_string(port) + ")");
     return std::make_shared<cIPStreamAbstractor>(address, port);
   }
-  LogInDebugMode([&name] { return "torvy making local serial connection to port named (" + name + ")"; });
+  LogInDebugMode("torvy making local serial connection to port named (" + name + ")");
   return std::make_shared<cSerialPortAbstractor>(name);
 }
 
 void Serve(const std::vector<std::string>& arguments) {
+  const std::shared_ptr<iAbstractPort> port = OpenDevicePort(arguments);
   ProcessState& state = State();
-  state.DevicePort = OpenDevicePort(arguments);
+  state.DevicePort = port;
   state.Driver = std::make_shared<cTorvy>();
-  state.DevicePort->PortSetParent(state.Driver);
-  if (!state.QuitRequested) {
-    QueueLogToHost(App::kReadyLine, kLogLevelOperational);
-  }
+  port->PortSetParent(state.Driver);
+  if (!state.QuitRequested) QueueLogToHost(App::kReadyLine, kLogLevelOperational);
   Pump(kSettlePause);
   while (!state.QuitRequested) {
     Pump(kLoopSlice);
-    state.DevicePort->PortPoll();
+    port->PortPoll();
   }
-  state.DevicePort->PortClose();
+  port->PortClose();
 }
 
 }  // namespace
@@ -99,12 +98,12 @@ std::int32_t App::Event_Run(const std::vector<std::string>& arguments) {
   const std::size_t count = arguments.empty() ? 0 : arguments.size() - 1;
   if (count == kBannerArguments) {
     PrintBanner();
-  } else if (count < kFewestArguments) {
+  } else if (count < kMinArguments) {
     PrintUsage();
-  } else if (ConnectedToHost(arguments)) {
+  } else if (ConnectAndWaitForHost(arguments)) {
     Serve(arguments);
   }
-  // Sends the log lines that are still queued.
+  // Sends the log entries that are still queued, in as many runs as the host's other drivers.
   for (int run = 0; run < kDrainRuns; ++run) Pump(kDrainSlice);
   return 0;
 }

@@ -13,7 +13,7 @@ struct ProcessState {
   std::shared_ptr<cQuorvaneDeviceSocket> HostSocket;  // null until ConnectToHost
   std::shared_ptr<cTorvy> Driver;                     // null until the port's constructor has returned
   std::shared_ptr<iAbstractPort> DevicePort;          // null until its constructor has returned
-  bool DebugMode = false;                             // send debug log lines to the host; toggled by its "D" command
+  bool DebugMode = false;                             // send debug log entries to the host; toggled by its "D" command
   bool QuitRequested = false;                         // ends the service loop; never cleared
 
   // Releases the port, then the driver, then the host socket, so that the first two can log until they are gone.

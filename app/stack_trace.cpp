@@ -5,15 +5,24 @@
 #include "platform/console.h"
 #include "platform/event_pump.h"
 
+namespace {
+
+void PrintEntry(std::string_view text) {
+  platform::PrintLine(text);
+  platform::PrintLine("");
+}
+
+}  // namespace
+
 void LogStackTrace(const platform::Failure& failure) {
-  platform::PrintLineAndEmptyLine("stack trace begin");
+  PrintEntry("stack trace begin");
   try {
     for (const std::string& entry : failure.Stack()) {
-      platform::PrintLineAndEmptyLine(entry);
+      PrintEntry(entry);
       platform::YieldToBackground();
     }
   } catch (...) {
-    platform::PrintLineAndEmptyLine("there was an error while logging the stack trace");
+    PrintEntry("there was an error while logging the stack trace");
   }
-  platform::PrintLineAndEmptyLine("done logging the stack");
+  PrintEntry("done logging the stack");
 }

@@ -1,10 +1,15 @@
-// The version of the driver and the simulator. CMake reads it from here for the man pages and packages, which use the
-// form 1.0.1.
+// The two versions of the driver and the simulator. CMake reads the release from here.
 
 #ifndef APP_VERSION_H_
 #define APP_VERSION_H_
 
-// A macro, so that it can be concatenated with other literals.
+// Macros, so that they can be concatenated with other literals.
+
+// The version that the host knows, in the banner and the ready line. It stays the same in every release.
 #define TORVY_VERSION "version 1 (build 001)"  // NOLINT(cppcoreguidelines-macro-usage)
+
+// The release, in the packages, the man pages and torvy-simulator --version. Before a release it ends with "~dev", which
+// apt sorts after the previous release and before this one.
+#define TORVY_RELEASE "1.1.0~dev"  // NOLINT(cppcoreguidelines-macro-usage)
 
 #endif  // APP_VERSION_H_

@@ -10,7 +10,7 @@
 #include <random>
 
 #include "benchmarks/measure.h"
-#include "peers/waiting.h"
+#include "peers/wait_for.h"
 #include "platform/clock.h"
 #include "platform/event_pump.h"
 
@@ -85,7 +85,8 @@ void MeasureLatency(const Measured& measured) {
   std::printf("|---|---|---|---|---|\n");
   for (const bool over_ip : {true, false}) {
     RunningDriver driver(measured.driver, over_ip);
-    std::vector<Relay> relays{{"torvy-driver", driver.HostNumber(), driver.DeviceNumber(over_ip), OneCommand()}};
+    std::vector<Relay> relays{
+        {"torvy-driver", driver.HostNumber(), driver.DeviceNumber(over_ip), DeviceCommandBytes()}};
 
     Listener socat_host;
     Listener socat_device;
@@ -95,7 +96,7 @@ void MeasureLatency(const Measured& measured) {
                               over_ip ? Loopback(socat_device.Port()) : "OPEN:" + terminal.Path() + ",raw,echo=0"});
     Require(WaitFor([&] { return socat_host.Peer() != nullptr && (!over_ip || socat_device.Peer() != nullptr); }),
             "socat's start");
-    platform::EventPump::Instance().Run(500);  // until socat has opened its terminal
+    platform::EventPump::Instance().Run(std::chrono::milliseconds(500));  // until socat has opened its terminal
     relays.push_back({"socat", socat_host.Peer()->Number(),
                       over_ip ? socat_device.Peer()->Number() : terminal.Line().Number(), "0102U"});
 
@@ -107,9 +108,9 @@ void MeasureLatency(const Measured& measured) {
         {std::to_string(least_host.Port()), over_ip ? std::to_string(least_device.Port()) : least_terminal.Path()});
     Require(WaitFor([&] { return least_host.Peer() != nullptr && (!over_ip || least_device.Peer() != nullptr); }),
             "the least relay's start");
-    platform::EventPump::Instance().Run(500);  // until it has opened its terminal
+    platform::EventPump::Instance().Run(std::chrono::milliseconds(500));  // until it has opened its terminal
     relays.push_back({"least relay", least_host.Peer()->Number(),
-                      over_ip ? least_device.Peer()->Number() : least_terminal.Line().Number(), OneCommand()});
+                      over_ip ? least_device.Peer()->Number() : least_terminal.Line().Number(), DeviceCommandBytes()});
     Sample(relays);
     PrintRows(over_ip ? "TCP" : "a terminal", relays);
     if (over_ip) WriteDistribution(measured.data_folder + "/latency.data", relays);

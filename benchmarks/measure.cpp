@@ -9,7 +9,7 @@
 #include <stdexcept>
 
 #include "app/app.h"
-#include "peers/waiting.h"
+#include "peers/wait_for.h"
 #include "platform/process.h"
 
 double Quantile(Samples samples, double part) {
@@ -29,7 +29,7 @@ RunningDriver::RunningDriver(const std::string& program, bool over_ip) {
   Require(WaitFor([this] { return host.HasLogged(App::kReadyLine); }), "the driver's start");
 }
 
-std::string OneCommand() {
+std::string DeviceCommandBytes() {
   return DeviceCommand("0102", "ON", "17").GetRawCommand();
 }
 

@@ -40,8 +40,8 @@ struct RunningDriver {
   int DeviceNumber(bool over_ip) { return over_ip ? device.Peer()->Number() : terminal.Line().Number(); }
 };
 
-// Returns one command as the host sends it; it produces five bytes for the device.
-std::string OneCommand();
+// Returns the packet of a device command; it produces five bytes for the device.
+std::string DeviceCommandBytes();
 
 // Each prints a table and writes the data for a plot.
 void MeasureLatency(const Measured& measured);

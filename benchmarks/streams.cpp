@@ -42,7 +42,7 @@ double Stream(int in, const std::string& stream, int out, std::size_t expected) 
 }
 
 double DriverStream(RunningDriver& driver, int commands) {
-  const std::string command = OneCommand();
+  const std::string command = DeviceCommandBytes();
   std::string stream;
   for (int i = 0; i < commands; ++i) stream += command;
   return Stream(driver.HostNumber(), stream, driver.DeviceNumber(true), static_cast<std::size_t>(commands) * 5);

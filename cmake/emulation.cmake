@@ -1,6 +1,6 @@
 # Sets the variable to the path that runs a target's program on this machine. For another architecture, this is the path of
 # a script that runs the program under the emulator, because the emulator does not emulate child processes. All scripts are
-# in one directory, and each program has its own, so that a program that looks for another next to itself finds its script.
+# in one directory and have the programs' names, so that a program that looks for another next to itself finds its script.
 function(runnable variable target)
   if(NOT CMAKE_CROSSCOMPILING_EMULATOR)
     set(${variable} $<TARGET_FILE:${target}> PARENT_SCOPE)

@@ -7,7 +7,7 @@ endif()
 
 include(CheckCXXCompilerFlag)
 include(CheckLinkerFlag)
-# -fPIE, because every target is a program and none is a shared library.
+# -fPIE is enough: no target is a shared library.
 list(APPEND hardening_compile_options $<$<CONFIG:Release>:-fPIE>)
 foreach(flag -fstack-protector-strong -fstack-clash-protection -fcf-protection -mbranch-protection=standard)
   string(MAKE_C_IDENTIFIER "TORVY_HAS${flag}" known)

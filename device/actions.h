@@ -1,4 +1,4 @@
-// The commands that the interface supports: their names on the host link, and the letters that end a Torvy command.
+// The commands that the interface supports.
 
 #ifndef DEVICE_ACTIONS_H_
 #define DEVICE_ACTIONS_H_
@@ -7,10 +7,12 @@
 #include <string_view>
 
 struct TorvyAction {
-  std::string_view name;
-  char letter;
+  std::string_view name;  // on the host link
+  char letter;            // ends the Torvy command
+  std::string_view effect;
 };
 
-inline constexpr std::array kTorvyActions{TorvyAction{"ON", 'U'}, TorvyAction{"OFF", 'D'}, TorvyAction{"Stop", 'S'}};
+inline constexpr auto kTorvyActions =
+    std::to_array<TorvyAction>({{"ON", 'U', "up"}, {"OFF", 'D', "down"}, {"Stop", 'S', "stop"}});
 
 #endif  // DEVICE_ACTIONS_H_

@@ -38,7 +38,7 @@ void cTorvy::HandleQuorvaneCommand(const cQuorvaneCommand& command) {
   torvy_command += platform::LastCharacters(address, kAddressPieceCharacters);
   torvy_command += action->letter;
   if (const auto port = State().DevicePort) port->PortSendData(torvy_command);
-  LogInDebugMode([&torvy_command] { return "sending command: (" + torvy_command + ")"; });
+  LogInDebugMode("sending command: (" + torvy_command + ")");
 }
 
 void cTorvy::PortDataAvailable(const std::string& /*data*/) {}

@@ -11,7 +11,7 @@
 #include "host/connection.h"
 #include "host/host_socket.h"
 #include "peers/simulated_host.h"
-#include "peers/waiting.h"
+#include "peers/wait_for.h"
 #include "tests/fake_port.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -34,7 +34,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   }
   Require(socket.IsConnected());
   Require(socket.Buffer.size() < 65536 + platform::ByteStream::kReceiveSize);
-  platform::EventPump::Instance().Run(0);
+  platform::EventPump::Instance().Run(std::chrono::milliseconds(0));
   Require(host.Unexpected().empty());
   host.ForgetLog();
   return 0;

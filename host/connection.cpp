@@ -1,5 +1,6 @@
 #include "host/connection.h"
 
+#include <chrono>
 #include <memory>
 
 #include "app/process_state.h"
@@ -12,19 +13,19 @@ namespace {
 
 constexpr const char* kDefaultAddress = "127.0.0.1";
 constexpr std::int32_t kDefaultPort = 20300;
-constexpr std::int32_t kWaitSliceMilliseconds = 10;
+constexpr std::chrono::milliseconds kWaitSlice{10};
 
 bool HostIsConnected() {
-  const auto& socket = State().HostSocket;
+  const auto socket = State().HostSocket;
   return socket != nullptr && socket->IsConnected();
 }
 
 }  // namespace
 
 void ConnectToHost(const std::string& address, std::int32_t port, const std::string& connection_id) {
-  auto& socket = State().HostSocket;
-  if (HostIsConnected()) socket->Close();
-  socket = std::make_shared<cQuorvaneDeviceSocket>(DispatchHostCommand);
+  if (const auto previous = State().HostSocket) previous->Close();
+  const auto socket = std::make_shared<cQuorvaneDeviceSocket>(DispatchHostCommand);
+  State().HostSocket = socket;
   socket->Address = address.empty() ? kDefaultAddress : address;
   socket->Port = port == 0 ? kDefaultPort : port;
   socket->ConnectionID = connection_id;
@@ -35,7 +36,7 @@ bool WaitForHostConnection(std::int32_t seconds) {
   const std::int64_t start = platform::Ticks();
   const std::int64_t limit = std::int64_t{seconds} * platform::kTicksPerSecond;
   while (!HostIsConnected() && platform::Ticks() - start < limit) {
-    platform::EventPump::Instance().Run(kWaitSliceMilliseconds);
+    platform::EventPump::Instance().Run(kWaitSlice);
     if (const auto socket = State().HostSocket) socket->Poll();
   }
   return HostIsConnected();

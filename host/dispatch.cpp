@@ -8,18 +8,18 @@
 
 namespace {
 
-void Quit(std::string_view log_line) {
+void RequestQuit(std::string_view log_text) {
   State().QuitRequested = true;
-  QueueLogToHost(log_line, kLogLevelOperational);
+  QueueLogToHost(log_text, kLogLevelOperational);
 }
 
-void ActOnControllerCommand(const cQuorvaneCommand& message) {
+void HandleControllerCommand(const cQuorvaneCommand& message) {
   using platform::EqualIgnoringCase;
   ProcessState& state = State();
   if (EqualIgnoringCase(message.Command, "Q")) {
-    Quit("The torvy plx has been asked to quit. (1)");
+    RequestQuit("The torvy plx has been asked to quit. (1)");
   } else if (EqualIgnoringCase(message.Command, "P")) {
-    Quit("The torvy plx has been asked to quit. (2)");
+    RequestQuit("The torvy plx has been asked to quit. (2)");
   } else if (EqualIgnoringCase(message.Command, "D")) {
     state.DebugMode = !state.DebugMode;
   } else if (EqualIgnoringCase(message.Command, "X")) {
@@ -30,9 +30,9 @@ void ActOnControllerCommand(const cQuorvaneCommand& message) {
 }  // namespace
 
 void DispatchHostCommand(const cQuorvaneCommand& message) {
-  LogInDebugMode([&message] { return "received command from Quorvane: " + message.Command; }, kLogLevelOperational);
+  LogInDebugMode("received command from Quorvane: " + message.Command, kLogLevelOperational);
   if (message.fCCM) {
-    ActOnControllerCommand(message);
+    HandleControllerCommand(message);
   } else if (const auto driver = State().Driver) {
     driver->HandleQuorvaneCommand(message);
   }

@@ -6,13 +6,9 @@
 #include "app/process_state.h"
 #include "host/framing.h"
 #include "host/log.h"
-#include "message/packet_layout.h"
 #include "platform/console.h"
-#include "platform/text.h"
 
 namespace {
-
-constexpr std::size_t kLongestLogText = 249;  // with the level byte, 250 bytes, the most that the host accepts
 
 constexpr std::size_t kMaxPacketSize = 65535;
 constexpr std::string_view kMalformed = "torvy: Received malformed packet from host";
@@ -31,7 +27,8 @@ void cQuorvaneDeviceSocket::Event_Connected() {
 }
 
 void cQuorvaneDeviceSocket::Event_Error() {
-  platform::PrintLineAndEmptyLine("Quorvane Pipe Error");
+  platform::PrintLine("Quorvane Pipe Error");
+  platform::PrintLine("");
   State().QuitRequested = true;
 }
 
@@ -63,6 +60,7 @@ void cQuorvaneDeviceSocket::Event_DataAvailable() {
     Buffer.erase(0, frame.length);
     cQuorvaneCommand message;
     if (frame.kind == Kind::kMulti) {
+      // Never fails today. The host's other drivers report it in the same way.
       if (!message.initFromMultiPacket(std::move(packet))) {
         SendLog(kUnparsable, kLogLevelUnparsable);
         break;
@@ -81,10 +79,5 @@ void cQuorvaneDeviceSocket::SendCommand(cQuorvaneCommand& command) {
 }
 
 void cQuorvaneDeviceSocket::SendLog(std::string_view text, std::int32_t level) {
-  text = platform::CutToBytes(text, kLongestLogText);
-  std::string packet = "L";
-  packet += static_cast<char>(layout::kLogHeaderSize + text.size());
-  packet += static_cast<char>(level & 0xFF);
-  packet += text;
-  Write(packet);
+  Write(BuildLogPacket(text, level));
 }

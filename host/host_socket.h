@@ -1,4 +1,4 @@
-// The TCP link to the host: sends the handshake, log lines and packets, and splits the host's stream into messages.
+// The TCP link to the host: sends the handshake, log entries and packets, and splits the host's stream into messages.
 //
 // The process has one, State().HostSocket. If the link fails, prints a line on the console and sets QuitRequested. The
 // message handler may call any function of this socket, replace or release it, and run the event pump; the next message
@@ -43,8 +43,7 @@ class cQuorvaneDeviceSocket : public platform::TcpClientSocket {
     SendCommand(sent);
   }
 
-  // Queues a log line with a level from 0 to 255. Cuts the text after the last complete character within 249 bytes. The
-  // line is sent with the next poll of this socket or run of the event pump.
+  // Queues a log packet (see BuildLogPacket), which is sent with the next poll of this socket or run of the event pump.
   virtual void SendLog(std::string_view text, std::int32_t level);
 
  private:

@@ -1,9 +1,10 @@
 #include "host/log.h"
 
+#include "app/process_state.h"
 #include "host/host_socket.h"
 
 void QueueLogToHost(std::string_view text, std::int32_t level) {
-  if (const auto& socket = State().HostSocket) socket->SendLog(text, level);
+  if (const auto socket = State().HostSocket) socket->SendLog(text, level);
 }
 
 void LogToHost(std::string_view text, std::int32_t level) {
@@ -13,4 +14,8 @@ void LogToHost(std::string_view text, std::int32_t level) {
     // Look up the socket each time and keep it alive: a poll may replace or release it.
     if (const auto socket = State().HostSocket) socket->Poll();
   }
+}
+
+void LogInDebugMode(std::string_view text, std::int32_t level) {
+  if (State().DebugMode) LogToHost(text, level);
 }

@@ -1,4 +1,7 @@
-// Sends log lines to the host, from anywhere in the process. Drops them while there is no host socket.
+// Sends log entries to the host, from anywhere in the process. Drops them while there is no host socket.
+//
+// The texts, with their double and trailing blanks, their levels and the three polls are shared with the host's other
+// drivers, byte for byte. Do not correct them.
 
 #ifndef HOST_LOG_H_
 #define HOST_LOG_H_
@@ -6,25 +9,18 @@
 #include <cstdint>
 #include <string_view>
 
-#include "app/process_state.h"
-
 // Log levels; the host defines their meaning.
 inline constexpr std::int32_t kLogLevelUnparsable = 1;
 inline constexpr std::int32_t kLogLevelOperational = 2;
 inline constexpr std::int32_t kLogLevelDetail = 4;
 
-// Queues a log line, which is sent with the next poll of the host socket or run of the event pump.
+// Queues a log entry, which is sent with the next poll of the host socket or run of the event pump.
 void QueueLogToHost(std::string_view text, std::int32_t level);
 
-// Queues a log line and polls the host socket three times, so that the line is sent at once.
+// Queues a log entry and polls the host socket three times, so that the entry is sent at once.
 void LogToHost(std::string_view text, std::int32_t level);
 
-// If DebugMode is set, logs the text that `make_text` returns. Otherwise builds no text, because every command gets
-// here.
-template <typename MakeText>
-void LogInDebugMode(const MakeText& make_text, std::int32_t level = kLogLevelDetail,
-                    void (*log)(std::string_view text, std::int32_t level) = LogToHost) {
-  if (State().DebugMode) log(make_text(), level);
-}
+// Calls LogToHost if DebugMode is set.
+void LogInDebugMode(std::string_view text, std::int32_t level = kLogLevelDetail);
 
 #endif  // HOST_LOG_H_

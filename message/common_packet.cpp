@@ -17,12 +17,13 @@ using platform::EqualIgnoringCase;
 static_assert(std::numeric_limits<double>::is_iec559 && sizeof(double) == 8);
 
 constexpr std::size_t kRawAnalogDigits = 4;
-constexpr std::int32_t kLargestLogLevel = 4;
+constexpr std::int32_t kMaxLogLevel = 4;
+constexpr std::size_t kMaxLogText = 249;  // with the level byte, 250 bytes, the most that the host accepts
 
-constexpr std::size_t kSmallestBody = 13;
+constexpr std::size_t kMinBody = 13;
 constexpr std::size_t kAroundBody = 3;  // header, length byte and carriage return
 constexpr std::int32_t kDefaultTransaction = 64;
-constexpr std::int32_t kLevelReadAsZero = 76;  // the code of "L"
+constexpr std::int32_t kLevelReadAsZero = 'L';  // as in the host's other drivers
 
 struct LowBatteryForm {
   std::string_view received;
@@ -77,8 +78,8 @@ bool cQuorvaneCommand::InitFromCommonMessage(std::string packet_bytes) {
   PacketLength = ValueAt(packet, layout::kLength);
   if (kind == 'l') {
     LogData = ValueAt(packet, layout::kLogLevel);
-    const bool has_level = LogData <= kLargestLogLevel;
-    if (!has_level) LogData = kLargestLogLevel;
+    const bool has_level = LogData <= kMaxLogLevel;
+    if (!has_level) LogData = kMaxLogLevel;
     const std::size_t text_offset = has_level ? layout::kLogHeaderSize : layout::kLogLevel;
     LogMessage = packet.substr(std::min(text_offset, packet.size()));
     return true;
@@ -145,9 +146,18 @@ std::string cQuorvaneCommand::BuildPlainPacket() {
     body += {LowByte(level), LowByte(param1), LowByte(param2)};
   }
   // A "Z" body is never shorter than this.
-  if (body.size() < kSmallestBody) body.resize(kSmallestBody, ' ');
+  if (body.size() < kMinBody) body.resize(kMinBody, ' ');
 
   const std::string packet = Header + LowByte(static_cast<std::int32_t>(body.size() + kAroundBody)) + body + '\r';
   PacketLength = static_cast<std::int32_t>(packet.size());
+  return packet;
+}
+
+std::string BuildLogPacket(std::string_view text, std::int32_t level) {
+  text = platform::CutToBytes(text, kMaxLogText);
+  std::string packet = "L";
+  packet += LowByte(static_cast<std::int32_t>(layout::kLogHeaderSize + text.size()));
+  packet += LowByte(level);
+  packet += text;
   return packet;
 }

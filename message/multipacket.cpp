@@ -10,7 +10,7 @@
 
 namespace {
 
-constexpr std::size_t kLargestLength = std::numeric_limits<std::uint16_t>::max();
+constexpr std::size_t kMaxLength = std::numeric_limits<std::uint16_t>::max();
 
 std::string LengthBytes(std::size_t length) {
   return {static_cast<char>(length & 0xFF), static_cast<char>(length >> 8 & 0xFF)};
@@ -52,7 +52,7 @@ std::string cQuorvaneCommand::GetRawMultipacket() {
   // The length is filled in at the end.
   std::string packet{'J', 0, 0, static_cast<char>(layout::kFlagLittleEndian)};
   for (const MultiDictionary::Entry& entry : MultiDict->Entries()) {
-    const std::string_view value = std::string_view(entry.value).substr(0, kLargestLength);
+    const std::string_view value = std::string_view(entry.value).substr(0, kMaxLength);
     packet.append(entry.key.data(), entry.key.size());
     packet += LengthBytes(value.size());
     packet += value;

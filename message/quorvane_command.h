@@ -26,7 +26,7 @@
 class cQuorvaneCommand {
  public:
   // The maximum number of raw data bytes in a packet.
-  static constexpr std::size_t kMostRawData = 244;
+  static constexpr std::size_t kMaxRawData = 244;
 
   std::string Header;              // packet kind; "X" when built empty
   std::int32_t TransactionID = 0;  // 64 when built as 0
@@ -108,7 +108,7 @@ class cQuorvaneCommand {
 
   virtual void SetLevel(std::int32_t value);
 
-  // Sets the data of a send-raw-data command "X", at most kMostRawData bytes.
+  // Sets the data of a send-raw-data command "X", at most kMaxRawData bytes.
   virtual void SetRawData(std::string_view data);
 
   virtual void SetParam1(std::int32_t value);
@@ -163,5 +163,8 @@ class cQuorvaneCommand {
   std::string BuildPlainPacket();
   const MultiDictionary& RequireDictionary() const;
 };
+
+// Builds a log packet with a level from 0 to 255. Cuts the text after the last complete character within 249 bytes.
+std::string BuildLogPacket(std::string_view text, std::int32_t level);
 
 #endif  // MESSAGE_QUORVANE_COMMAND_H_

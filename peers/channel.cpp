@@ -20,7 +20,7 @@ void Channel::FinishSending() {
 platform::Interest Channel::PrepareToWait() {
   platform::Interest interest = ByteStream::PrepareToWait();
   interest.read = interest.read && !Paused;
-  if (Paused) interest.due = platform::Interest::kNever;
+  if (Paused) interest.deadline = platform::Interest::kNever;
   return interest;
 }
 

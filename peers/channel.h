@@ -26,7 +26,7 @@ class Channel : public platform::ByteStream {
   std::size_t Unsent() const { return OutputQueued(); }
 
   // Whether bytes can still be sent, as far as this side knows.
-  bool CanSend() const { return ByteStream::CanSend() && !finished_; }
+  bool PeerCanReceive() const { return ByteStream::CanSend() && !finished_; }
 
   void Close() { CloseStream(); }
   // Closes a socket with a reset.

@@ -26,7 +26,7 @@ Pipe OpenPipe() {
   return {platform::Descriptor(ends[0]), platform::Descriptor(ends[1])};
 }
 
-[[noreturn]] void Become(const std::string& program, std::vector<char*>& arguments, int report) {
+[[noreturn]] void Exec(const std::string& program, std::vector<char*>& arguments, int report) {
   execv(program.c_str(), arguments.data());
   const int error = errno;
   [[maybe_unused]] const ssize_t written = write(report, &error, sizeof error);
@@ -55,7 +55,7 @@ ChildProcess::ChildProcess(const std::string& program, const std::vector<std::st
     sigprocmask(SIG_SETMASK, &none, nullptr);
     dup2(output.write_end.Number(), STDOUT_FILENO);
     if (prepare) prepare();
-    Become(program, pointers, report.write_end.Number());
+    Exec(program, pointers, report.write_end.Number());
   }
   output.write_end.Reset();
   report.write_end.Reset();

@@ -1,6 +1,5 @@
 #include "peers/listener.h"
 
-#include <fcntl.h>
 #include <netdb.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
@@ -10,7 +9,6 @@
 #include <system_error>
 
 #include "platform/address_lookup.h"
-#include "platform/portable.h"
 
 namespace {
 
@@ -30,7 +28,8 @@ Listener::Listener(const std::string& address, int backlog, std::int32_t port) {
     throw std::system_error(EINVAL, std::generic_category(), address + " is not a numeric address");
   }
   const platform::SocketAddress& where = list->addresses.front();
-  listening_ = platform::OpenStreamSocket(where.family);
+  listening_ = platform::Descriptor(socket(where.family, SOCK_STREAM, 0));
+  listening_.SetNonBlocking();
   // Allow a fixed port to be reused while connections of the last run are in TIME_WAIT.
   const int on = 1;
   if (port != 0) setsockopt(listening_.Number(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
@@ -48,7 +47,7 @@ Listener::Listener(const std::string& address, int backlog, std::int32_t port) {
 void Listener::HandleReady() {
   platform::Descriptor accepted(accept(listening_.Number(), nullptr, nullptr));
   if (!accepted.IsOpen()) return;
-  fcntl(accepted.Number(), F_SETFL, O_NONBLOCK);
+  accepted.SetNonBlocking();
   const int on = 1;
   setsockopt(accepted.Number(), IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
   peer_ = std::make_unique<Channel>(std::move(accepted));

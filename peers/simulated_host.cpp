@@ -32,13 +32,13 @@ SimulatedHost::SimulatedHost() {
 }
 
 bool SimulatedHost::HasLogged(std::string_view text) const {
-  return std::ranges::any_of(log_, [text](const LogLine& line) { return line.text == text; });
+  return std::ranges::any_of(log_, [text](const LogEntry& entry) { return entry.text == text; });
 }
 
 std::vector<std::string> SimulatedHost::Lines() const {
   std::vector<std::string> lines;
   lines.reserve(log_.size());
-  for (const LogLine& line : log_) lines.push_back(std::to_string(line.level) + " " + line.text);
+  for (const LogEntry& entry : log_) lines.push_back(std::to_string(entry.level) + " " + entry.text);
   return lines;
 }
 

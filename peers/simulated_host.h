@@ -24,10 +24,10 @@ cQuorvaneCommand RawDataCommand(std::string_view bytes);
 
 class SimulatedHost {
  public:
-  struct LogLine {
+  struct LogEntry {
     std::int32_t level;
     std::string text;
-    bool operator==(const LogLine&) const = default;
+    bool operator==(const LogEntry&) const = default;
   };
 
   SimulatedHost();
@@ -40,7 +40,7 @@ class SimulatedHost {
 
   // Return what the driver has sent so far.
   const std::optional<std::string>& ConnectionID() const { return connection_id_; }
-  const std::vector<LogLine>& Log() const { return log_; }
+  const std::vector<LogEntry>& Log() const { return log_; }
   // Returns the log so far, each line as "LEVEL TEXT".
   std::vector<std::string> Lines() const;
   void ForgetLog() { log_.clear(); }
@@ -50,14 +50,14 @@ class SimulatedHost {
   const std::string& Unexpected() const { return unexpected_; }
 
   std::function<void()> OnHandshake;
-  std::function<void(const LogLine&)> OnLog;
+  std::function<void(const LogEntry&)> OnLog;
 
  private:
   void TakeFromLink();
 
   Listener listener_;
   std::optional<std::string> connection_id_;
-  std::vector<LogLine> log_;
+  std::vector<LogEntry> log_;
   std::string unexpected_;
 };
 

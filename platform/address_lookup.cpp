@@ -67,9 +67,9 @@ class SignalsBlocked {
 }  // namespace
 
 std::optional<AddressList> AddressLookup::Numeric(const std::string& host, std::int32_t port) {
-  constexpr std::int32_t kLargestPort = 65535;
+  constexpr std::int32_t kMaxPort = 65535;
   AddressList list;
-  if (port < 0 || port > kLargestPort) {
+  if (port < 0 || port > kMaxPort) {
     list.error = EADDRNOTAVAIL;
     return list;
   }

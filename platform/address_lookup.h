@@ -4,6 +4,7 @@
 #ifndef PLATFORM_ADDRESS_LOOKUP_H_
 #define PLATFORM_ADDRESS_LOOKUP_H_
 
+#include <chrono>
 #include <cstdint>
 #include <future>
 #include <optional>
@@ -36,6 +37,8 @@ class AddressLookup {
   // Returns a descriptor that is readable when the lookup is done; -1 if no pipe could be created, and it is already
   // done.
   int DescriptorNumber() const { return done_.Number(); }
+
+  bool IsDone() const { return result_.wait_for(std::chrono::seconds(0)) == std::future_status::ready; }
 
   // Returns the result; waits for it if necessary. Call only once.
   AddressList Take() { return result_.get(); }

@@ -40,6 +40,7 @@ void ByteStream::SendOutput() {
   } while (count < 0 && errno == EINTR);
   if (count >= 0) {
     output.erase(0, static_cast<std::size_t>(count));
+    if (output.empty()) output.shrink_to_fit();  // do not keep megabytes after a slow reader has caught up
   } else if (errno != EAGAIN) {
     FailWhenDrained(errno);
   }
@@ -47,13 +48,11 @@ void ByteStream::SendOutput() {
 
 void ByteStream::Adopt(Descriptor descriptor) {
   descriptor_ = std::move(descriptor);
-  DescriptorChanged();
 }
 
 void ByteStream::CloseStream() {
   descriptor_.Reset();
   connection_ = {};
-  DescriptorChanged();
 }
 
 void ByteStream::Fail(std::int32_t error) {
@@ -74,7 +73,7 @@ Interest ByteStream::PrepareToWait() {
   return {.descriptor = DescriptorNumber(),
           .read = IsOpen() && !in_data_event_,
           .write = IsOpen() && !connection_.output.empty(),
-          .due = connection_.error != 0 && !in_data_event_ ? Interest::kNow : Interest::kNever};
+          .deadline = connection_.error != 0 && !in_data_event_ ? Interest::kNow : Interest::kNever};
 }
 
 void ByteStream::HandleReady() {

@@ -63,8 +63,8 @@ class ByteStream : public EventSource {
   // Closes the descriptor and discards received and queued bytes; keeps the last error code. Raises no event.
   void CloseStream();
 
-  // Closes the descriptor because of an error, which becomes the last error code. The next poll or pass raises the
-  // error event.
+  // Closes the descriptor because of an error, which must not be 0 and becomes the last error code. The next poll or
+  // pass raises the error event.
   void Fail(std::int32_t error);
 
   // Like Fail, but after all input has been delivered: for a transport that can no longer send but may hold input.

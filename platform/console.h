@@ -12,9 +12,6 @@ namespace platform {
 // errors.
 void PrintLine(std::string_view text);
 
-// Like PrintLine, followed by an empty line.
-void PrintLineAndEmptyLine(std::string_view text);
-
 }  // namespace platform
 
 #endif  // PLATFORM_CONSOLE_H_

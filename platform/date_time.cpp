@@ -12,12 +12,12 @@ namespace platform {
 namespace {
 
 // Returns the locale of the environment at the first call. Creating it takes half a millisecond.
-locale_t Regional() {
-  static const locale_t regional = [] {
+locale_t EnvironmentLocale() {
+  static const locale_t locale = [] {
     const locale_t named = newlocale(LC_TIME_MASK, "", locale_t{});
     return named != locale_t{} ? named : newlocale(LC_TIME_MASK, "C", locale_t{});
   }();
-  return regional;
+  return locale;
 }
 
 std::string Format(DateTime moment, const char* format) {
@@ -25,7 +25,7 @@ std::string Format(DateTime moment, const char* format) {
   tm local{};
   localtime_r(&seconds, &local);
   std::array<char, 128> text{};
-  return {text.data(), strftime_l(text.data(), text.size(), format, &local, Regional())};
+  return {text.data(), strftime_l(text.data(), text.size(), format, &local, EnvironmentLocale())};
 }
 
 }  // namespace

@@ -23,6 +23,10 @@ Descriptor& Descriptor::operator=(Descriptor&& other) noexcept {
   return *this;
 }
 
+void Descriptor::SetNonBlocking() const {
+  fcntl(number_, F_SETFL, O_NONBLOCK);
+}
+
 void Descriptor::Reset() {
   if (number_ >= 0) closer_(number_);
   number_ = -1;

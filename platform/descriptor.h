@@ -24,6 +24,8 @@ class Descriptor {
   int Number() const { return number_; }
   // Sets the function that closes the descriptor.
   void SetCloser(Closer closer) { closer_ = closer; }
+  // Makes calls on the open descriptor return instead of waiting.
+  void SetNonBlocking() const;
   // Closes the descriptor, if it is open.
   void Reset();
 

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstddef>
+#include <memory>
 #include <thread>
 
 #include "platform/clock.h"
@@ -14,10 +15,11 @@ namespace {
 
 // A source that takes part in a pass.
 struct Turn {
-  std::uint64_t identity;  // of the source's descriptor when the pass began
+  EventSource* source;
+  std::weak_ptr<void> lifetime;  // of the source
   std::size_t first_polled;
   std::size_t polled_count;
-  std::chrono::nanoseconds due;
+  std::chrono::nanoseconds deadline;
 };
 
 void Add(const Interest& interest, std::vector<pollfd>& polled) {
@@ -42,36 +44,34 @@ bool IsReady(const Turn& turn, const std::vector<pollfd>& polled) {
   const auto first = polled.begin() + static_cast<std::ptrdiff_t>(turn.first_polled);
   return std::any_of(first, first + static_cast<std::ptrdiff_t>(turn.polled_count),
                      [](const pollfd& entry) { return entry.revents != 0; }) ||
-         (turn.due != Interest::kNever && turn.due <= MonotonicNow());
+         (turn.deadline != Interest::kNever && turn.deadline <= MonotonicNow());
 }
 
 }  // namespace
 
 // Collects what the sources wait for, waits for at most `limit`, and calls those that are ready. If `only` is set, the
-// pass is over that source only. Identities are looked up, because a handler may destroy any source or close its
-// descriptor; such a source is not called.
+// pass is over that source only.
 void EventPump::Pass(std::chrono::nanoseconds limit, const EventSource* only) {
   std::vector<pollfd> polled;
   std::vector<Turn> turns;
-  std::chrono::nanoseconds first_due = Interest::kNever;
+  std::chrono::nanoseconds first_deadline = Interest::kNever;
   for (EventSource* source : sources_) {
     if (only != nullptr && source != only) continue;
     const Interest interest = source->PrepareToWait();
     const std::size_t first = polled.size();
     Add(interest, polled);
     const std::size_t count = polled.size() - first;
-    if (count == 0 && interest.due == Interest::kNever) continue;
-    turns.push_back({source->identity_, first, count, interest.due});
-    first_due = std::min(first_due, interest.due);
+    if (count == 0 && interest.deadline == Interest::kNever) continue;
+    turns.push_back({source, source->Lifetime(), first, count, interest.deadline});
+    first_deadline = std::min(first_deadline, interest.deadline);
   }
   if (only != nullptr && turns.empty()) return;
-  if (first_due != Interest::kNever) {
-    limit = std::clamp(first_due - MonotonicNow(), std::chrono::nanoseconds::zero(), limit);
+  if (first_deadline != Interest::kNever) {
+    limit = std::clamp(first_deadline - MonotonicNow(), std::chrono::nanoseconds::zero(), limit);
   }
   Wait(polled, limit);
   for (const Turn& turn : turns) {
-    const auto source = std::ranges::find(sources_, turn.identity, &EventSource::identity_);
-    if (source != sources_.end() && IsReady(turn, polled)) (*source)->HandleReady();
+    if (!turn.lifetime.expired() && IsReady(turn, polled)) turn.source->HandleReady();
   }
 }
 
@@ -80,8 +80,8 @@ EventPump& EventPump::Instance() {
   return pump;
 }
 
-void EventPump::Run(std::int32_t milliseconds) {
-  const auto deadline = MonotonicNow() + std::chrono::milliseconds(milliseconds);
+void EventPump::Run(std::chrono::milliseconds time) {
+  const auto deadline = MonotonicNow() + time;
   do {
     Pass(std::max(deadline - MonotonicNow(), std::chrono::nanoseconds::zero()));
   } while (MonotonicNow() < deadline);

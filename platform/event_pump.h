@@ -3,14 +3,13 @@
 // Rules that sources and handlers rely on:
 //  1. Events are raised only within Run, or within RunOnly for the source passed to it.
 //  2. A handler may create, close or destroy any source, including its own, and may call Run or RunOnly again.
-//  3. If a source is destroyed, or its descriptor closed or replaced, before its turn, its readiness is dropped.
+//  3. A source that is destroyed before its turn is not called.
 //  4. Run takes its full time on the monotonic clock, sleeps in the kernel, and ends on time however much arrives.
 
 #ifndef PLATFORM_EVENT_PUMP_H_
 #define PLATFORM_EVENT_PUMP_H_
 
 #include <chrono>
-#include <cstdint>
 #include <vector>
 
 #include "platform/event_source.h"
@@ -24,8 +23,8 @@ class EventPump {
   EventPump(const EventPump&) = delete;
   EventPump& operator=(const EventPump&) = delete;
 
-  // Delivers events for this many milliseconds; if 0 or less, makes one pass over what is ready now.
-  void Run(std::int32_t milliseconds);
+  // Delivers events for this time; if it is 0 or less, makes one pass over what is ready now.
+  void Run(std::chrono::milliseconds time);
 
   // Sends the source's queued output and raises its pending events, without waiting.
   void RunOnly(EventSource& source);

@@ -5,7 +5,6 @@
 #define PLATFORM_EVENT_SOURCE_H_
 
 #include <chrono>
-#include <cstdint>
 #include <memory>
 #include <span>
 
@@ -16,13 +15,13 @@ namespace platform {
 // What a source waits for in the next pass. A source that waits for nothing is skipped.
 struct Interest {
   static constexpr std::chrono::nanoseconds kNever = std::chrono::nanoseconds::max();
-  static constexpr std::chrono::nanoseconds kNow = std::chrono::nanoseconds::zero();  // always due
+  static constexpr std::chrono::nanoseconds kNow = std::chrono::nanoseconds::zero();  // has always passed
 
   int descriptor = -1;
   bool read = false;
   bool write = false;
-  std::span<const Descriptor> connecting{};  // sockets with a connect in progress; ready when writable
-  std::chrono::nanoseconds due = kNever;     // when to be called even if nothing is ready, in MonotonicNow time
+  std::span<const Descriptor> connecting{};    // sockets with a connect in progress; ready when writable
+  std::chrono::nanoseconds deadline = kNever;  // when to call the source even if nothing is ready; MonotonicNow time
 };
 
 class EventSource {
@@ -37,11 +36,9 @@ class EventSource {
   // Called at the start of a pass: sends queued output and returns what to wait for. Raises no events.
   virtual Interest PrepareToWait() = 0;
 
-  // Called when a descriptor is ready, has failed or was hung up, or when the source is due. May raise events.
+  // Called when a descriptor is ready, has failed or was hung up, or when the deadline has passed. May raise events.
+  // Another handler may have closed or replaced the descriptor since the wait: nothing needs to be ready.
   virtual void HandleReady() = 0;
-
-  // Must be called when the source's descriptor is closed or replaced, to drop the old one's readiness.
-  void DescriptorChanged();
 
   // Returns a pointer that expires when the source is destroyed. A function that calls a handler checks it afterwards.
   std::weak_ptr<void> Lifetime() const { return lifetime_; }
@@ -49,7 +46,6 @@ class EventSource {
  private:
   friend class EventPump;
 
-  std::uint64_t identity_;
   std::shared_ptr<void> lifetime_ = std::make_shared<char>();
 };
 

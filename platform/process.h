@@ -7,7 +7,7 @@ namespace platform {
 
 // Prepares the process. Call once, from main, before anything else in this layer. Opens /dev/null on standard
 // descriptors that are closed, ignores SIGPIPE and SIGXFSZ, blocks SIGTTOU, and makes SIGALRM interrupt blocking calls
-// (CallLimit).
+// (CallTimeout).
 void PrepareProcess();
 
 }  // namespace platform

@@ -13,9 +13,8 @@
 #include <cerrno>
 #include <utility>
 
-#include "platform/call_limit.h"
+#include "platform/call_timeout.h"
 #include "platform/clock.h"
-#include "platform/portable.h"
 
 namespace platform {
 namespace {
@@ -35,7 +34,7 @@ constexpr std::array kSpeeds{Speed{300, B300},     Speed{600, B600},      Speed{
                              Speed{57600, B57600}, Speed{115200, B115200}};
 
 constexpr std::array<tcflag_t, 4> kDataBits{CS5, CS6, CS7, CS8};
-constexpr std::int32_t kFewestDataBits = 5;
+constexpr std::int32_t kMinDataBits = 5;
 
 // Returns the termios code of a speed; B0 if the speed is not standard.
 speed_t SpeedCode(std::int32_t bits_per_second) {
@@ -45,28 +44,35 @@ speed_t SpeedCode(std::int32_t bits_per_second) {
   return B0;
 }
 
+// Returns the number of bytes that the port has not yet sent; 0 if the system does not report it.
+std::size_t OutputWaiting(int port) {
+  int waiting = 0;
+  if (ioctl(port, TIOCOUTQ, &waiting) != 0) return 0;
+  return static_cast<std::size_t>(waiting);
+}
+
 // Discards unsent output. Skips the flush if there is none: on a pseudo-terminal, it would also discard what the other
 // side has not read yet.
-void DiscardOutput(int line) {
-  if (OutputWaiting(line) > 0) tcflush(line, TCOFLUSH);
+void DiscardOutput(int port) {
+  if (OutputWaiting(port) > 0) tcflush(port, TCOFLUSH);
 }
 
-// Closes the line within a time limit: an adapter that accepts no data blocks a close for half a minute, even if its
+// Closes the port within a time limit: an adapter that accepts no data blocks a close for half a minute, even if its
 // output is discarded.
-void CloseLine(int line) {
-  DiscardOutput(line);
-  const CallLimit limit(SerialPort::kClosingPatience);
-  close(line);
+void ClosePort(int port) {
+  DiscardOutput(port);
+  const CallTimeout timeout(SerialPort::kCloseTimeout);
+  close(port);
 }
 
-// Opens the line without waiting for a modem's carrier (O_NONBLOCK).
-Descriptor OpenLine(const std::string& path) {
-  const auto deadline = MonotonicNow() + SerialPort::kPatience;
-  int line = -1;
+// Opens the port without waiting for a modem's carrier (O_NONBLOCK).
+Descriptor OpenPort(const std::string& path) {
+  const auto deadline = MonotonicNow() + SerialPort::kStallTimeout;
+  int port = -1;
   do {
-    line = open(path.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
-  } while (line < 0 && errno == EINTR && MonotonicNow() < deadline);
-  return Descriptor(line);
+    port = open(path.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
+  } while (port < 0 && errno == EINTR && MonotonicNow() < deadline);
+  return Descriptor(port);
 }
 
 }  // namespace
@@ -80,32 +86,32 @@ bool SerialPort::Find(const std::string& name) {
 
 bool SerialPort::Open() {
   Close();
-  output_time_left_ = Interest::kNever;
-  const CallLimit limit(kPatience);
-  Descriptor line = OpenLine(path_);
-  const bool usable = line.IsOpen() && isatty(line.Number()) == 1 && flock(line.Number(), LOCK_EX | LOCK_NB) == 0 &&
-                      ApplySettings(line);
+  output_timer_.reset();
+  const CallTimeout timeout(kStallTimeout);
+  Descriptor port = OpenPort(path_);
+  const bool usable = port.IsOpen() && isatty(port.Number()) == 1 && flock(port.Number(), LOCK_EX | LOCK_NB) == 0 &&
+                      ApplySettings(port);
   if (!usable) {
     SetLastErrorCode(errno);
     return false;
   }
   // Ignore failures: a pseudo-terminal has no modem lines, and some adapters do not support this.
   int dtr = TIOCM_DTR;
-  ioctl(line.Number(), dtr_ ? TIOCMBIS : TIOCMBIC, &dtr);
-  line.SetCloser(CloseLine);  // not before the line is locked: another driver's output must not be discarded
-  Adopt(std::move(line));
+  ioctl(port.Number(), dtr_ ? TIOCMBIS : TIOCMBIC, &dtr);
+  port.SetCloser(ClosePort);  // not before the port is locked: its output may be another process's
+  Adopt(std::move(port));
   return true;
 }
 
-bool SerialPort::ApplySettings(const Descriptor& line) const {
+bool SerialPort::ApplySettings(const Descriptor& port) const {
   const speed_t speed = SpeedCode(speed_);
-  const std::int32_t data_bits = data_bits_ - kFewestDataBits;
+  const std::int32_t data_bits = data_bits_ - kMinDataBits;
   if (speed == B0 || !parity_ || data_bits < 0 || data_bits >= static_cast<std::int32_t>(kDataBits.size())) {
     errno = EINVAL;
     return false;
   }
   termios settings{};
-  if (tcgetattr(line.Number(), &settings) != 0) return false;
+  if (tcgetattr(port.Number(), &settings) != 0) return false;
   settings.c_iflag = 0;
   settings.c_oflag = 0;
   settings.c_lflag = 0;
@@ -117,11 +123,11 @@ bool SerialPort::ApplySettings(const Descriptor& line) const {
   settings.c_cc[VTIME] = 0;
   cfsetispeed(&settings, speed);
   cfsetospeed(&settings, speed);
-  if (tcsetattr(line.Number(), TCSANOW, &settings) != 0) return false;
+  if (tcsetattr(port.Number(), TCSANOW, &settings) != 0) return false;
 
   // tcsetattr succeeds if it makes any of the changes, so read the settings back.
   termios applied{};
-  if (tcgetattr(line.Number(), &applied) != 0) return false;
+  if (tcgetattr(port.Number(), &applied) != 0) return false;
   const tcflag_t kChecked = CSIZE | PARENB | CSTOPB;
   if ((applied.c_cflag & kChecked) == (settings.c_cflag & kChecked) && cfgetospeed(&applied) == speed) return true;
   errno = EINVAL;
@@ -129,15 +135,15 @@ bool SerialPort::ApplySettings(const Descriptor& line) const {
 }
 
 void SerialPort::Write(std::string_view bytes) {
-  patience_left_ = kPatience;
+  stall_timer_.Restart();
   while (!bytes.empty() && CanSend()) {
     const ssize_t count = write(DescriptorNumber(), bytes.data(), bytes.size());
     if (count > 0) {
       bytes.remove_prefix(static_cast<std::size_t>(count));
-      patience_left_ = kPatience;
+      stall_timer_.Restart();
     } else if (count < 0 && errno != EAGAIN && errno != EINTR) {
       FailWhenDrained(errno);
-    } else if (TimeLeft().count() <= 0) {
+    } else if (TimeLeft().count() == 0) {
       Fail(ETIMEDOUT);
     } else {
       const auto start = MonotonicNow();
@@ -149,36 +155,36 @@ void SerialPort::Write(std::string_view bytes) {
 }
 
 void SerialPort::WaitTransmitted() {
-  patience_left_ = kPatience;
+  stall_timer_.Restart();
   std::size_t waiting = OutputWaiting(DescriptorNumber());
   while (CanSend()) {
     const auto start = MonotonicNow();
     {
       // An adapter that keeps reporting a busy transmitter would block the drain forever.
-      const CallLimit limit(kSlice);
+      const CallTimeout timeout(kSlice);
       if (tcdrain(DescriptorNumber()) == 0 || errno != EINTR) return;
     }
     Charge(start);
     // A shorter queue is progress, which the drain does not report.
     const std::size_t now_waiting = OutputWaiting(DescriptorNumber());
-    if (now_waiting < waiting) patience_left_ = kPatience;
+    if (now_waiting < waiting) stall_timer_.Restart();
     waiting = now_waiting;
-    if (TimeLeft().count() <= 0) Fail(ETIMEDOUT);
+    if (TimeLeft().count() == 0) Fail(ETIMEDOUT);
   }
 }
 
 void SerialPort::SetOutputDeadline(std::chrono::nanoseconds time) {
-  if (output_time_left_ == Interest::kNever) output_time_left_ = time;
+  if (!output_timer_) output_timer_.emplace(time);
 }
 
 std::chrono::nanoseconds SerialPort::TimeLeft() const {
-  return std::min<std::chrono::nanoseconds>(patience_left_, output_time_left_);
+  return output_timer_ ? std::min(stall_timer_.TimeLeft(), output_timer_->TimeLeft()) : stall_timer_.TimeLeft();
 }
 
 void SerialPort::Charge(std::chrono::nanoseconds start) {
-  const auto waited = std::min<std::chrono::nanoseconds>(MonotonicNow() - start, kSlice);
-  patience_left_ -= waited;
-  if (output_time_left_ != Interest::kNever) output_time_left_ -= waited;
+  const auto waited = std::min(MonotonicNow() - start, kSlice);
+  stall_timer_.Charge(waited);
+  if (output_timer_) output_timer_->Charge(waited);
 }
 
 std::size_t SerialPort::Flush() {

@@ -1,9 +1,9 @@
-// A local serial line. Derive from it to receive its events.
+// A local serial port. Derive from it to receive its events.
 //
-// Call Find, make the settings, then call Open. A write blocks until the line has accepted every byte: writes are
-// short, and callers need to know when the bytes have left. Every call is bounded: a line that accepts no byte for
-// kPatience fails. Time for which the process is stopped does not count. A failed line is closed at once, so that an
-// adapter that is plugged in again gets the same name; later writes are dropped.
+// Call Find, make the settings, then call Open. A write blocks until the port has accepted every byte: writes are
+// short, and callers need to know when the bytes have left. Every call is bounded: a port that accepts no byte for
+// kStallTimeout fails. Time for which the process is stopped does not count. A failed port is closed at once, so that
+// an adapter that is plugged in again gets the same name; later writes are dropped.
 
 #ifndef PLATFORM_SERIAL_PORT_H_
 #define PLATFORM_SERIAL_PORT_H_
@@ -16,6 +16,7 @@
 #include <string_view>
 
 #include "platform/byte_stream.h"
+#include "platform/stall_timer.h"
 
 namespace platform {
 
@@ -23,11 +24,11 @@ class SerialPort : public ByteStream {
  public:
   enum class ParityKind { kNone, kOdd, kEven };
 
-  // How long a write or a transmit wait may make no progress before the line fails with ETIMEDOUT; also the time limit
+  // How long a write or a transmit wait may make no progress before the port fails with ETIMEDOUT; also the time limit
   // for opening.
-  static constexpr std::chrono::seconds kPatience{5};
+  static constexpr std::chrono::seconds kStallTimeout{5};
   // The time limit for closing.
-  static constexpr std::chrono::milliseconds kClosingPatience{500};
+  static constexpr std::chrono::milliseconds kCloseTimeout{500};
 
   // Looks up the port for the next Open: a name with a slash is a path, any other is a device under /dev; links are
   // followed. Returns whether it is a character device.
@@ -47,13 +48,13 @@ class SerialPort : public ByteStream {
   // Closes the port and discards unsent output.
   void Close() { CloseStream(); }
 
-  // Writes the bytes; returns when the system has accepted all of them or the line has failed.
+  // Writes the bytes; returns when the system has accepted all of them or the port has failed.
   void Write(std::string_view bytes);
 
-  // Returns when all written bytes have been transmitted or the line has failed.
+  // Returns when all written bytes have been transmitted or the port has failed.
   void WaitTransmitted();
 
-  // Limits the total time of all later writes and transmit waits; the line fails when it is used up. Only the first
+  // Limits the total time of all later writes and transmit waits; the port fails when it is used up. Only the first
   // call after Open has an effect.
   void SetOutputDeadline(std::chrono::nanoseconds time);
 
@@ -61,10 +62,10 @@ class SerialPort : public ByteStream {
   std::size_t Flush();
 
  private:
-  bool ApplySettings(const Descriptor& line) const;
+  bool ApplySettings(const Descriptor& port) const;
   // Returns how long output may continue without progress.
   std::chrono::nanoseconds TimeLeft() const;
-  // Subtracts a wait that began at `start` from the remaining time.
+  // Counts a wait that began at `start` towards the timeouts.
   void Charge(std::chrono::nanoseconds start);
 
   std::string path_;
@@ -72,8 +73,8 @@ class SerialPort : public ByteStream {
   std::int32_t speed_ = 0;
   std::optional<ParityKind> parity_;
   bool dtr_ = false;
-  std::chrono::nanoseconds patience_left_{};                      // until the line must accept a byte
-  std::chrono::nanoseconds output_time_left_ = Interest::kNever;  // total for all output, once a deadline is set
+  StallTimer stall_timer_{kStallTimeout};
+  std::optional<StallTimer> output_timer_;  // for all output, once a deadline is set; never restarted
 };
 
 }  // namespace platform

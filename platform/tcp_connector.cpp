@@ -12,10 +12,9 @@
 #include <utility>
 
 #include "platform/clock.h"
-#include "platform/portable.h"
 
 // macOS has another name for the idle time before the first probe.
-#if !defined(TCP_KEEPIDLE) && defined(TCP_KEEPALIVE)
+#ifndef TCP_KEEPIDLE
 #define TCP_KEEPIDLE TCP_KEEPALIVE
 #endif
 
@@ -34,7 +33,7 @@ bool StartConnecting(const Descriptor& socket, const SocketAddress& address) {
 }
 
 // Whether a connection attempt has succeeded or failed.
-bool IsDecided(const Descriptor& attempt) {
+bool HasFinished(const Descriptor& attempt) {
   pollfd waiting{attempt.Number(), POLLOUT, 0};
   return poll(&waiting, 1, 0) > 0;
 }
@@ -51,7 +50,7 @@ bool IsOwnPeer(const Descriptor& connected) {
 }
 
 // Returns 0 for a usable connection, else the errno value of the failure.
-std::int32_t OutcomeOf(const Descriptor& attempt) {
+std::int32_t ConnectError(const Descriptor& attempt) {
   int error = 0;
   socklen_t size = sizeof error;
   getsockopt(attempt.Number(), SOL_SOCKET, SO_ERROR, &error, &size);
@@ -89,28 +88,29 @@ TcpConnector::TcpConnector(const std::string& host, std::int32_t port, const std
 Interest TcpConnector::PrepareToWait() const {
   if (lookup_) {
     const int done = lookup_->DescriptorNumber();
-    return {.descriptor = done, .read = done >= 0, .due = done < 0 ? Interest::kNow : Interest::kNever};
+    return {.descriptor = done, .read = done >= 0, .deadline = done < 0 ? Interest::kNow : Interest::kNever};
   }
-  if (attempts_.empty()) return {.due = Interest::kNow};
+  if (attempts_.empty()) return {.deadline = Interest::kNow};
   const bool more_to_try = next_address_ < addresses_.addresses.size();
-  return {.connecting = attempts_, .due = more_to_try ? next_attempt_due_ : Interest::kNever};
+  return {.connecting = attempts_, .deadline = more_to_try ? next_attempt_ : Interest::kNever};
 }
 
 std::optional<TcpConnector::Result> TcpConnector::Advance() {
   if (lookup_) {
+    if (!lookup_->IsDone()) return std::nullopt;
     AddressList found = lookup_->Take();
     lookup_.reset();
     StartAttempts(std::move(found));
   } else {
     const std::size_t in_flight = attempts_.size();
-    for (auto attempt = std::ranges::find_if(attempts_, IsDecided); attempt != attempts_.end();
-         attempt = std::ranges::find_if(attempts_, IsDecided)) {
-      const std::int32_t error = OutcomeOf(*attempt);
+    for (auto attempt = std::ranges::find_if(attempts_, HasFinished); attempt != attempts_.end();
+         attempt = std::ranges::find_if(attempts_, HasFinished)) {
+      const std::int32_t error = ConnectError(*attempt);
       if (error == 0) return Result{std::move(*attempt)};
       addresses_.error = error;
       attempts_.erase(attempt);
     }
-    if (attempts_.size() < in_flight || MonotonicNow() >= next_attempt_due_) StartNextAttempt();
+    if (attempts_.size() < in_flight || MonotonicNow() >= next_attempt_) StartNextAttempt();
   }
   if (attempts_.empty()) return Result{{}, addresses_.error};
   return std::nullopt;
@@ -129,7 +129,7 @@ void TcpConnector::StartNextAttempt() {
     Descriptor socket = OpenSocket(address.family);
     if (socket.IsOpen() && StartConnecting(socket, address)) {
       attempts_.push_back(std::move(socket));
-      next_attempt_due_ = MonotonicNow() + kAttemptDelay;
+      next_attempt_ = MonotonicNow() + kAttemptDelay;
       return;
     }
     addresses_.error = errno;
@@ -137,17 +137,16 @@ void TcpConnector::StartNextAttempt() {
 }
 
 Descriptor TcpConnector::OpenSocket(int family) const {
-  Descriptor socket = OpenStreamSocket(family);
+  Descriptor socket(::socket(family, SOCK_STREAM, 0));
   if (!socket.IsOpen()) return socket;
+  socket.SetNonBlocking();
   SetOption(socket, IPPROTO_TCP, TCP_NODELAY, 1);
   SetOption(socket, SOL_SOCKET, SO_KEEPALIVE, 1);
-#ifdef TCP_KEEPIDLE
   if (keep_alive_) {
     SetOption(socket, IPPROTO_TCP, TCP_KEEPIDLE, static_cast<int>(keep_alive_->idle.count()));
     SetOption(socket, IPPROTO_TCP, TCP_KEEPINTVL, static_cast<int>(keep_alive_->interval.count()));
     SetOption(socket, IPPROTO_TCP, TCP_KEEPCNT, keep_alive_->probes);
   }
-#endif
   return socket;
 }
 

@@ -1,8 +1,8 @@
 // Opens a TCP connection to a host name or a numeric address.
 //
 // Looks up names on another thread. Tries their addresses as in RFC 8305: families are interleaved, and each attempt
-// starts kAttemptDelay after the previous one, or when one fails, while earlier ones go on; the first to connect wins.
-// A socket connected to itself counts as refused.
+// starts kAttemptDelay after the previous one, or when one fails, while earlier ones continue; the first to connect
+// wins. A socket connected to itself counts as refused.
 
 #ifndef PLATFORM_TCP_CONNECTOR_H_
 #define PLATFORM_TCP_CONNECTOR_H_
@@ -42,7 +42,7 @@ class TcpConnector {
   // Returns what to wait for before the next Advance.
   Interest PrepareToWait() const;
 
-  // Continues with what is ready or due. Returns the result when there is one; the connector is then done.
+  // Continues with what is ready. Returns the result when there is one; the connector is then done.
   std::optional<Result> Advance();
 
  private:
@@ -54,8 +54,8 @@ class TcpConnector {
   std::optional<AddressLookup> lookup_;
   AddressList addresses_;
   std::size_t next_address_ = 0;
-  std::vector<Descriptor> attempts_;  // in flight
-  std::chrono::nanoseconds next_attempt_due_{};
+  std::vector<Descriptor> attempts_;         // in flight
+  std::chrono::nanoseconds next_attempt_{};  // when to start it, unless an earlier one fails before
 };
 
 }  // namespace platform

@@ -1,5 +1,6 @@
 #include "ports/ip_stream_abstractor.h"
 
+#include <chrono>
 #include <utility>
 
 #include "app/process_state.h"
@@ -10,7 +11,7 @@
 namespace {
 
 constexpr std::int64_t kConnectLimitTicks = 600;
-constexpr std::int32_t kWaitSliceMilliseconds = 250;
+constexpr std::chrono::milliseconds kWaitSlice{250};
 
 }  // namespace
 
@@ -23,18 +24,16 @@ cIPStreamAbstractor::cIPStreamAbstractor(std::string address, std::int32_t port)
 }
 
 bool cIPStreamAbstractor::PortOpen() {
-  LogInDebugMode([] { return "torvy opening IP connection, polling and waiting..."; });
+  LogInDebugMode("torvy opening IP connection, polling and waiting...");
   Connect();
   const std::int64_t start = platform::Ticks();
   while (platform::Ticks() - start < kConnectLimitTicks && !IsConnected()) {
     Poll();
-    platform::EventPump::Instance().Run(kWaitSliceMilliseconds);
+    platform::EventPump::Instance().Run(kWaitSlice);
     platform::YieldToBackground();
   }
-  LogInDebugMode([this, ticks = platform::Ticks() - start] {
-    return (IsConnected() ? "torvy Connection is open after " : "torvy Connection failed to open after ") +
-           std::to_string(ticks) + " ticks.";
-  });
+  const std::string outcome = IsConnected() ? "is open" : "failed to open";
+  LogInDebugMode("torvy Connection " + outcome + " after " + std::to_string(platform::Ticks() - start) + " ticks.");
   return IsConnected();
 }
 
@@ -48,7 +47,7 @@ void cIPStreamAbstractor::Event_Error() {
 }
 
 void cIPStreamAbstractor::Event_Connected() {
-  LogInDebugMode([] { return "torvy Device connection event. "; });
+  LogInDebugMode("torvy Device connection event. ");
   InitialFlush = true;
 }
 
@@ -72,8 +71,7 @@ void cIPStreamAbstractor::PortClear() {
 
 void cIPStreamAbstractor::PortFlush() {
   const std::size_t count = ReadAll().size();
-  LogInDebugMode([count] { return "port flush reads " + std::to_string(count) + " bytes."; }, kLogLevelDetail,
-                 QueueLogToHost);
+  if (State().DebugMode) QueueLogToHost("port flush reads " + std::to_string(count) + " bytes.", kLogLevelDetail);
 }
 
 void cIPStreamAbstractor::PortPoll() {

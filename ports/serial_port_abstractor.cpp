@@ -10,10 +10,10 @@ namespace {
 
 constexpr std::int32_t kDataBits = 8;
 constexpr std::int32_t kBitsPerSecond = 9600;
-constexpr std::chrono::seconds kLastOutput{7};
+constexpr std::chrono::seconds kOutputAfterQuit{7};
 
-void FailToOpen(const std::string& log_line) {
-  QueueLogToHost(log_line, kLogLevelDetail);
+void ReportOpenFailure(const std::string& log_text) {
+  QueueLogToHost(log_text, kLogLevelDetail);
   State().QuitRequested = true;
 }
 
@@ -25,14 +25,14 @@ cSerialPortAbstractor::cSerialPortAbstractor(std::string port_name) : MyPortName
 
 void cSerialPortAbstractor::SetupAndOpen() {
   if (!Find(MyPortName)) {
-    FailToOpen("torvy: unable to find a serial port named: " + MyPortName);
+    ReportOpenFailure("torvy: unable to find a serial port named: " + MyPortName);
     return;
   }
   SetDataBits(kDataBits);
   SetParity(ParityKind::kNone);
   SetSpeed(kBitsPerSecond);
   SetDtr(true);
-  if (!Open()) FailToOpen("torvy: unable to open the port named: " + MyPortName);
+  if (!Open()) ReportOpenFailure("torvy: unable to open the port named: " + MyPortName);
 }
 
 void cSerialPortAbstractor::Event_DataAvailable() {
@@ -50,7 +50,7 @@ void cSerialPortAbstractor::PortSetParent(std::shared_ptr<iAbstractPortReceiver>
 
 void cSerialPortAbstractor::PortSendData(const std::string& data) {
   // Commands received together with the quit are still sent, but a slow line must not delay the exit for long.
-  if (State().QuitRequested) SetOutputDeadline(kLastOutput);
+  if (State().QuitRequested) SetOutputDeadline(kOutputAfterQuit);
   Write(data);
   WaitTransmitted();
 }
@@ -70,9 +70,9 @@ void cSerialPortAbstractor::PortClear() {
 
 void cSerialPortAbstractor::PortFlush() {
   const std::size_t count = Flush();
-  LogInDebugMode(
-      [count] { return count == 0 ? "port flush empty" : "port flush reads " + std::to_string(count) + " bytes."; },
-      kLogLevelDetail, QueueLogToHost);
+  if (!State().DebugMode) return;
+  QueueLogToHost(count == 0 ? "port flush empty" : "port flush reads " + std::to_string(count) + " bytes.",
+                 kLogLevelDetail);
 }
 
 void cSerialPortAbstractor::PortPoll() {

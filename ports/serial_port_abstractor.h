@@ -17,7 +17,7 @@ class cSerialPortAbstractor : public platform::SerialPort, public iAbstractPort 
  public:
   void PortSetParent(std::shared_ptr<iAbstractPortReceiver> receiver) override;
 
-  // Returns when the last byte has been transmitted or the line has failed.
+  // Returns when the last byte has been transmitted or the port has failed.
   void PortSendData(const std::string& data) override;
 
   bool PortOpen() override;

@@ -10,17 +10,17 @@
 #include <sstream>
 
 #include "app/version.h"
-#include "simulator/wording.h"
+#include "simulator/format.h"
 
 namespace {
 
-constexpr const char* kVersion = "torvy-simulator " TORVY_VERSION;
+constexpr const char* kVersion = "torvy-simulator " TORVY_RELEASE;
 constexpr const char* kDriverName = "torvy-driver";
 constexpr std::size_t kWidth = 79;
 
-// Parses ADDRESS:PORT; an IPv6 address is in brackets. Throws UsageError.
+// Parses ADDRESS:PORT; an IPv6 address is in brackets. Throws InputError.
 Device::TcpAddress ReadTcpAddress(const std::string& text) {
-  constexpr int kHighestPort = 65535;
+  constexpr int kMaxPort = 65535;
   const std::size_t colon = std::min(text.rfind(':'), text.size());
   Device::TcpAddress address{text.substr(0, colon)};
   std::string& host = address.address;
@@ -31,11 +31,11 @@ Device::TcpAddress ReadTcpAddress(const std::string& text) {
   const auto [stopped, error] = std::from_chars(port.data(), end, address.port);
   const bool split = !host.empty() && (bracketed || host.find_first_of(":[]") == std::string::npos);
   if (!split || error != std::errc() || stopped != end) {
-    throw UsageError("invalid address " + Quoted(text) +
+    throw InputError("invalid address " + Quoted(text) +
                      ": expected ADDRESS:PORT, such as 192.0.2.7:4001 or [2001:db8::7]:4001");
   }
-  if (address.port < 1 || address.port > kHighestPort) {
-    throw UsageError("invalid port in " + Quoted(text) + ": expected 1 to 65535");
+  if (address.port < 1 || address.port > kMaxPort) {
+    throw InputError("invalid port in " + Quoted(text) + ": expected 1 to 65535");
   }
   return address;
 }
@@ -71,12 +71,12 @@ std::string FindDriver(const std::string& asked, const std::string& own_name) {
   if (asked.find('/') != std::string::npos) return asked;
   const std::string found = asked.empty() ? UsualDriver(own_name) : FindInPath(asked);
   if (!found.empty()) return found;
-  throw UsageError(asked.empty() ? "cannot find torvy-driver next to this program or in PATH; specify it with --driver"
+  throw InputError(asked.empty() ? "cannot find torvy-driver next to this program or in PATH; specify it with --driver"
                                  : Quoted(asked) + " is not a program in PATH");
 }
 
 void Describe(CLI::App& app, Options& options) {
-  constexpr int kMostSeconds = 86'400;
+  constexpr int kMaxSeconds = 86'400;
   auto& setup = options.setup;
   CLI::Option* const ip =
       app.add_flag("--ip", setup.device.over_ip, "connect to the device over TCP instead of a serial line");
@@ -114,10 +114,10 @@ void Describe(CLI::App& app, Options& options) {
                      "the driver to start, a path or a name in PATH; default: torvy-driver next to this program")
           ->type_name("NAME");
   app.add_option_function<int>(
-         "--patience", [&setup](int seconds) { setup.patience = std::chrono::seconds(seconds); },
+         "--timeout", [&setup](int seconds) { setup.timeout = std::chrono::seconds(seconds); },
          "how long to wait without progress, in addition to the driver's own pauses; default: 30")
       ->type_name("SECONDS")
-      ->check(CLI::Range(1, kMostSeconds).description(""));
+      ->check(CLI::Range(1, kMaxSeconds).description(""));
   app.add_flag("--verbose", options.verbose, "show the bytes and debug text of each packet");
   app.add_option("--time", options.time, "show the time of day (clock) or seconds since the start (elapsed)")
       ->type_name("KIND")
@@ -125,6 +125,8 @@ void Describe(CLI::App& app, Options& options) {
   app.add_option("--color", options.color, "use colours: auto, always or never")
       ->type_name("WHEN")
       ->check(CLI::IsMember({"auto", "always", "never"}).description(""));
+  const auto refuse_empty = [](const std::string& value) { return std::string(value.empty() ? "is empty" : ""); };
+  for (CLI::Option* const option : app.get_options()) option->check(refuse_empty);
   port->excludes(ip, device);
   link->excludes(ip, listen);
   interactive->excludes(script);
@@ -139,7 +141,8 @@ std::string Help() {
       Wrapped(
           "Starts torvy-driver between a simulated host and a simulated device, sends it commands and shows what "
           "goes over each link. Without options it plays a short demonstration over a pseudo-terminal. With --port or "
-          "--device the demonstration moves the real units 0102 and 0304, and asks first.",
+          "--device the demonstration moves the real units " +
+              kDemonstrationUnits + ", and asks first.",
           0, kWidth) +
       "\n\n";
   for (const OptionRow& row : OptionRows()) {
@@ -181,12 +184,13 @@ std::variant<Options, std::string> ReadCommandLine(int argument_count, const cha
   } catch (const CLI::CallForVersion&) {
     return std::string(kVersion) + "\n";
   } catch (const CLI::ParseError& error) {
-    throw UsageError(error.what());
+    throw InputError(std::string(error.what()) + "\nTry torvy-simulator --help.");
   }
   Device::Endpoint& endpoint = options.setup.device;
   if (!options.device.empty()) endpoint.network = ReadTcpAddress(options.device);
   if (!options.listen.empty()) endpoint.listen = ReadTcpAddress(options.listen);
   endpoint.over_ip = endpoint.over_ip || !options.device.empty() || !options.listen.empty();
+  if (options.record == "-") throw InputError("--record needs a file; standard output shows the transcript");
   if (!options.stand_in) options.setup.driver = FindDriver(options.setup.driver, *argument_values);
   return options;
 }

@@ -3,11 +3,11 @@
 #ifndef SIMULATOR_COMMAND_LINE_H_
 #define SIMULATOR_COMMAND_LINE_H_
 
-#include <stdexcept>
 #include <string>
 #include <variant>
 #include <vector>
 
+#include "simulator/script.h"
 #include "simulator/session.h"
 
 struct Options {
@@ -25,12 +25,6 @@ struct Options {
   bool yes = false;  // allow the demonstration to move real units
 };
 
-// An invalid command line.
-class UsageError : public std::runtime_error {
- public:
-  using std::runtime_error::runtime_error;
-};
-
 // An option as shown in the help.
 struct OptionRow {
   std::string names;  // "-h, --help"
@@ -39,7 +33,7 @@ struct OptionRow {
 };
 std::vector<OptionRow> OptionRows();
 
-// Returns the options, or a text to show instead (help or version). Throws UsageError.
+// Returns the options, or a text to show instead (help or version). Throws InputError.
 std::variant<Options, std::string> ReadCommandLine(int argument_count, const char* const* argument_values);
 
 #endif  // SIMULATOR_COMMAND_LINE_H_

@@ -2,11 +2,12 @@
 
 #include <fcntl.h>
 
+#include <algorithm>
 #include <utility>
 
 #include "peers/serial_line.h"
 #include "platform/clock.h"
-#include "simulator/wording.h"
+#include "simulator/format.h"
 
 Device::Device(const Endpoint& endpoint) {
   if (!endpoint.network.address.empty()) {
@@ -33,11 +34,6 @@ Channel* Device::Link() {
   return connections_.empty() ? nullptr : connections_.back()->channel;
 }
 
-bool Device::LinkIsClosed() {
-  const Channel* const link = Link();
-  return link != nullptr && (link->Ended || link->Number() < 0);
-}
-
 void Device::StayForNextDriver() {
   if (terminal_) driver_side_ = platform::Descriptor(open(names_.front().c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC));
 }
@@ -56,7 +52,7 @@ void Device::Attach(Channel& channel, std::unique_ptr<Channel> accepted) {
     const std::string bytes = std::exchange(connection->channel->Received, {});
     if (!bytes.empty()) Take(*connection, bytes);
     if (!connection->channel->Ended) return;
-    Show(*connection);
+    Show(*connection, connection->unshown.size());
     if (connection->accepted && OnLink) OnLink(ShownNumber(*connection), false);
   };
 }
@@ -66,25 +62,29 @@ void Device::Take(Connection& connection, const std::string& bytes) {
   last_bytes_ = platform::MonotonicNow();
   connection.unshown += bytes;
   if (OnBytes) OnBytes(bytes);
-  // The driver writes a command in one piece; only a real serial line delivers it byte by byte.
-  const bool whole = EndsCommand(connection.unshown.back());
-  if (!other_end_ || whole || connection.unshown.size() > kMostShown) Show(connection);
+  // A burst can end within a command, and a real serial line delivers a command byte by byte.
+  std::size_t count = CompleteCommands(connection.unshown);
+  const bool all = count == 0 && (!other_end_ || connection.unshown.size() > kMaxShown);
+  if (all) count = connection.unshown.size();
+  Show(connection, count);
+}
+
+platform::Interest Device::PrepareToWait() {
+  const auto is_shown = [](const auto& connection) { return connection->unshown.empty(); };
+  if (std::ranges::all_of(connections_, is_shown)) return {};
+  return {.deadline = last_bytes_ + kQuietTime};
 }
 
 bool Device::IsQuiet() const {
-  constexpr std::chrono::milliseconds kPause{100};
-  return platform::MonotonicNow() - last_bytes_ >= kPause;
-}
-
-void Device::ShowOverdue() {
-  if (IsQuiet()) Show();
+  return platform::MonotonicNow() - last_bytes_ >= kQuietTime;
 }
 
 void Device::Show() {
-  for (const auto& connection : connections_) Show(*connection);
+  for (const auto& connection : connections_) Show(*connection, connection->unshown.size());
 }
 
-void Device::Show(Connection& connection) {
-  const std::string bytes = std::exchange(connection.unshown, {});
-  if (OnShow && !bytes.empty()) OnShow(ShownNumber(connection), bytes);
+void Device::Show(Connection& connection, std::size_t count) {
+  const std::string shown = connection.unshown.substr(0, count);
+  connection.unshown.erase(0, count);
+  for (const std::string_view line : DeviceLines(shown)) OnShow(ShownNumber(connection), line);
 }

@@ -10,13 +10,14 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "peers/channel.h"
 #include "peers/listener.h"
 #include "peers/pseudo_terminal.h"
 
-class Device {
+class Device : public platform::EventSource {
  public:
   struct TcpAddress {
     std::string address;
@@ -44,27 +45,29 @@ class Device {
   const std::vector<std::string>& Names() const { return names_; }
   // Returns the interface's end of the latest link; null if it is not visible or no driver has connected yet.
   Channel* Link();
-  // Whether the link is visible and was closed or lost.
-  bool LinkIsClosed();
   // Keeps the pseudo-terminal open while no driver uses it, so that drivers can come and go.
   void StayForNextDriver();
 
-  // OnBytes is called with bytes as they arrive, OnShow with the same bytes in pieces fit to show: a command that
-  // arrives slowly is one piece. `driver` numbers the drivers from 1; it is 0 until a second one connects.
+  // OnBytes is called with bytes as they arrive, OnShow with the same bytes in lines fit to show: a command that
+  // arrives slowly is shown complete. `driver` numbers the drivers from 1; it is 0 until a second one connects.
   std::function<void(const std::string& bytes)> OnBytes;
-  std::function<void(int driver, const std::string& bytes)> OnShow;
+  std::function<void(int driver, std::string_view line)> OnShow;
   // Called when a driver connects or disconnects; over TCP only.
   std::function<void(int driver, bool connected)> OnLink;
 
-  // Show passes all bytes not yet shown to OnShow; ShowOverdue only if nothing has arrived for a while, so that an
-  // incomplete command is shown too. Call ShowOverdue regularly.
+  // Shows all bytes now; without a call, an incomplete command is shown when the device is quiet.
   void Show();
-  void ShowOverdue();
   // Whether nothing has arrived for a while (100 ms).
   bool IsQuiet() const;
   std::size_t BytesSeen() const { return bytes_seen_; }
 
+ protected:
+  platform::Interest PrepareToWait() override;
+  void HandleReady() override { Show(); }
+
  private:
+  static constexpr std::chrono::milliseconds kQuietTime{100};
+
   struct Connection {
     int number;
     std::unique_ptr<Channel> accepted;  // null for a serial line
@@ -75,7 +78,7 @@ class Device {
   void Attach(Channel& channel, std::unique_ptr<Channel> accepted = nullptr);
   void Accept();
   void Take(Connection& connection, const std::string& bytes);
-  void Show(Connection& connection);
+  void Show(Connection& connection, std::size_t count);
   // Returns the driver number to show.
   int ShownNumber(const Connection& connection) const { return drivers_ > 1 ? connection.number : 0; }
 

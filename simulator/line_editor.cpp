@@ -14,8 +14,7 @@
 #include <utility>
 
 #include "platform/event_pump.h"
-#include "simulator/editing_signals.h"
-#include "simulator/interruption.h"
+#include "simulator/signals.h"
 #include "simulator/steps.h"
 
 namespace {
@@ -88,7 +87,7 @@ class LineEditor::Terminal {
   Terminal& operator=(const Terminal&) = delete;
 
   std::optional<std::string> ReadLine(const std::function<bool()>& is_over) {
-    const EditingSignals signals;
+    const signals::WhileEditing handlers;
     is_over_ = &is_over;
     for (;;) {
       interrupted_ = false;
@@ -143,14 +142,14 @@ class LineEditor::Terminal {
 
   // Runs the event pump until something is typed; false at the end of input or of the session, or after Ctrl-C.
   bool AwaitInput() {
-    constexpr std::int32_t kSliceMilliseconds = 10;
+    constexpr std::chrono::milliseconds kSlice{10};
     while (!input_.Ready) {
-      platform::EventPump::Instance().Run(kSliceMilliseconds);
-      if (EditingSignals::TakeContinued()) TakeTerminalOver();
-      if (EditingSignals::TakeResized()) el_resize(editor_.get());
+      platform::EventPump::Instance().Run(kSlice);
+      if (signals::WhileEditing::TakeContinued()) TakeTerminalOver();
+      if (signals::WhileEditing::TakeResized()) el_resize(editor_.get());
       // Checked last: an interruption discards pending input.
-      if (interruption::TakeInterrupt()) interrupted_ = true;
-      if (interrupted_ || interruption::TerminationIsPending() || (*is_over_)()) return false;
+      if (signals::TakeInterrupt()) interrupted_ = true;
+      if (interrupted_ || signals::TerminationIsPending() || (*is_over_)()) return false;
     }
     typed_ahead_ = input_.Read();
     return !typed_ahead_.empty();

@@ -3,7 +3,6 @@
 #include <langinfo.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <clocale>
 #include <cstdio>
@@ -11,15 +10,15 @@
 #include <iostream>
 #include <string_view>
 #include <system_error>
-#include <vector>
 
 #include "platform/process.h"
+#include "platform/text.h"
 #include "simulator/command_line.h"
-#include "simulator/interruption.h"
+#include "simulator/format.h"
 #include "simulator/player.h"
 #include "simulator/script.h"
+#include "simulator/signals.h"
 #include "simulator/stand_in.h"
-#include "simulator/wording.h"
 
 namespace {
 
@@ -27,7 +26,7 @@ constexpr int kPassed = 0;
 constexpr int kFailed = 1;
 constexpr int kWrongInput = 2;
 
-int Complain(const std::string& why, int status) {
+int PrintError(const std::string& why, int status) {
   std::cerr << "torvy-simulator: " << why << '\n';
   return status;
 }
@@ -37,7 +36,7 @@ int Finish(int status, int write_error) {
   if (std::fflush(stdout) != 0 && write_error == 0) write_error = errno;
   if (write_error == 0) return status;
   if (write_error == EPIPE) return kFailed;
-  return Complain("cannot write standard output: " + std::generic_category().message(write_error), kFailed);
+  return PrintError("cannot write standard output: " + std::generic_category().message(write_error), kFailed);
 }
 
 // Sets the character encoding of the terminal; UTF-8 replaces ASCII, so that no characters are lost.
@@ -59,72 +58,43 @@ bool WantsColours(const std::string& when) {
   return isatty(STDOUT_FILENO) == 1 && variable("NO_COLOR").empty() && variable("TERM") != "dumb";
 }
 
-// Applies the transport named by the script. Throws UsageError if it contradicts the command line.
+// Applies the transport named by the script. Throws InputError if it contradicts the command line.
 void ApplyTransport(const Script& script, Options& options) {
   Device::Endpoint& device = options.setup.device;
   if (!script.over_ip) return;
-  if (*script.over_ip ? !device.port.empty() : device.over_ip) {
-    throw UsageError(script.name +
-                     (*script.over_ip ? " is for a device over TCP" : " is for a device on a serial line"));
-  }
-  device.over_ip = *script.over_ip;
+  const bool over_ip = *script.over_ip;
+  if (over_ip && !device.port.empty()) throw InputError(script.name + " is for a device over TCP");
+  if (!over_ip && device.over_ip) throw InputError(script.name + " is for a device on a serial line");
+  device.over_ip = over_ip;
 }
 
 // Rejects a script whose steps need a visible device. The demonstration skips such steps instead.
 void RequireVisibleDevice(const Script& script) {
-  for (const Script::Line& line : script.lines) {
-    if (!line.step.row->needs_visible_device) continue;
-    throw UsageError(script.Position(line) + ": " + Device::kNotVisible +
+  for (const Step& step : script.steps) {
+    if (!step.row->NeedsVisibleDevice()) continue;
+    throw InputError(step.position + ": " + Device::kNotVisible +
                      "; name the other end of a serial line with --other-end");
   }
 }
 
-// Lists the addresses that a script sends commands to.
-std::string UnitsMovedBy(const Script& script) {
-  std::vector<std::string> units;
-  for (const Script::Line& line : script.lines) {
-    const std::string& address = line.step.address;
-    if (!address.empty() && std::ranges::find(units, address) == units.end()) units.push_back(address);
-  }
-  std::string words = "the units ";
-  for (const std::string& unit : units) words += (&unit == &units.front() ? "" : " and ") + unit;
-  return words;
-}
-
 // Whether real units may move. A script named on the command line and typed commands always may move them.
-bool MayMoveUnits(const Options& options, const Script& script) {
+bool MayMoveUnits(const Options& options) {
   const Device::Endpoint& device = options.setup.device;
   if (!device.IsReal() || options.interactive || !options.script.empty() || options.yes) return true;
   const std::string where = device.port.empty() ? device.network.address : device.port;
-  const std::string warning = "the demonstration moves " + UnitsMovedBy(script) + " of the device at " + where;
-  if (!IsAtTerminal()) throw UsageError(warning + "; allow it with --yes, or name a script");
+  const std::string warning = "the demonstration moves the units " + kDemonstrationUnits + " of the device at " + where;
+  if (!IsAtTerminal()) throw InputError(warning + "; allow it with --yes, or name a script");
   std::cout << "torvy-simulator: " << warning << ". Continue? [y/N] " << std::flush;
   std::string answer;
   std::getline(std::cin, answer);
-  return answer == "y" || answer == "Y" || answer == "yes";
-}
-
-int Judge(Session& session, const Player& player, Transcript& transcript, bool ready) {
-  const bool in_order = session.Finish();
-  if (!ready || !in_order || player.Failed() || player.HadWrongLine()) {
-    transcript.Problem("the session failed");
-    return player.HadWrongLine() ? kWrongInput : kFailed;
-  }
-  std::string verdict = "the session passed";
-  if (session.CommandsWereLost()) {
-    verdict += " on the host side only: commands were lost because the device link was closed";
-  } else if (!session.Endpoint().IsVisible()) {
-    verdict += " on the host side only: a real device cannot be observed";
-  }
-  transcript.Note(verdict);
-  return kPassed;
+  return platform::EqualIgnoringCase(answer, "y") || platform::EqualIgnoringCase(answer, "yes");
 }
 
 int Play(const Options& options, const Script& script, Transcript& transcript) {
   Recorder recorder(options.record);
   Session session(options.setup, transcript, recorder);
-  Player player(session);
-  const bool ready = session.WaitUntilReady();
+  Player player(session, recorder);
+  const bool ready = player.Start();
   if (ready && !options.interactive) {
     player.PlayScript(script);
   } else if (ready && IsAtTerminal()) {
@@ -132,24 +102,32 @@ int Play(const Options& options, const Script& script, Transcript& transcript) {
   } else if (ready) {
     player.PlayPipe();
   }
-  const int status = Judge(session, player, transcript, ready);
-  if (recorder.Keep()) return status;
-  return Complain("cannot write " + options.record, kFailed);
+  const bool passed = player.Finish() && !player.HadInvalidStep();
+  if (!passed) {
+    transcript.Problem("the session failed");
+  } else if (session.Endpoint().IsVisible()) {
+    transcript.Note("the session passed");
+  } else {
+    transcript.Note("the session passed on the host side only: a real device cannot be observed");
+  }
+  if (!recorder.Keep()) return PrintError("cannot write " + options.record, kFailed);
+  if (passed) return kPassed;
+  return player.HadInvalidStep() ? kWrongInput : kFailed;
 }
 
 int Run(Options options) {
   const bool clock = options.time.empty() ? options.stand_in : options.time == "clock";
   Transcript transcript({.colours = WantsColours(options.color), .verbose = options.verbose, .clock = clock});
   if (options.stand_in) {
-    interruption::CatchSignals();
+    signals::Catch();
     RunStandIn(options.setup.device, options.link, transcript);
     return Finish(kPassed, transcript.WriteError());
   }
   const Script script = options.script.empty() ? Demonstration() : ReadScript(options.script);
   if (!options.interactive) ApplyTransport(script, options);
   if (!options.script.empty() && !options.setup.device.IsVisible()) RequireVisibleDevice(script);
-  if (!MayMoveUnits(options, script)) return Complain("cancelled; nothing was sent", kWrongInput);
-  interruption::CatchSignals();  // not earlier: Ctrl-C must end the reading of a script and the question
+  if (!MayMoveUnits(options)) return PrintError("cancelled; nothing was sent", kWrongInput);
+  signals::Catch();  // not earlier: Ctrl-C must end the reading of a script and the question
   const int status = Play(options, script, transcript);
   return Finish(status, transcript.WriteError());
 }
@@ -164,11 +142,9 @@ int main(int argument_count, char** argument_values) {
     if (const auto* const options = std::get_if<Options>(&asked)) return Run(*options);
     const bool lost = std::fputs(std::get<std::string>(asked).c_str(), stdout) < 0;
     return Finish(kPassed, lost ? errno : 0);
-  } catch (const UsageError& error) {
-    return Complain(std::string(error.what()) + "\nTry torvy-simulator --help.", kWrongInput);
-  } catch (const ScriptError& error) {
-    return Complain(error.what(), kWrongInput);
+  } catch (const InputError& error) {
+    return PrintError(error.what(), kWrongInput);
   } catch (const std::system_error& error) {
-    return Complain(std::string("cannot start: ") + error.what(), kWrongInput);
+    return PrintError(std::string("cannot start: ") + error.what(), kWrongInput);
   }
 }

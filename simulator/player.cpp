@@ -4,34 +4,43 @@
 
 #include "peers/channel.h"
 #include "platform/event_pump.h"
-#include "simulator/interruption.h"
+#include "simulator/format.h"
 #include "simulator/line_editor.h"
+#include "simulator/signals.h"
+
+bool Player::Start() {
+  failed_ = !Try([this] { session_.WaitUntilReady(); });
+  return !failed_;
+}
 
 void Player::PlayScript(const Script& script) {
-  for (const Script::Line& line : script.lines) {
-    if (line.step.row->needs_visible_device && !session_.Endpoint().IsVisible()) continue;
-    failed_ = !session_.Perform(line.step, script.Position(line));
+  for (const Step& step : script.steps) {
+    if (step.row->NeedsVisibleDevice() && !session_.Endpoint().IsVisible()) continue;
+    failed_ = !Perform(step);
     if (failed_) break;
   }
 }
 
 void Player::PlayPipe() {
-  constexpr std::int32_t kSliceMilliseconds = 10;
+  constexpr std::chrono::milliseconds kSlice{10};
+  constexpr std::size_t kMaxUnfinished = 1'048'576;
   Channel input{platform::Descriptor(dup(STDIN_FILENO))};
   int number = 0;
-  while (!interruption::IsPending()) {
+  while (!signals::IsPending()) {
     // Checked before the pump runs, so that lines received before the driver ended are still performed.
     const bool last_turn = session_.DriverHasEnded() || input.Ended;
-    platform::EventPump::Instance().Run(last_turn ? 0 : kSliceMilliseconds);
-    if (input.Ended && !input.Received.empty()) input.Received += '\n';  // the last line may lack one
+    platform::EventPump::Instance().Run(last_turn ? std::chrono::milliseconds(0) : kSlice);
+    // The last line may lack an end, and a line may have none.
+    const std::size_t most = input.Ended ? 0 : kMaxUnfinished;
+    if (input.Received.size() > most) input.Received += '\n';
     std::size_t end = 0;
-    while ((end = input.Received.find('\n')) != std::string::npos && !interruption::IsPending()) {
+    while ((end = input.Received.find('\n')) != std::string::npos && !signals::IsPending()) {
       PlayLine(input.Received.substr(0, end), "standard input:" + std::to_string(++number));
       input.Received.erase(0, end + 1);
     }
     if (last_turn) break;
   }
-  if (interruption::IsPending()) failed_ = true;
+  if (signals::IsPending()) failed_ = true;
 }
 
 void Player::PlayTerminal() {
@@ -45,15 +54,53 @@ void Player::PlayTerminal() {
   }
 }
 
+bool Player::Finish() {
+  signals::Clear();  // an interrupted session still ends in order
+  const Channel* const link = session_.HostEnd().Link();
+  const bool can_ask =
+      !session_.QuitWasSent() && !session_.DriverHasEnded() && link != nullptr && link->PeerCanReceive();
+  if (can_ask) Perform(ReadStep("quit"));
+  const bool ended = Try([this] { session_.End(); });
+  return expectations_.Verdict() && ended && !failed_;
+}
+
 void Player::PlayLine(std::string_view line, const std::string& position) {
-  const Step step = ReadStep(line);
+  Step step = ReadStep(line);
+  step.position = position;
   const bool typed = position.empty();
   if (const std::string wrong = WhyNotPerformable(step); !wrong.empty()) {
     session_.Output().Problem(typed ? wrong : position + ": " + wrong);
-    if (!typed) had_wrong_line_ = true;
+    if (!typed) had_invalid_step_ = true;
     return;
   }
-  if (session_.Perform(step, position)) return;
-  const bool left = typed && interruption::TakeInterrupt();
+  if (Perform(step)) return;
+  const bool left = typed && signals::TakeInterrupt();
   if (!left || step.row->IsExpectation()) failed_ = true;
+}
+
+bool Player::Perform(const Step& step) {
+  if (step.row == nullptr) return true;
+  const auto perform = [&] {
+    platform::EventPump::Instance().Run(std::chrono::milliseconds(0));
+    if (step.row->NeedsVisibleDevice()) session_.DeviceLink();
+    recorder_.Performed(step);
+    Transcript& transcript = session_.Output();
+    const std::string_view operand = std::string_view(step.line).substr(step.line.find(' ') + 1);
+    if (step.row->IsFault()) transcript.Note("fault: " + std::string(operand));
+    step.row->perform(session_, expectations_, step);
+    if (!step.row->IsExpectation()) return;
+    session_.DeviceEnd().Show();
+    transcript.Event(Transcript::Kind::kAsExpected, Shortened(operand));
+  };
+  return Try(perform, step.position);
+}
+
+bool Player::Try(const std::function<void()>& action, const std::string& position) {
+  try {
+    action();
+    return true;
+  } catch (const StepFailed& failure) {
+    session_.Output().Problem(position.empty() ? failure.what() : position + ": " + failure.what());
+    return false;
+  }
 }

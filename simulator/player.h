@@ -3,34 +3,45 @@
 #ifndef SIMULATOR_PLAYER_H_
 #define SIMULATOR_PLAYER_H_
 
+#include <functional>
 #include <string>
 #include <string_view>
 
+#include "simulator/expectations.h"
+#include "simulator/recorder.h"
 #include "simulator/script.h"
 #include "simulator/session.h"
 
 class Player {
  public:
-  explicit Player(Session& session) : session_(session) {}
+  Player(Session& session, Recorder& recorder) : session_(session), expectations_(session), recorder_(recorder) {}
 
+  // Waits until the driver is ready for commands; returns whether it is.
+  bool Start();
   // Plays a script up to the first step that fails. Skips steps that need a visible device if it is not visible.
   void PlayScript(const Script& script);
   // Performs each line of standard input as it arrives, until the input or the driver ends.
   void PlayPipe();
   // The same at a terminal, with line editing; also ends after `quit`.
   void PlayTerminal();
-
-  // Whether a step failed, and whether a line was not a valid step. At a terminal, a mistyped line does not count, and
-  // a step ended by Ctrl-C counts only if it was an expectation.
-  bool Failed() const { return failed_; }
-  bool HadWrongLine() const { return had_wrong_line_; }
+  // Asks the driver to quit, unless it was asked or has ended, and waits for its end. Returns whether the session
+  // passed: no step failed, and the verdict of the expectations is good. At a terminal, a step ended by Ctrl-C fails
+  // only if it was an expectation.
+  bool Finish();
+  // Whether a step was invalid. At a terminal, a mistyped step does not count.
+  bool HadInvalidStep() const { return had_invalid_step_; }
 
  private:
   void PlayLine(std::string_view line, const std::string& position);
+  bool Perform(const Step& step);
+  // Returns false, with the reason in the transcript, if the action throws StepFailed.
+  bool Try(const std::function<void()>& action, const std::string& position = {});
 
   Session& session_;
+  Expectations expectations_;
+  Recorder& recorder_;
   bool failed_ = false;
-  bool had_wrong_line_ = false;
+  bool had_invalid_step_ = false;
 };
 
 #endif  // SIMULATOR_PLAYER_H_

@@ -9,7 +9,7 @@
 #include <system_error>
 
 #include "platform/clock.h"
-#include "simulator/wording.h"
+#include "simulator/format.h"
 
 namespace {
 
@@ -20,9 +20,7 @@ std::string Expectation(std::string_view words, std::string_view bytes) {
   if (text.starts_with(' ')) text.replace(0, 1, "\\20");
   std::string line = std::string(words) + ' ' + text;
   if (ReadStep(line).text == bytes) return line;
-  constexpr std::string_view kDigits = "0123456789ABCDEF";
-  const auto first = static_cast<unsigned char>(text.front());
-  text.replace(0, 1, {'\\', kDigits[first / kDigits.size()], kDigits[first % kDigits.size()]});
+  text.replace(0, 1, '\\' + TwoDigits(text.front()));
   return std::string(words) + ' ' + text;
 }
 
@@ -69,21 +67,23 @@ void Recorder::Begin(bool over_ip) {
 void Recorder::Performed(const Step& step) {
   if (!begun_ || step.row->IsExpectation() || step.row->words == "help") return;
   WriteDeviceBytes();
-  const bool waits = step.row->words == "wait";
-  WritePause();
-  Write(step.line);
-  last_event_ = platform::MonotonicNow() + std::chrono::milliseconds(waits ? step.count : 0);
+  // A pause before the driver's answer is not recorded: expectations wait.
+  constexpr std::chrono::milliseconds kMinPause{100};
+  const auto pause = std::chrono::floor<std::chrono::milliseconds>(platform::MonotonicNow() - last_event_);
+  if (pause > kMinPause) WriteWait(pause);
+  if (step.row->words != "wait") Write(step.line);
+  last_event_ = platform::MonotonicNow();
 }
 
-// Records a pause before a step. A pause before the driver's answer needs none: expectations wait.
-void Recorder::WritePause() {
-  constexpr std::chrono::milliseconds kShortest{100};
-  constexpr std::chrono::milliseconds kLongestStep{1'000'000};
-  auto pause = std::chrono::floor<std::chrono::milliseconds>(platform::MonotonicNow() - last_event_);
-  if (pause <= kShortest) return;
-  for (; pause.count() > 0; pause -= kLongestStep) {
-    Write("wait " + std::to_string(std::min(pause, kLongestStep).count()));
-  }
+void Recorder::Waited(std::chrono::milliseconds time) {
+  WriteDeviceBytes();
+  WriteWait(time);
+  last_event_ = platform::MonotonicNow();
+}
+
+void Recorder::WriteWait(std::chrono::milliseconds time) {
+  constexpr std::chrono::milliseconds kMaxStep{1'000'000};
+  for (; time.count() > 0; time -= kMaxStep) Write("wait " + std::to_string(std::min(time, kMaxStep).count()));
 }
 
 void Recorder::DeviceGot(std::string_view bytes) {
@@ -110,8 +110,10 @@ void Recorder::Ended(std::string_view console, int status) {
 }
 
 void Recorder::WriteDeviceBytes() {
-  for (std::string_view rest = device_bytes_; !rest.empty(); rest.remove_prefix(std::min(rest.size(), kMostShown))) {
-    Write(Expectation("expect", rest.substr(0, kMostShown)));
+  for (std::string_view line : DeviceLines(device_bytes_)) {
+    for (; !line.empty(); line.remove_prefix(std::min(line.size(), kMaxShown))) {
+      Write(Expectation("expect", line.substr(0, kMaxShown)));
+    }
   }
   device_bytes_.clear();
 }

@@ -22,8 +22,9 @@ class Recorder {
 
   // Starts the recording, when the driver is ready; earlier events are not recorded.
   void Begin(bool over_ip);
-  // Record what happens from then on.
+  // Record what happens from then on: Performed a step before it is performed, Waited the duration of a wait after it.
   void Performed(const Step& step);
+  void Waited(std::chrono::milliseconds time);
   void DeviceGot(std::string_view bytes);
   void Logged(std::string_view text);
   void Ended(std::string_view console, int status);
@@ -34,7 +35,7 @@ class Recorder {
   bool Keep();
 
  private:
-  void WritePause();
+  void WriteWait(std::chrono::milliseconds time);
   void WriteDeviceBytes();
   void Write(std::string_view line) { file_ << line << '\n'; }
 

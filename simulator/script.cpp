@@ -1,11 +1,13 @@
 #include "simulator/script.h"
 
+#include <array>
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <sstream>
+#include <utility>
 
 namespace {
 
@@ -32,34 +34,49 @@ bool TakeTransport(const Step& step, Script& script) {
   return true;
 }
 
-Script Read(std::istream& text, const std::string& name) {
-  Script script{.name = name, .over_ip = {}, .lines = {}};
+// Reads a file completely. The size of a pipe or a device is limited, because it may have no end.
+std::string Contents(std::istream& input, const std::string& path, const std::string& name) {
+  constexpr std::size_t kMaxBytes = 1'048'576;
+  std::error_code ignored;
+  const bool limited = !std::filesystem::is_regular_file(path, ignored);
+  std::string text;
+  std::array<char, 4096> bytes{};
+  while (input.read(bytes.data(), bytes.size()) || input.gcount() > 0) {
+    text.append(bytes.data(), static_cast<std::size_t>(input.gcount()));
+    if (limited && text.size() > kMaxBytes) throw InputError(name + " is longer than 1 MiB");
+  }
+  if (input.bad()) throw InputError("cannot read " + name);
+  return text;
+}
+
+Script Read(const std::string& contents, const std::string& name) {
+  std::istringstream text(contents);
+  Script script{.name = name, .over_ip = {}, .steps = {}};
   std::string line;
   for (int number = 1; std::getline(text, line); ++number) {
-    const Script::Line read{number, ReadStep(line)};
-    const bool first = script.lines.empty() && !script.over_ip;
-    if (first && read.step.row != nullptr && TakeTransport(read.step, script)) continue;
-    const std::string wrong = WhyNotPerformable(read.step);
-    if (!wrong.empty()) throw ScriptError(script.Position(read) + ": " + wrong);
-    if (read.step.row != nullptr) script.lines.push_back(read);
+    Step step = ReadStep(line);
+    step.position = name + ":" + std::to_string(number);
+    const bool first = script.steps.empty() && !script.over_ip;
+    if (first && step.row != nullptr && TakeTransport(step, script)) continue;
+    const std::string wrong = WhyNotPerformable(step);
+    if (!wrong.empty()) throw InputError(step.position + ": " + wrong);
+    if (step.row != nullptr) script.steps.push_back(std::move(step));
   }
-  if (text.bad()) throw ScriptError("cannot read " + name);
-  if (script.lines.empty()) throw ScriptError(name + " contains no steps");
+  if (script.steps.empty()) throw InputError(name + " contains no steps");
   return script;
 }
 
 }  // namespace
 
 Script ReadScript(const std::string& path) {
-  if (path == "-") return Read(std::cin, "standard input");
+  if (path == "-") return Read(Contents(std::cin, "/dev/stdin", "standard input"), "standard input");
   std::error_code ignored;
-  if (std::filesystem::is_directory(path, ignored)) throw ScriptError(path + " is a directory, not a script");
+  if (std::filesystem::is_directory(path, ignored)) throw InputError(path + " is a directory, not a script");
   std::ifstream file(path);
-  if (!file) throw ScriptError("cannot read " + path + ": " + std::strerror(errno));
-  return Read(file, path);
+  if (!file) throw InputError("cannot read " + path + ": " + std::strerror(errno));
+  return Read(Contents(file, path, path), path);
 }
 
 Script Demonstration() {
-  std::istringstream text(kDemonstration);
-  return Read(text, "demonstration");
+  return Read(kDemonstration, "demonstration");
 }

@@ -10,28 +10,24 @@
 
 #include "simulator/steps.h"
 
-// A script that cannot be played.
-class ScriptError : public std::runtime_error {
+// An invalid command line or script.
+class InputError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
 };
 
 struct Script {
-  struct Line {
-    int number = 0;
-    Step step;
-  };
   std::string name;
   std::optional<bool> over_ip;  // set by a first step `over ip` or `over serial`
-  std::vector<Line> lines;
-
-  // Returns "name:number", as in compiler messages.
-  std::string Position(const Line& line) const { return name + ":" + std::to_string(line.number); }
+  std::vector<Step> steps;
 };
 
-// Reads a script from a file, or from standard input if `path` is "-". Throws ScriptError if it cannot be read,
+// Reads a script from a file, or from standard input if `path` is "-". Throws InputError if it cannot be read,
 // contains no steps or contains an invalid line.
 Script ReadScript(const std::string& path);
+
+// The units that the demonstration moves.
+inline const std::string kDemonstrationUnits = "0102 and 0304";
 
 // Returns the script that is played if none is named.
 Script Demonstration();

@@ -6,10 +6,11 @@
 #include <csignal>
 
 #include "app/app.h"
+#include "peers/wait_for.h"
+#include "platform/clock.h"
 #include "platform/event_pump.h"
-
-#include "simulator/interruption.h"
-#include "simulator/wording.h"
+#include "simulator/format.h"
+#include "simulator/signals.h"
 
 namespace {
 
@@ -23,7 +24,7 @@ Session::Session(const Setup& setup, Transcript& transcript, Recorder& recorder)
     : transcript_(transcript),
       recorder_(recorder),
       endpoint_(setup.device),
-      patience_(setup.patience),
+      timeout_(setup.timeout),
       device_(setup.device),
       // In its own process group, so that Ctrl-C reaches only the simulator.
       driver_(setup.driver, DriverArguments(), [] { setpgid(0, 0); }) {
@@ -48,17 +49,16 @@ void Session::ShowEvents() {
   host_.OnHandshake = [this] {
     transcript_.Event(Kind::kDriverToHost, "handshake, connection " + Printable(*host_.ConnectionID()));
   };
-  host_.OnLog = [this](const SimulatedHost::LogLine& line) {
-    device_.ShowOverdue();
-    transcript_.Event(Kind::kDriverToHost, "log, level " + std::to_string(line.level) + ": " + Printable(line.text));
-    recorder_.Logged(line.text);
+  host_.OnLog = [this](const SimulatedHost::LogEntry& entry) {
+    transcript_.Event(Kind::kDriverToHost, "log, level " + std::to_string(entry.level) + ": " + Printable(entry.text));
+    recorder_.Logged(entry.text);
   };
   device_.OnBytes = [this](const std::string& bytes) {
-    device_bytes_ += bytes;
+    DeviceBytes += bytes;
     recorder_.DeviceGot(bytes);
   };
-  device_.OnShow = [this](int /*driver*/, const std::string& bytes) {
-    transcript_.Event(Kind::kDriverToDevice, DeviceBytesInWords(bytes));
+  device_.OnShow = [this](int /*driver*/, std::string_view line) {
+    transcript_.Event(Kind::kDriverToDevice, DeviceBytesInWords(line));
   };
   driver_.Output().OnChange = [this] { ShowConsole(); };
 }
@@ -76,165 +76,170 @@ void Session::ShowConsole() {
   }
 }
 
-bool Session::WaitUntilReady() {
+void Session::WaitUntilReady() {
   constexpr std::chrono::seconds kPauseBeforeConnecting{3};
   constexpr std::chrono::seconds kDeviceConnectLimit{10};
   const auto connected = [this] { return host_.Link() != nullptr || driver_.Status(); };
-  if (!Await(connected, "the driver to connect", kPauseBeforeConnecting)) return false;
+  Await(connected, "the driver to connect", kPauseBeforeConnecting);
   const auto ready = [this] { return host_.HasLogged(App::kReadyLine) || driver_.Status(); };
-  if (!Await(ready, "the driver to become ready", kDeviceConnectLimit)) return false;
-  logs_seen_ = host_.Log().size();
-  if (driver_.Status()) return Fail("the driver ended before it was ready");
+  Await(ready, "the driver to become ready", kDeviceConnectLimit);
+  if (driver_.Status()) throw StepFailed("the driver ended before it was ready");
   memory_when_ready_ = driver_.PeakMemoryKiB();
   recorder_.Begin(endpoint_.over_ip);
-  return true;
 }
 
-bool Session::Perform(const Step& step, const std::string& position) {
-  if (step.row == nullptr) return true;
-  position_ = position.empty() ? "" : position + ": ";
-  platform::EventPump::Instance().Run(0);
-  if (step.row->needs_visible_device && !RequireDeviceLink()) return false;
-  recorder_.Performed(step);
-  const bool passed = step.row->perform(*this, step);
-  if (passed && step.row->IsExpectation()) {
-    constexpr std::string_view kWord = "expect ";
-    device_.Show();
-    transcript_.Event(Kind::kAsExpected, Shortened(std::string_view(step.line).substr(kWord.size())));
-  }
-  return passed;
+Channel& Session::HostLink() {
+  if (host_.Link() != nullptr && host_.Link()->PeerCanReceive()) return *host_.Link();
+  throw StepFailed("the link to the driver is closed; nothing can be sent");
 }
 
-bool Session::Finish() {
-  interruption::Clear();  // an interrupted session still ends in order
-  if (!quit_sent_ && !driver_.Status() && HostCanSend()) Perform(ReadStep("quit"));
-  position_.clear();
-  if (host_.Link() == nullptr) driver_.Signal(SIGKILL);
-  if (!AwaitEnd([this] { return driver_.Status() && driver_.Output().Ended; })) return false;
-  constexpr std::int32_t kPauseMilliseconds = 20;
-  for (std::size_t before = Progress() + 1; before != Progress();) {
-    before = Progress();
-    platform::EventPump::Instance().Run(kPauseMilliseconds);
-  }
-  device_.Show();
-  recorder_.Ended(driver_.Output().Received, driver_.Status().value_or(-1));
-  transcript_.Note("the driver ended with " + ExitState());
-  bool in_order = driver_.Status() == 0;
-  if (!host_.Unexpected().empty()) {
-    in_order = Fail("the host received unexpected bytes: " + Printable(host_.Unexpected()));
-  }
-  if (device_expected_ && !device_bytes_.empty()) {
-    in_order = Fail("the device received unexpected bytes: " + DeviceBytesInWords(device_bytes_));
-  }
-  if (commands_lost_ && (device_expected_ || !device_link_closed_by_step_)) {
-    in_order = Fail("commands were lost because the device link was closed");
-  }
-  return in_order;
+Channel& Session::DeviceLink() {
+  if (!endpoint_.IsVisible()) throw StepFailed(Device::kNotVisible);
+  if (device_.Link() == nullptr) throw StepFailed("the driver has not connected to the device");
+  return *device_.Link();
 }
 
-std::string Session::ExitState() {
-  constexpr int kSignalBase = 128;
-  const int status = driver_.Status().value_or(0);
-  return status > kSignalBase ? "signal " + std::to_string(status - kSignalBase) : "status " + std::to_string(status);
-}
-
-bool Session::SendCommand(const std::string& address, const std::string& command) {
+void Session::SendCommand(const std::string& address, const std::string& command) {
   const std::string id = std::to_string(++packets_sent_);
-  NoteLostCommands();
-  return Send(DeviceCommand(address, command, id),
-              "command " + Shortened(command) + " for unit " + Shortened(address) + ", packet " + id);
+  Send(DeviceCommand(address, command, id),
+       "command " + Shortened(command) + " for unit " + Shortened(address) + ", packet " + id);
+  ReportLostCommands();
 }
 
-bool Session::ToggleDebugMode() {
-  return Send(ControllerCommand("D"), "toggle debug mode");
+void Session::SendRaw(const std::string& bytes) {
+  Send(RawDataCommand(bytes), "pass " + std::to_string(bytes.size()) + " bytes to the device");
+  ReportLostCommands();
 }
 
-bool Session::SendRaw(const std::string& bytes) {
-  NoteLostCommands();
-  return Send(RawDataCommand(bytes), "pass " + std::to_string(bytes.size()) + " bytes to the device");
-}
-
-bool Session::Quit() {
-  quit_sent_ = true;
-  return Send(ControllerCommand("Q"), "quit");
-}
-
-void Session::CloseDeviceLink() {
-  device_link_closed_by_step_ = true;
-  DeviceLink().Close();
-}
-
-bool Session::SendStream(std::int32_t count) {
+void Session::SendStream(std::int32_t count) {
   constexpr std::int32_t kUnits = 10'000;
   std::string packets;
-  NoteLostCommands();
   stream_bytes_.clear();
   for (std::int32_t i = 0; i < count; ++i) {
     const std::string address = std::to_string(kUnits + i % kUnits).substr(1);
     packets += DeviceCommand(address, "ON", std::to_string(i)).GetRawCommand();
     stream_bytes_ += address + "U";
   }
-  return SendUntilTaken(packets, "a stream of " + std::to_string(count) + " commands");
+  SendUntilTaken(packets, "a stream of " + std::to_string(count) + " commands");
 }
 
-bool Session::SendRawPackets(std::int32_t count) {
-  NoteLostCommands();
-  const std::string packet = RawDataCommand(std::string(cQuorvaneCommand::kMostRawData, '-')).GetRawCommand();
+void Session::SendRawPackets(std::int32_t count) {
+  const std::string packet = RawDataCommand(std::string(cQuorvaneCommand::kMaxRawData, '-')).GetRawCommand();
   std::string packets;
   for (std::int32_t i = 0; i < count; ++i) packets += packet;
-  return SendUntilTaken(packets, "raw data in " + std::to_string(count) + " packets");
+  SendUntilTaken(packets, "raw data in " + std::to_string(count) + " packets");
 }
 
-bool Session::Flood() {
+void Session::Flood() {
   constexpr std::size_t kQueued = 100'000;
-  if (!RequireHostLink()) return false;
   const std::string packet = DeviceCommand("0102", "ON", "1").GetRawCommand();
   std::string packets;
   while (packets.size() < kQueued) packets += packet;
+  Channel& link = HostLink();
   transcript_.Event(Kind::kHostToDriver, "continuous commands");
-  const bool ended = AwaitEnd([this, &packets] {
-    if (HostLink().CanSend() && HostLink().Unsent() < kQueued) {
-      HostLink().Send(packets);
-      bytes_sent_ += packets.size();
-    }
-    device_bytes_.clear();
-    return driver_.Status().has_value();
-  });
+  const auto ended = [&] {
+    if (link.Unsent() < kQueued) link.Send(packets);
+    DeviceBytes.clear();
+    return DriverHasEnded();
+  };
+  Await(ended, "the driver to end", kPauseAtEnd);
   recorder_.ForgetDeviceBytes();
-  return ended;
 }
 
-bool Session::RequireHostLink() {
-  return HostCanSend() || Fail("the link to the driver is closed; nothing can be sent");
+void Session::Quit() {
+  quit_sent_ = true;
+  Send(ControllerCommand("Q"), "quit");
 }
 
-bool Session::RequireDeviceLink() {
-  if (!endpoint_.IsVisible()) return Fail(Device::kNotVisible);
-  return device_.Link() != nullptr || Fail("the driver has not connected to the device");
-}
-
-// Notes that commands are lost if the device link is closed, because the driver does not reopen it. After a quit, the
-// driver may have closed the link itself.
-void Session::NoteLostCommands() {
-  if (commands_lost_ || quit_sent_ || !device_.LinkIsClosed()) return;
-  commands_lost_ = true;
-  transcript_.Problem("the device link is closed; commands sent from now on are lost");
-}
-
-bool Session::Send(cQuorvaneCommand message, const std::string& in_words) {
-  if (!RequireHostLink()) return false;
+void Session::Send(cQuorvaneCommand message, const std::string& in_words) {
+  Channel& link = HostLink();
   const std::string packet = message.GetRawCommand();
   transcript_.Event(Kind::kHostToDriver, in_words);
   transcript_.Packet(packet);
-  HostLink().Send(packet);
-  bytes_sent_ += packet.size();
-  return true;
+  link.Send(packet);
 }
 
-bool Session::SendUntilTaken(const std::string& packets, const std::string& in_words) {
-  if (!RequireHostLink()) return false;
+void Session::SendUntilTaken(const std::string& packets, const std::string& in_words) {
+  Channel& link = HostLink();
   transcript_.Event(Kind::kHostToDriver, in_words);
-  HostLink().Send(packets);
-  bytes_sent_ += packets.size();
-  return Await([this] { return HostLink().Unsent() == 0 || driver_.Status(); }, "the driver to accept the data");
+  link.Send(packets);
+  Await([&] { return link.Unsent() == 0 || driver_.Status(); }, "the driver to accept the data");
+  ReportLostCommands();
+}
+
+// Reports that commands were lost, because the driver does not reopen a closed device link. When it ends, it closes the
+// link itself.
+void Session::ReportLostCommands() {
+  const Channel* const link = device_.Link();
+  if (quit_sent_ || driver_.Status() || link == nullptr) return;
+  if (link->Ended) throw StepFailed("the device link was lost, and with it what was sent");
+  if (link->Number() < 0) transcript_.Note("a step closed the device link; what was sent is lost");
+}
+
+void Session::Wait(std::chrono::milliseconds time) {
+  const auto start = platform::MonotonicNow();
+  std::chrono::milliseconds elapsed{};
+  while (elapsed < time && !signals::IsPending()) {
+    constexpr std::chrono::milliseconds kSlice{50};
+    platform::EventPump::Instance().Run(std::min(time - elapsed, kSlice));
+    elapsed = std::chrono::floor<std::chrono::milliseconds>(platform::MonotonicNow() - start);
+  }
+  recorder_.Waited(std::min(elapsed, time));
+  if (signals::IsPending()) throw StepFailed("interrupted");
+}
+
+std::size_t Session::Progress() {
+  const std::size_t unsent = host_.Link() == nullptr ? 0 : host_.Link()->Unsent();
+  return device_.BytesSeen() + host_.Log().size() + driver_.Output().Received.size() - unsent;
+}
+
+void Session::Await(const std::function<bool()>& condition, const std::string& what,
+                    std::chrono::seconds driver_pause) {
+  // Progress restarts the timeout, so that a slow machine does not fail the session; the total is bounded. Once the
+  // driver has ended, only its remaining output can still arrive.
+  constexpr int kMaxTimeouts = 20;
+  constexpr int kMaxPassesAfterEnd = 20;
+  WaitBudget budget(timeout_ + driver_pause, kMaxTimeouts);
+  int passes_after_end = 0;
+  std::size_t before = Progress();
+  while (!condition()) {
+    if (signals::IsPending()) throw StepFailed("interrupted while waiting for " + what);
+    if (transcript_.WriteError() != 0) throw StepFailed("standard output cannot be written");
+    passes_after_end = driver_.Status() ? passes_after_end + 1 : 0;
+    if (passes_after_end > kMaxPassesAfterEnd) throw StepFailed("the driver has ended; gave up waiting for " + what);
+    if (!budget.Wait()) throw StepFailed("timed out waiting for " + what);
+    if (const std::size_t now = Progress(); now != before) {
+      before = now;
+      budget.Renew();
+      passes_after_end = 0;
+    }
+  }
+}
+
+void Session::AwaitEnd() {
+  Await([this] { return DriverHasEnded(); }, "the driver to end", kPauseAtEnd);
+}
+
+void Session::End() {
+  const bool killed = host_.Link() == nullptr && !driver_.Status();
+  if (killed) driver_.Signal(SIGKILL);
+  AwaitEnd();
+  constexpr std::chrono::seconds kOutputTimeout{1};
+  const bool output_ended = WaitFor([this] { return driver_.Output().Ended; }, kOutputTimeout);
+  constexpr std::chrono::milliseconds kPause{20};
+  for (std::size_t before = Progress() + 1; before != Progress();) {
+    before = Progress();
+    platform::EventPump::Instance().Run(kPause);
+  }
+  device_.Show();
+  recorder_.Ended(driver_.Output().Received, driver_.Status().value_or(-1));
+  transcript_.Note(killed ? "the driver had not connected; the simulator killed it"
+                          : "the driver ended with " + ExitState());
+  if (!output_ended) transcript_.Note("a process that the driver started still has the driver's standard output open");
+}
+
+std::string Session::ExitState() {
+  constexpr int kSignalBase = 128;
+  const int status = driver_.Status().value_or(0);
+  return status > kSignalBase ? "signal " + std::to_string(status - kSignalBase) : "status " + std::to_string(status);
 }

@@ -3,7 +3,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdio>
 #include <filesystem>
 #include <optional>
 #include <string>
@@ -11,8 +10,8 @@
 #include <utility>
 
 #include "platform/event_pump.h"
-#include "simulator/interruption.h"
-#include "simulator/wording.h"
+#include "simulator/format.h"
+#include "simulator/signals.h"
 
 namespace {
 
@@ -21,14 +20,8 @@ class SymbolicLink {
  public:
   SymbolicLink(std::string path, std::string target) : path_(std::move(path)), target_(std::move(target)) {
     std::error_code error;
-    const std::filesystem::file_status status = std::filesystem::symlink_status(path_, error);
-    if (std::filesystem::exists(status) && !std::filesystem::is_symlink(status)) Fail(EEXIST);
-    const std::string fresh = path_ + "." + std::to_string(getpid()) + ".new";
-    if (symlink(target_.c_str(), fresh.c_str()) != 0) Fail(errno);
-    if (std::rename(fresh.c_str(), path_.c_str()) == 0) return;
-    const int reason = errno;
-    unlink(fresh.c_str());
-    Fail(reason);
+    if (std::filesystem::is_symlink(path_, error)) unlink(path_.c_str());
+    if (symlink(target_.c_str(), path_.c_str()) != 0) throw std::system_error(errno, std::generic_category(), path_);
   }
   ~SymbolicLink() {
     // Keep the link if another process has replaced it.
@@ -39,8 +32,6 @@ class SymbolicLink {
   SymbolicLink& operator=(const SymbolicLink&) = delete;
 
  private:
-  [[noreturn]] void Fail(int error) const { throw std::system_error(error, std::generic_category(), path_); }
-
   std::string path_;
   std::string target_;
 };
@@ -52,13 +43,13 @@ std::string DriverName(int driver) {
 }  // namespace
 
 void RunStandIn(const Device::Endpoint& endpoint, const std::string& link, Transcript& transcript) {
-  constexpr std::int32_t kSliceMilliseconds = 200;
+  constexpr std::chrono::milliseconds kSlice{200};
   using Kind = Transcript::Kind;
   Device device(endpoint);
   device.StayForNextDriver();
-  device.OnShow = [&](int driver, const std::string& bytes) {
+  device.OnShow = [&](int driver, std::string_view line) {
     const std::string sender = driver == 0 ? "" : DriverName(driver) + ": ";
-    transcript.Event(Kind::kDriverToDevice, sender + DeviceBytesInWords(bytes));
+    transcript.Event(Kind::kDriverToDevice, sender + DeviceBytesInWords(line));
   };
   device.OnLink = [&](int driver, bool connected) {
     transcript.Event(Kind::kDriverToDevice, DriverName(driver) + (connected ? " connected" : " disconnected"));
@@ -72,8 +63,7 @@ void RunStandIn(const Device::Endpoint& endpoint, const std::string& link, Trans
     transcript.Note("the interface is at address " + names.front() + ", port " + names.back());
   }
   transcript.Note("Enter this in the host's settings. Press Ctrl-C to stop.");
-  while (!interruption::IsPending() && transcript.WriteError() == 0) {
-    platform::EventPump::Instance().Run(kSliceMilliseconds);
-    device.ShowOverdue();
+  while (!signals::IsPending() && transcript.WriteError() == 0) {
+    platform::EventPump::Instance().Run(kSlice);
   }
 }

@@ -3,165 +3,82 @@
 #include <array>
 #include <csignal>
 
+#include "simulator/expectations.h"
 #include "simulator/session.h"
 #include "simulator/steps.h"
 
 namespace {
 
 using Takes = StepRow::Takes;
-
-// Wraps a fault as the action of a row.
-template <void (*kInject)(Session& session)>
-bool Fault(Session& session, const Step& step) {
-  constexpr std::string_view kWord = "fault ";
-  session.Output().Note("fault: " + std::string(step.row->words.substr(kWord.size())));
-  kInject(session);
-  return true;
-}
-
-void PauseDevice(Session& session) {
-  session.DeviceLink().Paused = true;
-}
-void ResumeDevice(Session& session) {
-  session.DeviceLink().Paused = false;
-}
-void CloseDevice(Session& session) {
-  session.CloseDeviceLink();
-}
-void PauseHost(Session& session) {
-  session.HostLink().Paused = true;
-}
-void CloseHost(Session& session) {
-  session.HostLink().Close();
-}
-void ResetHost(Session& session) {
-  session.HostLink().Reset();
-}
-void FinishHost(Session& session) {
-  session.HostLink().FinishSending();
-}
-void StopDriver(Session& session) {
-  session.Driver().Signal(SIGSTOP);
-}
-void ContinueDriver(Session& session) {
-  session.Driver().Signal(SIGCONT);
-}
-
-bool SendCommand(Session& session, const Step& step) {
-  return session.SendCommand(step.address, step.text);
-}
-bool Quit(Session& session, const Step& /*step*/) {
-  return session.Quit();
-}
+using Use = StepRow::Use;
 
 constexpr std::array kRows{
-    StepRow{.words = "",
-            .operand = "ADDRESS COMMAND",
-            .takes = Takes::kCommand,
-            .help = "send a command (ON, OFF or Stop) to the unit at an address: 0102 ON",
-            .perform = SendCommand},
-    StepRow{.words = "command",
-            .operand = "ADDRESS COMMAND",
-            .takes = Takes::kCommand,
-            .help = "the same, for an address without a digit",
-            .perform = SendCommand},
-    StepRow{.words = "debug",
-            .help = "turn the driver's debug mode on or off",
-            .perform = [](Session& session, const Step&) { return session.ToggleDebugMode(); }},
-    StepRow{.words = "raw",
-            .operand = "BYTE...",
-            .takes = Takes::kBytes,
-            .help = "send bytes to the device unchanged: raw 01 2A FF",
-            .perform = [](Session& session, const Step& step) { return session.SendRaw(step.text); }},
-    StepRow{.words = "stream",
-            .operand = "COUNT",
-            .takes = Takes::kCount,
-            .help = "send this many ON commands at once, to units 0000 and up",
-            .perform = [](Session& session, const Step& step) { return session.SendStream(step.count); }},
-    StepRow{.words = "wait",
-            .operand = "MILLISECONDS",
-            .takes = Takes::kCount,
-            .help = "wait for this many milliseconds",
-            .perform = [](Session& session, const Step& step) { return session.Wait(step.count); }},
-    StepRow{.words = "expect",
-            .operand = "BYTES",
-            .takes = Takes::kText,
-            .help = "the device receives these bytes next: expect 0102U; from then on, unexpected bytes fail the "
-                    "session",
-            .perform = [](Session& session, const Step& step) { return session.ExpectDevice(step.text); },
-            .needs_visible_device = true},
-    StepRow{.words = "expect stream",
-            .help = "the device receives the last stream, complete and in order",
-            .perform = [](Session& session, const Step&) { return session.ExpectStream(); },
-            .needs_visible_device = true},
-    StepRow{.words = "expect log",
-            .operand = "TEXT",
-            .takes = Takes::kText,
-            .help = "the driver logs this line to the host",
-            .perform = [](Session& session, const Step& step) { return session.ExpectLog(step.text); }},
-    StepRow{.words = "expect console",
-            .operand = "TEXT",
-            .takes = Takes::kText,
-            .help = "the driver's console shows this text",
-            .perform = [](Session& session, const Step& step) { return session.ExpectConsole(step.text); }},
-    StepRow{.words = "expect end",
-            .help = "the driver exits by itself, with status 0",
-            .perform = [](Session& session, const Step&) { return session.ExpectEnd(); }},
-    StepRow{.words = "fault device pause",
-            .help = "the device stops reading",
-            .perform = Fault<PauseDevice>,
-            .needs_visible_device = true},
-    StepRow{.words = "fault device resume",
-            .help = "the device resumes reading",
-            .perform = Fault<ResumeDevice>,
-            .needs_visible_device = true},
-    StepRow{.words = "fault device close",
-            .help = "the device closes its link, or its adapter is unplugged",
-            .perform = Fault<CloseDevice>,
-            .needs_visible_device = true},
-    StepRow{.words = "fault host pause", .help = "the host stops reading", .perform = Fault<PauseHost>},
-    StepRow{.words = "fault host close", .help = "the host closes its link normally", .perform = Fault<CloseHost>},
-    StepRow{.words = "fault host reset", .help = "the host resets its link", .perform = Fault<ResetHost>},
-    StepRow{
-        .words = "fault host finish", .help = "the host stops sending but still reads", .perform = Fault<FinishHost>},
-    StepRow{
-        .words = "fault driver stop", .help = "the driver process is stopped (SIGSTOP)", .perform = Fault<StopDriver>},
-    StepRow{.words = "fault driver continue",
-            .help = "the driver process is continued (SIGCONT)",
-            .perform = Fault<ContinueDriver>},
-    StepRow{.words = "over ip", .help = "first step of a script: connect to the device over TCP", .perform = nullptr},
-    StepRow{.words = "over serial",
-            .help = "first step of a script: connect to the device over a serial line",
-            .perform = nullptr},
-    StepRow{.words = "quit", .help = "ask the driver to quit; at a terminal, also ends the session", .perform = Quit},
-    StepRow{.words = "exit", .help = "the same as quit", .perform = Quit},
-    StepRow{.words = "help",
-            .help = "show this list; a line that begins with # is a comment",
-            .perform =
-                [](Session& session, const Step&) {
-                  session.Output().Note(StepsHelp());
-                  return true;
-                }},
-    StepRow{.words = "fill",
-            .operand = "COUNT",
-            .takes = Takes::kCount,
-            .help = "send this many packets of 244 raw bytes at once",
-            .perform = [](Session& session, const Step& step) { return session.SendRawPackets(step.count); },
-            .tests_driver = true},
-    StepRow{.words = "flood",
-            .help = "send device commands continuously until the driver exits",
-            .perform = [](Session& session, const Step&) { return session.Flood(); },
-            .tests_driver = true},
-    StepRow{.words = "expect idle",
-            .help = "the driver becomes idle",
-            .perform = [](Session& session, const Step&) { return session.ExpectIdle(); },
-            .tests_driver = true},
-    StepRow{.words = "expect memory",
-            .operand = "MIB",
-            .takes = Takes::kCount,
-            .help = "after the driver has exited: since it was ready, its memory grew by less than this many MiB",
-            .perform = [](Session& session, const Step& step) { return session.ExpectMemory(step.count); },
-            .tests_driver = true},
+    StepRow(Use::kAlways, "", {"ADDRESS COMMAND", Takes::kCommand},
+            "send a command (ON, OFF or Stop) to the unit at an address: 0102 ON",
+            [](Session& session, Expectations&, const Step& step) { session.SendCommand(step.address, step.text); }),
+    StepRow(Use::kAlways, "command", {"ADDRESS COMMAND", Takes::kCommand}, "the same, for an address without a digit",
+            [](Session& session, Expectations&, const Step& step) { session.SendCommand(step.address, step.text); }),
+    StepRow(Use::kAlways, "debug", {}, "turn the driver's debug mode on or off",
+            [](Session& session, Expectations&, const Step&) {
+              session.Send(ControllerCommand("D"), "toggle debug mode");
+            }),
+    StepRow(Use::kAlways, "raw", {"BYTE...", Takes::kBytes}, "send bytes to the device unchanged: raw 01 2A FF",
+            [](Session& session, Expectations&, const Step& step) { session.SendRaw(step.text); }),
+    StepRow(Use::kAlways, "stream", {"COUNT", Takes::kCount},
+            "send this many ON commands at once, to units 0000 and up",
+            [](Session& session, Expectations&, const Step& step) { session.SendStream(step.count); }),
+    StepRow(
+        Use::kAlways, "wait", {"MILLISECONDS", Takes::kCount}, "wait for this many milliseconds",
+        [](Session& session, Expectations&, const Step& step) { session.Wait(std::chrono::milliseconds(step.count)); }),
+    StepRow(Use::kVisibleDevice, "expect", {"BYTES", Takes::kText},
+            "the device receives these bytes next: expect 0102U; from then on, unexpected bytes fail the session",
+            [](Session&, Expectations& expected, const Step& step) { expected.DeviceReceives(step.text); }),
+    StepRow(Use::kVisibleDevice, "expect stream", {}, "the device receives the last stream, complete and in order",
+            [](Session&, Expectations& expected, const Step&) { expected.DeviceReceivesStream(); }),
+    StepRow(Use::kAlways, "expect log", {"TEXT", Takes::kText}, "the driver logs this text to the host",
+            [](Session&, Expectations& expected, const Step& step) { expected.DriverLogs(step.text); }),
+    StepRow(Use::kAlways, "expect console", {"TEXT", Takes::kText}, "the driver's console shows this text",
+            [](Session&, Expectations& expected, const Step& step) { expected.ConsoleShows(step.text); }),
+    StepRow(Use::kAlways, "expect end", {}, "the driver exits by itself, with status 0",
+            [](Session&, Expectations& expected, const Step&) { expected.DriverEnds(); }),
+    StepRow(Use::kVisibleDevice, "fault device pause", {}, "the device stops reading",
+            [](Session& session, Expectations&, const Step&) { session.DeviceLink().Paused = true; }),
+    StepRow(Use::kVisibleDevice, "fault device resume", {}, "the device resumes reading",
+            [](Session& session, Expectations&, const Step&) { session.DeviceLink().Paused = false; }),
+    StepRow(Use::kVisibleDevice, "fault device close", {}, "the device closes its link, or its adapter is unplugged",
+            [](Session& session, Expectations&, const Step&) { session.DeviceLink().Close(); }),
+    StepRow(Use::kAlways, "fault host pause", {}, "the host stops reading",
+            [](Session& session, Expectations&, const Step&) { session.HostEnd().Link()->Paused = true; }),
+    StepRow(Use::kAlways, "fault host resume", {}, "the host resumes reading",
+            [](Session& session, Expectations&, const Step&) { session.HostEnd().Link()->Paused = false; }),
+    StepRow(Use::kAlways, "fault host close", {}, "the host closes its link normally",
+            [](Session& session, Expectations&, const Step&) { session.HostEnd().Link()->Close(); }),
+    StepRow(Use::kAlways, "fault host reset", {}, "the host resets its link",
+            [](Session& session, Expectations&, const Step&) { session.HostEnd().Link()->Reset(); }),
+    StepRow(Use::kAlways, "fault host finish", {}, "the host stops sending but still reads",
+            [](Session& session, Expectations&, const Step&) { session.HostEnd().Link()->FinishSending(); }),
+    StepRow(Use::kAlways, "fault driver stop", {}, "the driver process is stopped (SIGSTOP)",
+            [](Session& session, Expectations&, const Step&) { session.Driver().Signal(SIGSTOP); }),
+    StepRow(Use::kAlways, "fault driver continue", {}, "the driver process is continued (SIGCONT)",
+            [](Session& session, Expectations&, const Step&) { session.Driver().Signal(SIGCONT); }),
+    StepRow(Use::kAlways, "over ip", {}, "first step of a script: connect to the device over TCP", nullptr),
+    StepRow(Use::kAlways, "over serial", {}, "first step of a script: connect to the device over a serial line",
+            nullptr),
+    StepRow(Use::kAlways, "quit", {}, "ask the driver to quit; at a terminal, also ends the session",
+            [](Session& session, Expectations&, const Step&) { session.Quit(); }),
+    StepRow(Use::kAlways, "exit", {}, "the same as quit",
+            [](Session& session, Expectations&, const Step&) { session.Quit(); }),
+    StepRow(Use::kAlways, "help", {}, "show this list; a line that begins with # is a comment",
+            [](Session& session, Expectations&, const Step&) { session.Output().Note(StepsHelp()); }),
+    StepRow(Use::kDriverTest, "fill", {"COUNT", Takes::kCount}, "send this many packets of 244 raw bytes at once",
+            [](Session& session, Expectations&, const Step& step) { session.SendRawPackets(step.count); }),
+    StepRow(Use::kDriverTest, "flood", {}, "send device commands continuously until the driver exits",
+            [](Session& session, Expectations&, const Step&) { session.Flood(); }),
+    StepRow(Use::kDriverTest, "expect idle", {}, "the driver becomes idle",
+            [](Session&, Expectations& expected, const Step&) { expected.DriverBecomesIdle(); }),
+    StepRow(Use::kDriverTest, "expect memory", {"MIB", Takes::kCount},
+            "after the driver has exited: since it was ready, its memory grew by less than this many MiB",
+            [](Session&, Expectations& expected, const Step& step) { expected.MemoryGrewByLessThan(step.count); }),
 };
 
 }  // namespace

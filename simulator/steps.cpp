@@ -4,15 +4,16 @@
 #include <charconv>
 #include <optional>
 
+#include "device/actions.h"
 #include "message/quorvane_command.h"
 #include "platform/text.h"
-#include "simulator/wording.h"
+#include "simulator/format.h"
 
 namespace {
 
 using Takes = StepRow::Takes;
 constexpr std::string_view kBlanks = " \t\r";
-constexpr std::int32_t kLargestCount = 1'000'000;
+constexpr std::int32_t kMaxCount = 1'000'000;
 
 // Removes the first word and the blanks around it from a line; returns the word.
 std::string_view TakeWord(std::string_view& line) {
@@ -60,7 +61,7 @@ std::string ReadBytes(std::string_view rest, Step& step) {
     step.text += *byte;
   }
   if (step.text.empty()) return "takes bytes in hexadecimal, such as 01 2A FF";
-  if (step.text.size() > cQuorvaneCommand::kMostRawData)
+  if (step.text.size() > cQuorvaneCommand::kMaxRawData)
     return "takes at most 244 bytes, the most that one packet carries";
   return {};
 }
@@ -68,22 +69,22 @@ std::string ReadBytes(std::string_view rest, Step& step) {
 std::string ReadCount(std::string_view rest, Step& step) {
   const auto [end, error] = std::from_chars(rest.data(), rest.data() + rest.size(), step.count);
   const bool number = error == std::errc() && end == rest.data() + rest.size();
-  if (number && step.count > 0 && step.count <= kLargestCount) return {};
+  if (number && step.count > 0 && step.count <= kMaxCount) return {};
   std::string wrong = "takes a number from 1 to 1000000";
   if (!rest.empty()) wrong += "; " + Quoted(rest) + " is not one";
   return wrong;
 }
 
 std::string ReadCommand(std::string_view rest, Step& step) {
-  constexpr std::size_t kMostBytes = 65'000;  // the packet, with its keys and lengths, is limited to 65535
-  if (rest.size() > kMostBytes) return "takes at most 65000 bytes; more would not fit in a packet";
+  constexpr std::size_t kMaxBytes = 65'000;  // the packet, with its keys and lengths, is limited to 65535
+  if (rest.size() > kMaxBytes) return "takes at most 65000 bytes; more would not fit in a packet";
   step.address = TakeWord(rest);
   step.text = rest;
   return step.text.empty() ? "takes an address and a command: 0102 ON" : "";
 }
 
 std::string ReadOperand(std::string_view rest, Step& step) {
-  switch (step.row->takes) {
+  switch (step.row->operand.kind) {
     case Takes::kNothing:
       return rest.empty() ? "" : "takes no operand, but is followed by " + Quoted(rest);
     case Takes::kText:
@@ -98,6 +99,13 @@ std::string ReadOperand(std::string_view rest, Step& step) {
   return {};
 }
 
+// Returns a hint for a line that is not a step. `rest` is what follows its first word.
+std::string HintFor(std::string_view line, std::string_view rest) {
+  const auto is_action = [rest](const TorvyAction& action) { return platform::EqualIgnoringCase(action.name, rest); };
+  if (std::ranges::none_of(kTorvyActions, is_action)) return "help lists all steps";
+  return "to send a device command to an address without a digit: " + Shortened("command " + std::string(line));
+}
+
 Step NoStep(std::string_view line, std::string why) {
   return {.line = std::string(line), .wrong = std::move(why)};
 }
@@ -106,11 +114,13 @@ Step NoStep(std::string_view line, std::string why) {
 
 std::string StepRow::Usage() const {
   std::string usage(words);
-  if (!words.empty() && !operand.empty()) usage += ' ';
-  return usage += operand;
+  if (!words.empty() && !operand.name.empty()) usage += ' ';
+  return usage += operand.name;
 }
 
 Step ReadStep(std::string_view line) {
+  constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+  if (line.starts_with(kByteOrderMark)) line.remove_prefix(kByteOrderMark.size());
   line = line.substr(0, line.find_last_not_of(kBlanks) + 1);
   line.remove_prefix(std::min(line.find_first_not_of(kBlanks), line.size()));
   if (line.empty() || line.starts_with('#')) return {.line = std::string(line)};
@@ -120,7 +130,7 @@ Step ReadStep(std::string_view line) {
   if (step.row == nullptr) {
     // A first word without a digit is taken for a mistyped step, not for the address of a unit.
     const bool address = word.find_first_of("0123456789") != std::string_view::npos;
-    if (!address) return NoStep(line, "unknown step " + Quoted(line) + "; help lists all steps");
+    if (!address) return NoStep(line, "unknown step " + Quoted(line) + "; " + HintFor(line, rest));
     step.row = &StepRows().front();
   }
   const std::string wrong = ReadOperand(After(step.row->words, line).value_or(""), step);
@@ -154,7 +164,8 @@ std::string HelpRow(std::string_view name, std::string_view meaning) {
 std::string StepsHelp() {
   std::string steps;
   std::string for_tests;
-  for (const StepRow& row : StepRows()) (row.tests_driver ? for_tests : steps) += HelpRow(row.Usage(), row.help);
+  for (const StepRow& row : StepRows())
+    (row.use == StepRow::Use::kDriverTest ? for_tests : steps) += HelpRow(row.Usage(), row.help);
   for_tests.pop_back();
   return steps + "\nFor testing a driver:\n" + for_tests;
 }

@@ -9,6 +9,7 @@
 #include <string_view>
 #include <vector>
 
+class Expectations;
 class Session;
 struct StepRow;
 
@@ -16,6 +17,7 @@ struct StepRow;
 struct Step {
   const StepRow* row = nullptr;  // null for an empty line, a comment or an invalid line
   std::string line{};            // as written in the script
+  std::string position{};        // of the line, as in compiler messages: "file:7"; empty if it was typed
   std::string text{};            // the operand: a text, bytes, or a command for the unit at `address`
   std::string address{};
   std::int32_t count = 0;  // the operand, if it is a number
@@ -23,17 +25,26 @@ struct Step {
 };
 
 struct StepRow {
+  enum class Use { kAlways, kVisibleDevice, kDriverTest };
   enum class Takes { kNothing, kText, kBytes, kCount, kCommand };
+  struct Operand {
+    std::string_view name = {};  // as in the help
+    Takes kind = Takes::kNothing;
+  };
+  using Action = void (*)(Session& session, Expectations& expected, const Step& step);
 
-  std::string_view words;         // what the line begins with; empty for a device command
-  std::string_view operand = {};  // as named in the help
-  Takes takes = Takes::kNothing;
+  Use use;                 // needs the interface's end of the link; or is useful only for testing a driver
+  std::string_view words;  // what the line begins with; empty for a device command
+  Operand operand;
   std::string_view help;
-  bool (*perform)(Session& session, const Step& step);  // returns false on failure; null for `over` steps
-  bool needs_visible_device = false;                    // uses the interface's end of the link
-  bool tests_driver = false;                            // useful only for testing a driver
+  Action perform;  // throws StepFailed; null for `over` steps
 
+  constexpr StepRow(Use used, std::string_view begin, Operand taken, std::string_view meaning, Action action)
+      : use(used), words(begin), operand(taken), help(meaning), perform(action) {}
+
+  bool NeedsVisibleDevice() const { return use == Use::kVisibleDevice; }
   bool IsExpectation() const { return words.starts_with("expect"); }
+  bool IsFault() const { return words.starts_with("fault"); }
   // Returns the step as shown in the help.
   std::string Usage() const;
 };

@@ -41,7 +41,7 @@ _torvy_simulator() {
     --port | --other-end) _torvy_simulator_ports "$current" ;;
     --driver) _torvy_simulator_programs "$current" ;;
     --script | --record | --link) _torvy_simulator_files "$current" ;;
-    --device | --listen | --patience) ;;
+    --device | --listen | --timeout) ;;
     *)
       mapfile -t COMPREPLY < <(compgen -W "$("$1" --help 2>/dev/null | grep -oE '^  (-h, )?--[a-z-]+' | grep -oE -- '--[a-z-]+')" -- "$current")
       ;;

@@ -7,62 +7,56 @@
 
 #include "message/quorvane_command.h"
 #include "platform/clock.h"
-#include "platform/text.h"
-#include "simulator/wording.h"
+#include "simulator/format.h"
 
 namespace {
 
-struct Look {
+struct LineStyle {
   std::string_view name;
   std::string_view colour;
 };
-constexpr std::array<Look, 5> kLooks{{{"host -> driver  ", "\x1b[36m"},
-                                      {"host <- driver  ", "\x1b[33m"},
-                                      {"driver -> device", "\x1b[32;1m"},
-                                      {"driver's console", "\x1b[35m"},
-                                      {"as expected     ", "\x1b[32m"}}};
+constexpr std::array<LineStyle, 5> kLineStyles{{{"host -> driver  ", "\x1b[36m"},
+                                                {"host <- driver  ", "\x1b[33m"},
+                                                {"driver -> device", "\x1b[32;1m"},
+                                                {"driver's console", "\x1b[35m"},
+                                                {"as expected     ", "\x1b[32m"}}};
 constexpr std::string_view kProblemColour = "\x1b[31;1m";
 constexpr std::string_view kPlain = "\x1b[0m";
-
-std::string HexadecimalBytes(std::string_view bytes) {
-  std::string text;
-  for (const char byte : bytes) {
-    const std::string digits = platform::ToHexadecimal(static_cast<unsigned char>(byte));
-    if (!text.empty()) text += ' ';
-    text += digits.size() < 2 ? "0" + digits : digits;
-  }
-  return text;
-}
 
 }  // namespace
 
 Transcript::Transcript(Style style) : style_(style), start_(platform::MonotonicNow()) {}
 
 void Transcript::Event(Kind kind, std::string_view text) {
-  const Look& look = kLooks.at(static_cast<std::size_t>(kind));
-  Print(Time() + "  " + std::string(look.name) + "  " + std::string(text), look.colour);
+  const LineStyle& line_style = kLineStyles.at(static_cast<std::size_t>(kind));
+  Print(Time() + "  " + std::string(line_style.name) + "  " + std::string(text), line_style.colour);
 }
 
-std::string Transcript::Time() const {
+std::string Transcript::Time() {
   std::array<char, 32> text{};
-  if (style_.clock) {
-    std::timespec now{};
-    std::timespec_get(&now, TIME_UTC);
-    std::tm local{};
-    localtime_r(&now.tv_sec, &local);
-    constexpr long kNanosecondsPerMillisecond = 1'000'000;
-    std::snprintf(text.data(), text.size(), "%02d:%02d:%02d.%03ld", local.tm_hour, local.tm_min, local.tm_sec,
-                  now.tv_nsec / kNanosecondsPerMillisecond);
-  } else {
+  if (!style_.clock) {
     const std::chrono::duration<double> elapsed = platform::MonotonicNow() - start_;
     std::snprintf(text.data(), text.size(), "%8.3f s", elapsed.count());
+    return text.data();
   }
+  constexpr long kNanosecondsPerMillisecond = 1'000'000;
+  std::timespec now{};
+  std::timespec_get(&now, TIME_UTC);
+  std::tm local{};
+  localtime_r(&now.tv_sec, &local);
+  std::strftime(text.data(), text.size(), "%Y-%m-%d", &local);
+  if (date_ != text.data()) Note(date_ = text.data());
+  const std::size_t length = std::strftime(text.data(), text.size(), "%H:%M:%S", &local);
+  std::snprintf(&text.at(length), text.size() - length, ".%03ld", now.tv_nsec / kNanosecondsPerMillisecond);
   return text.data();
 }
 
 void Transcript::Packet(const std::string& bytes) {
   if (!style_.verbose) return;
-  PrintDetail(HexadecimalBytes(bytes));
+  std::string digits;
+  for (const char byte : bytes) digits += TwoDigits(byte) + ' ';
+  digits.pop_back();
+  PrintDetail(digits);
   cQuorvaneCommand packet;
   if (bytes.starts_with('J')) {
     packet.initFromMultiPacket(bytes);
@@ -79,10 +73,6 @@ void Transcript::Packet(const std::string& bytes) {
   }
 }
 
-void Transcript::Note(std::string_view text) {
-  Print(text, {});
-}
-
 void Transcript::Problem(std::string_view text) {
   Print(text, kProblemColour);
 }
@@ -92,21 +82,12 @@ void Transcript::PrintDetail(const std::string& text) {
 }
 
 void Transcript::Print(std::string_view line, std::string_view colour) {
-  std::string text;
-  if (style_.colours && !colour.empty()) {
-    text += colour;
-    text += line;
-    text += kPlain;
-  } else {
-    text += line;
-  }
+  const bool coloured = style_.colours && !colour.empty();
+  std::string text(line);
+  if (coloured) text = std::string(colour) + text + std::string(kPlain);
   text += '\n';
   if (BeforeLine) BeforeLine();
-  Write(text);
-  if (AfterLine) AfterLine();
-}
-
-void Transcript::Write(std::string_view text) {
   const bool written = std::fwrite(text.data(), 1, text.size(), stdout) == text.size() && std::fflush(stdout) == 0;
   if (!written && write_error_ == 0) write_error_ = errno;
+  if (AfterLine) AfterLine();
 }

@@ -15,7 +15,7 @@ class Transcript {
   struct Style {
     bool colours = false;
     bool verbose = false;  // also shows the bytes and debug text of every packet
-    bool clock = false;    // shows the time of day instead of seconds since the start
+    bool clock = false;    // shows the date and time of day instead of seconds since the start
   };
 
   explicit Transcript(Style style);
@@ -25,7 +25,7 @@ class Transcript {
   // If verbose, prints a packet's bytes and its entries or debug text.
   void Packet(const std::string& bytes);
   // Print a message of the simulator, and one about a failure.
-  void Note(std::string_view text);
+  void Note(std::string_view text) { Print(text, {}); }
   void Problem(std::string_view text);
 
   // Called before and after each line that is printed, to hide and redraw a line being edited on the same terminal.
@@ -36,13 +36,14 @@ class Transcript {
   int WriteError() const { return write_error_; }
 
  private:
-  std::string Time() const;
+  // Returns the time to show. If it is the time of day, first prints the date when it has changed.
+  std::string Time();
   void PrintDetail(const std::string& text);
   void Print(std::string_view line, std::string_view colour);
-  void Write(std::string_view text);
 
   Style style_;
   std::chrono::nanoseconds start_;
+  std::string date_;
   int write_error_ = 0;
 };
 

@@ -84,7 +84,7 @@ TEST_P(Ports, PassInputToReceiver) {
   EXPECT_EQ(receiver->data, "heard");
   port->PortSetParent(nullptr);
   SendFromDevice("dropped");
-  platform::EventPump::Instance().Run(0);
+  platform::EventPump::Instance().Run(std::chrono::milliseconds(0));
   EXPECT_EQ(receiver->data, "heard");
 }
 

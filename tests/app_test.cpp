@@ -57,7 +57,7 @@ class AppTest : public testing::Test {
   // Stops time until the host has received the ready entry; the host then sends `message`.
   void SendWhenReady(const cQuorvaneCommand& message) {
     clock.may_pass = [this] { return State().Driver == nullptr || host.HasLogged(App::kReadyLine); };
-    host.OnLog = [this, message](const SimulatedHost::LogLine& line) {
+    host.OnLog = [this, message](const SimulatedHost::LogEntry& line) {
       if (line.text == App::kReadyLine) host.Send(message);
     };
   }

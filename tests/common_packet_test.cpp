@@ -62,7 +62,7 @@ TEST(CommonPacket, BuildsTailForCommand) {
   EXPECT_EQ(message.GetRawCommand(), Bytes("58 10 61 41 4C 58 00 30 58 03 01 02 03 20 20 0D"));
   message.SetRawData("123456");
   EXPECT_EQ(message.GetRawCommand(), Bytes("58 11 61 41 4C 58 00 30 58 06 31 32 33 34 35 36 0D"));
-  message.SetRawData(std::string(cQuorvaneCommand::kMostRawData, 'r'));
+  message.SetRawData(std::string(cQuorvaneCommand::kMaxRawData, 'r'));
   EXPECT_EQ(message.GetRawCommand()[1], '\xFF');
 }
 

@@ -12,7 +12,7 @@
 
 #include "host/host_socket.h"
 #include "peers/simulated_host.h"
-#include "peers/waiting.h"
+#include "peers/wait_for.h"
 
 class ConnectedSocket : public cQuorvaneDeviceSocket {
  public:

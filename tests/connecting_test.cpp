@@ -117,7 +117,7 @@ TEST_F(Connecting, StartsAttemptsAQuarterSecondApart) {
   clock.may_pass = [&] { return !attempts.empty(); };  // not during the lookup
   client->Address = "127.0.0.3 127.0.0.4 ::1";
   client->Connect();
-  EventPump::Instance().Run(1000);
+  EventPump::Instance().Run(std::chrono::milliseconds(1000));
   std::erase(attempts, "IPv6 250");  // refused at once if there is IPv6; the next address follows at once
   EXPECT_THAT(attempts, ElementsAre("IPv4 0", "IPv4 250"));
   EXPECT_LT(Calls().counts[kPoll], 20);  // does not spin
@@ -144,8 +144,19 @@ TEST_F(Connecting, DeliversBytesSentBeforeImmediateReset) {
 }
 
 TEST_F(Connecting, SlowResolverDoesNotBlock) {
+  Channel& peer = Connected();
+  Listener other_listener;
+  Client reconnecting("127.0.0.1", other_listener.Port());
+  reconnecting.Connect();
+  ASSERT_TRUE(WaitFor([&] { return reconnecting.IsConnected() && other_listener.Peer() != nullptr; }));
+  reconnecting.Address = "slow.test";
+  client->then = [&](const std::string& /*event*/) { reconnecting.Connect(); };
+  for (const int sender : {peer.Number(), other_listener.Peer()->Number()}) ASSERT_EQ(send(sender, "go", 2, 0), 2);
+  EventPump::Instance().Run(std::chrono::milliseconds(0));  // both are ready, but one reconnects the other
+  EXPECT_THAT(reconnecting.events, ElementsAre("connected"));
+
+  client = std::make_unique<Client>("slow.test", 1);
   const int lowest_free = Descriptor(dup(STDOUT_FILENO)).Number();
-  client->Address = "slow.test";
   client->Connect();
   EXPECT_THAT(Events(0), testing::IsEmpty());
   client->Close();  // abandons the first lookup, and below the second

@@ -23,25 +23,15 @@ class ReadySource : public EventSource {
   std::function<void()> handler;
   int calls = 0;
 
-  int Number() const { return descriptor_.Number(); }
-  // Reopens its descriptor; the number stays the same.
-  void Reopen() {
-    descriptor_.Reset();
-    descriptor_ = OpenReady();
-    DescriptorChanged();
-  }
-
  protected:
-  Interest PrepareToWait() override { return {.descriptor = Number(), .read = true}; }
+  Interest PrepareToWait() override { return {.descriptor = descriptor_.Number(), .read = true}; }
   void HandleReady() override {
     ++calls;
     if (handler) handler();
   }
 
  private:
-  static Descriptor OpenReady() { return Descriptor(open("/dev/zero", O_RDONLY)); }
-
-  Descriptor descriptor_ = OpenReady();
+  const Descriptor descriptor_ = Descriptor(open("/dev/zero", O_RDONLY));
 };
 
 TEST(EventPump, HandlerMayDestroyItselfAndAnotherReadySource) {
@@ -53,19 +43,9 @@ TEST(EventPump, HandlerMayDestroyItselfAndAnotherReadySource) {
     third.reset();
     first.reset();
   };
-  EventPump::Instance().Run(0);
+  EventPump::Instance().Run(milliseconds(0));
   EXPECT_EQ(first, nullptr);
   EXPECT_EQ(second.calls, 1);
-}
-
-TEST(EventPump, DropsReadinessOfReplacedDescriptor) {
-  ReadySource first;
-  ReadySource second;
-  const int number = second.Number();
-  first.handler = [&second] { second.Reopen(); };
-  EventPump::Instance().Run(0);
-  ASSERT_EQ(second.Number(), number);
-  EXPECT_EQ(second.calls, 0);
 }
 
 TEST(EventPump, NestedPassMayAddAndRemoveSources) {
@@ -78,9 +58,9 @@ TEST(EventPump, NestedPassMayAddAndRemoveSources) {
     if (second.calls > 1) return;
     first.reset();
     added = std::make_unique<ReadySource>();
-    EventPump::Instance().Run(0);
+    EventPump::Instance().Run(milliseconds(0));
   };
-  EventPump::Instance().Run(0);
+  EventPump::Instance().Run(milliseconds(0));
   for (const ReadySource* source : {&second, &third, &fourth}) EXPECT_EQ(source->calls, 2);  // once per pass
   EXPECT_EQ(added->calls, 1);
 }
@@ -97,7 +77,7 @@ TEST(EventPump, InterruptedRunKeepsDeadlineAndDoesNotSpin) {
     clock.Pass(parts[limits.size() - 1]);
     return EINTR;
   };
-  EventPump::Instance().Run(300);
+  EventPump::Instance().Run(milliseconds(300));
   EXPECT_THAT(limits, testing::ElementsAre(milliseconds(300), milliseconds(200), milliseconds(1), milliseconds(1)));
 }
 
@@ -105,7 +85,7 @@ TEST(EventPump, FailedWaitBacksOffAndCallsNoSource) {
   const ReadySource source;
   VirtualClock clock;
   clock.before_wait = [](milliseconds) { return ENOMEM; };
-  EventPump::Instance().Run(25);
+  EventPump::Instance().Run(milliseconds(25));
   EXPECT_EQ(source.calls, 0);
   EXPECT_EQ(Calls().counts[kPoll], 3);
 }
@@ -114,7 +94,7 @@ TEST(EventPump, RunEndsOnTimeUnderFlood) {
   ReadySource flood;
   VirtualClock clock;
   flood.handler = [&clock] { clock.Pass(milliseconds(1)); };
-  EventPump::Instance().Run(300);
+  EventPump::Instance().Run(milliseconds(300));
   EXPECT_EQ(flood.calls, 300);
 }
 

@@ -140,7 +140,7 @@ TEST(HostSocket, HandlerMayRunPumpAndReleaseSocket) {
     EXPECT_FALSE(handler.expired());
     if (message.Command != "1") return;
     socket->Host.Link()->Send(Plain('3') + Plain('4'));
-    platform::EventPump::Instance().Run(50);
+    platform::EventPump::Instance().Run(std::chrono::milliseconds(50));
     order += '.';
   });
   socket->Host.Link()->Send(Plain('1') + Plain('2'));

@@ -1,4 +1,4 @@
-// The platform layer: signals, the limit of blocking calls, the console, random numbers.
+// The platform layer: signals, the timeout of blocking calls, the console, random numbers.
 
 #include "platform/process.h"
 
@@ -11,7 +11,7 @@
 #include <set>
 
 #include "peers/pseudo_terminal.h"
-#include "platform/call_limit.h"
+#include "platform/call_timeout.h"
 #include "platform/clock.h"
 #include "platform/console.h"
 #include "platform/random.h"
@@ -72,7 +72,7 @@ TEST(PrepareProcess, IsNotStoppedInBackgroundOfItsTerminal) {
   });
 }
 
-TEST(CallLimit, InterruptsEveryBlockingCallAfterLimit) {
+TEST(CallTimeout, InterruptsEveryBlockingCallAfterLimit) {
   SucceedsInChild([] {
     sigset_t alarm;
     sigemptyset(&alarm);
@@ -83,7 +83,7 @@ TEST(CallLimit, InterruptsEveryBlockingCallAfterLimit) {
     int ends[2];
     char byte = 0;
     if (pipe(ends) != 0) return 1;
-    const CallLimit limit(milliseconds(1));
+    const CallTimeout timeout(milliseconds(1));
     for (int call = 0; call < 3; ++call) {
       if (read(ends[0], &byte, 1) != -1 || errno != EINTR) return 2;
     }
@@ -113,9 +113,9 @@ TEST(Console, BlocksForOneSecondInTotal) {
 TEST(Console, LosesNothingIfInterrupted) {
   Calls().error = [](Call call) { return Calls().counts.at(call) % 2 == 1 && call != kClose ? EINTR : 0; };
   testing::internal::CaptureStdout();
-  PrintLineAndEmptyLine(std::string(1000, 'x'));
+  PrintLine(std::string(1000, 'x'));
   Calls() = {};
-  EXPECT_EQ(testing::internal::GetCapturedStdout(), std::string(1000, 'x') + "\n\n");
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), std::string(1000, 'x') + "\n");
 }
 
 }  // namespace

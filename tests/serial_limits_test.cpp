@@ -86,7 +86,7 @@ TEST_F(SerialLimits, StalledLineFailsAfterFiveSecondsOrAtDeadline) {
       ASSERT_TRUE(line.Open());
       full = busy = false;
       c.get_stuck();
-      if (limit < SerialPort::kPatience) line.SetOutputDeadline(limit);
+      if (limit < SerialPort::kStallTimeout) line.SetOutputDeadline(limit);
       EXPECT_EQ(TimeOf(c.wait), limit);
       EXPECT_EQ(queued, 0);  // nothing is left for the next user of the line
       EXPECT_EQ(TimeOf(c.wait), seconds(0));
@@ -148,7 +148,7 @@ TEST_F(SerialLimits, OpenAndCloseAreBounded) {
   EXPECT_EQ(std::chrono::round<milliseconds>(MonotonicNow() - start), milliseconds(500));
   EXPECT_EQ(queued, 0);
   Calls().hooks[kOpen] = [this](auto...) { return WaitForAlarm(Failure(EINTR)); };
-  EXPECT_EQ(TimeOf([this] { EXPECT_FALSE(line.Open()); }), SerialPort::kPatience);
+  EXPECT_EQ(TimeOf([this] { EXPECT_FALSE(line.Open()); }), SerialPort::kStallTimeout);
 }
 
 TEST_F(SerialLimits, AcceptsAdapterThatDoesNotReportItsQueue) {

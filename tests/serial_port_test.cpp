@@ -108,7 +108,7 @@ TEST_F(SerialPortTest, HangUpRaisesOneErrorAndDoesNotSpin) {
     if (found_by_writing) hung_up.Write("lost");
     EXPECT_TRUE(hung_up.events.empty());
     Calls() = {};
-    EventPump::Instance().Run(20);
+    EventPump::Instance().Run(std::chrono::milliseconds(20));
     EXPECT_LT(Calls().counts[kPoll], 5);
     EXPECT_EQ(fcntl(number, F_GETFD), -1);  // closed, so that a new adapter can get the same name
     hung_up.Write("dropped");

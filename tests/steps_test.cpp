@@ -8,10 +8,12 @@
 #include <sstream>
 
 #include "simulator/command_line.h"
-#include "simulator/wording.h"
+#include "simulator/format.h"
 #include "tests/bytes.h"
 
 namespace {
+
+using testing::ElementsAre;
 
 TEST(Steps, AreParsed) {
   const struct {
@@ -28,6 +30,7 @@ TEST(Steps, AreParsed) {
                {"expect log two  blanks\\20", "expect log", "two  blanks "},
                {"Fault  Device pause", "fault device pause"},
                {"stream 1000000", "stream", {}, {}, 1'000'000},
+               {"\xEF\xBB\xBFkitchen1 ON", "", "ON", "kitchen1"},  // after a byte order mark
                {"Exit", "exit"}};
   for (const auto& c : cases) {
     const Step step = ReadStep(c.line);
@@ -52,6 +55,8 @@ TEST(Steps, RejectInvalidLines) {
   const std::pair<std::string_view, const char*> cases[] = {
       {"foo", "unknown step \"foo\"; help lists all steps"},
       {unknown, unknown_cut.c_str()},
+      {"kitchen on",
+       "unknown step \"kitchen on\"; to send a device command to an address without a digit: command kitchen on"},
       {"0102", "a device command takes an address and a command: 0102 ON"},
       {too_long, "a device command takes at most 65000 bytes; more would not fit in a packet"},
       {"raw", "raw takes bytes in hexadecimal, such as 01 2A FF"},
@@ -88,11 +93,20 @@ TEST(Help, FitsIn80Columns) {
   for (std::string line; std::getline(help, line);) EXPECT_LE(line.size(), 80U) << line;
 }
 
-TEST(Wording, DescribesDeviceBytes) {
+TEST(Format, DescribesDeviceBytes) {
   EXPECT_EQ(DeviceBytesInWords("0102D77S"), "0102D77S  unit 0102 down (OFF), then unit 77 stop");
   EXPECT_EQ(DeviceBytesInWords("01D2U"), "01D2U  unit 01D2 up (ON)");
-  EXPECT_EQ(DeviceBytesInWords(std::string("0102U\0", 6)), "0102U\\00  (raw bytes)");
+  EXPECT_EQ(DeviceBytesInWords("k\xC3\xBCxyS"), "k\\C3\\BCxyS  unit k\xC3\xBCxy stop");
+  EXPECT_EQ(DeviceBytesInWords(std::string(61, 'X')), "61 raw bytes");
   EXPECT_EQ(Printable("\\\x7F"), "\\5C\\7F");
+}
+
+TEST(Format, SplitsBurstIntoLinesOfCommands) {
+  std::string commands;
+  for (int i = 0; i < 13; ++i) commands += "0102U";
+  EXPECT_THAT(DeviceLines("hello" + commands + "\r77D"),
+              ElementsAre("hello", commands.substr(0, 60), "0102U", "\r", "77D"));
+  EXPECT_EQ(CompleteCommands("0102U0304D01D"), 10U);  // the next byte could be part of the last address
 }
 
 }  // namespace

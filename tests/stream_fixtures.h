@@ -13,7 +13,7 @@
 
 #include "peers/listener.h"
 #include "peers/pseudo_terminal.h"
-#include "peers/waiting.h"
+#include "peers/wait_for.h"
 #include "platform/event_pump.h"
 #include "platform/serial_port.h"
 #include "platform/tcp_client_socket.h"
@@ -87,7 +87,7 @@ class TcpClientSocketTest : public testing::Test {
   // Waits for `count` events, and a little longer for unexpected ones.
   const std::vector<std::string>& Events(std::size_t count) {
     EXPECT_TRUE(WaitFor([&] { return client->events.size() >= count; }));
-    EventPump::Instance().Run(20);
+    EventPump::Instance().Run(std::chrono::milliseconds(20));
     client->Poll();
     return client->events;
   }

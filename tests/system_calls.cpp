@@ -5,6 +5,7 @@
 
 #include <dlfcn.h>
 #include <fcntl.h>
+#include <malloc.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <sys/syscall.h>
@@ -24,6 +25,7 @@
 using std::chrono::nanoseconds;
 
 FailureInjector allocation_failure;
+std::atomic<std::size_t> allocated_bytes = 0;
 
 namespace {
 
@@ -75,13 +77,15 @@ int SystemPoll(pollfd* polled, nfds_t count, int limit) {
 void* operator new(std::size_t size) {
   void* const memory = allocation_failure.ShouldFail() ? nullptr : std::malloc(size);
   if (memory == nullptr) throw std::bad_alloc();
+  allocated_bytes += malloc_usable_size(memory);
   return memory;
 }
 void operator delete(void* memory) noexcept {
+  allocated_bytes -= malloc_usable_size(memory);
   std::free(memory);
 }
 void operator delete(void* memory, std::size_t /*size*/) noexcept {
-  std::free(memory);
+  operator delete(memory);
 }
 
 extern "C" {
@@ -145,7 +149,7 @@ int nanosleep(const timespec* time, timespec* left) {
   const auto sleep = [=] {
     return Calls().clock == nullptr ? System<&nanosleep>(time, left) : static_cast<int>(After(duration, 0));
   };
-  return AnswerOr(sleep, kNanosleep, duration / std::chrono::milliseconds(1));
+  return AnswerOr(sleep, kNanosleep, static_cast<long>(duration / std::chrono::milliseconds(1)));
 }
 
 int ioctl(int descriptor, unsigned long request, ...) {

@@ -75,4 +75,7 @@ struct FailureInjector {
 
 extern FailureInjector allocation_failure;
 
+// The number of bytes allocated now.
+extern std::atomic<std::size_t> allocated_bytes;
+
 #endif  // TESTS_SYSTEM_CALLS_H_

@@ -29,13 +29,24 @@ TEST_F(TcpClientSocketTest, DeliversReceivedBytesAfterFailedSend) {
   client->then = [](const std::string& event) {
     if (event != "data bytes") return;
     Calls() = {};
-    EventPump::Instance().Run(20);  // does not spin, although the error is pending
+    EventPump::Instance().Run(std::chrono::milliseconds(20));  // does not spin, although the error is pending
     EXPECT_LT(Calls().counts[kPoll], 5);
   };
   ASSERT_EQ(send(peer.Number(), "bytes", 5, 0), 5);
   shutdown(client->DescriptorNumber(), SHUT_WR);
   client->Write("nobody gets this");
   EXPECT_THAT(Events(3), ElementsAre("connected", "data bytes", Error(EPIPE)));
+}
+
+TEST_F(TcpClientSocketTest, ReleasesMemoryOfSentOutput) {
+  Channel& peer = Connected();
+  peer.Paused = true;
+  const std::size_t before = allocated_bytes;
+  client->Write(std::string(TcpClientSocket::kOutputLimit, 'x'));
+  EXPECT_GE(allocated_bytes, before + TcpClientSocket::kOutputLimit);
+  peer.OnChange = [&peer] { peer.Received = {}; };
+  peer.Paused = false;
+  EXPECT_TRUE(WaitFor([before] { return allocated_bytes < before + TcpClientSocket::kOutputLimit / 8; }));
 }
 
 int Option(int socket, int level, int name) {
@@ -111,7 +122,7 @@ TEST_F(TcpClientSocketTest, ReconnectDiscardsStateOfPreviousConnection) {
     EXPECT_THAT(Events(4), ElementsAre("connected", "data go", "connected", "data new"));
     EXPECT_TRUE(WaitFor([&] { return peers.Peer()->Received == "answer"; }));
     Calls() = {};
-    EventPump::Instance().Run(20);
+    EventPump::Instance().Run(std::chrono::milliseconds(20));
     EXPECT_LT(Calls().counts[kPoll], 5);
     client.reset();
   }
@@ -129,7 +140,7 @@ TEST_F(TcpClientSocketTest, PollOrRunInDataEventSendsWithoutNestingOrSpinning) {
       for (int i = 0; i < 3; ++i) client->Poll();
       EXPECT_TRUE(WaitFor([&] { return peer.Received == answer && peer.Unsent() == 0; }));
       Calls() = {};
-      EventPump::Instance().Run(20);
+      EventPump::Instance().Run(std::chrono::milliseconds(20));
       EXPECT_LT(Calls().counts[kPoll], 5);
     }
     --depth;

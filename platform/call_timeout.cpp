@@ -1,4 +1,4 @@
-#include "platform/call_limit.h"
+#include "platform/call_timeout.h"
 
 #include <sys/time.h>
 
@@ -17,17 +17,16 @@ timeval ToTimeval(std::chrono::microseconds time) {
 
 }  // namespace
 
-CallLimit::CallLimit(std::chrono::nanoseconds limit) {
-  // The alarm is repeated, because it may come just before the call or between two calls. setitimer needs no queued
+CallTimeout::CallTimeout(std::chrono::nanoseconds timeout) {
+  // The alarm is repeated, because it may arrive just before the call or between two calls. setitimer needs no queued
   // signal, unlike timer_create, which can fail.
-  constexpr std::chrono::milliseconds kRepeated{20};
-  const auto first =
-      std::max<std::chrono::microseconds>(std::chrono::ceil<std::chrono::microseconds>(limit), kRepeated);
-  const itimerval times{ToTimeval(kRepeated), ToTimeval(first)};
+  constexpr std::chrono::microseconds kInterval{20'000};
+  const auto first = std::chrono::ceil<std::chrono::microseconds>(timeout);
+  const itimerval times{ToTimeval(kInterval), ToTimeval(std::max(first, kInterval))};
   setitimer(ITIMER_REAL, &times, nullptr);
 }
 
-CallLimit::~CallLimit() {
+CallTimeout::~CallTimeout() {
   const itimerval none{};
   setitimer(ITIMER_REAL, &none, nullptr);
 }

@@ -1,17 +1,17 @@
 // Waits for a condition, with a time limit, while the event pump runs.
 
-#ifndef PEERS_WAITING_H_
-#define PEERS_WAITING_H_
+#ifndef PEERS_WAIT_FOR_H_
+#define PEERS_WAIT_FOR_H_
 
 #include <chrono>
 #include <cstdint>
 #include <functional>
 
 // A time limit counted in short waits instead of clock time, so that a slow or suspended machine does not use it up.
-class Patience {
+class WaitBudget {
  public:
   // The limit is `each`; Renew restarts it, but the total never exceeds `most` times `each`.
-  explicit Patience(std::chrono::milliseconds each, int most = 1);
+  explicit WaitBudget(std::chrono::milliseconds each, int most = 1);
 
   // Runs the pump for one short wait; returns false when the limit is used up.
   [[nodiscard]] bool Wait();
@@ -28,4 +28,4 @@ class Patience {
 [[nodiscard]] bool WaitFor(const std::function<bool()>& condition,
                            std::chrono::milliseconds limit = std::chrono::seconds(30));
 
-#endif  // PEERS_WAITING_H_
+#endif  // PEERS_WAIT_FOR_H_
