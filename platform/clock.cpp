@@ -2,6 +2,8 @@
 
 #include <time.h>
 
+#include <ratio>
+
 namespace platform {
 
 std::chrono::nanoseconds MonotonicNow() {
@@ -10,16 +12,9 @@ std::chrono::nanoseconds MonotonicNow() {
   return std::chrono::seconds(now.tv_sec) + std::chrono::nanoseconds(now.tv_nsec);
 }
 
-std::timespec ToTimespec(std::chrono::nanoseconds time) {
-  const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(time);
-  return {static_cast<std::time_t>(seconds.count()), static_cast<long>((time - seconds).count())};
-}
-
 std::int64_t Ticks() {
-  constexpr std::int64_t kNanosecondsPerSecond = 1'000'000'000;
-  const std::int64_t now = MonotonicNow().count();
-  return now / kNanosecondsPerSecond * kTicksPerSecond +
-         now % kNanosecondsPerSecond * kTicksPerSecond / kNanosecondsPerSecond;
+  using Tick = std::chrono::duration<std::int64_t, std::ratio<1, kTicksPerSecond>>;
+  return std::chrono::duration_cast<Tick>(MonotonicNow()).count();
 }
 
 }  // namespace platform

@@ -5,7 +5,6 @@
 
 #include <chrono>
 #include <cstdint>
-#include <ctime>
 
 namespace platform {
 
@@ -13,9 +12,6 @@ inline constexpr std::int64_t kTicksPerSecond = 60;
 
 // Returns the monotonic time, which all waits and timeouts use.
 std::chrono::nanoseconds MonotonicNow();
-
-// Converts a duration for system calls.
-std::timespec ToTimespec(std::chrono::nanoseconds time);
 
 // Returns the time in sixtieths of a second since an arbitrary moment before the process started. Use only differences.
 std::int64_t Ticks();

@@ -28,12 +28,12 @@ Digits DigitsOf(std::string_view text) {
 }
 
 std::int64_t ReadDigits(Digits digits) {
-  constexpr std::int64_t kTop = std::numeric_limits<std::int64_t>::max();
+  constexpr std::int64_t kMax = std::numeric_limits<std::int64_t>::max();
   std::int64_t value = 0;
   for (const char c : digits.text) {
     const int digit = DigitValue(c);
     if (digit >= digits.base) break;
-    if (value > (kTop - digit) / digits.base) return kTop;
+    if (value > (kMax - digit) / digits.base) return kMax;
     value = value * digits.base + digit;
   }
   return value;
@@ -49,13 +49,9 @@ bool EqualIgnoringCase(std::string_view a, std::string_view b) {
   return std::ranges::equal(a, b, {}, ToLower, ToLower);
 }
 
-std::int64_t ReadNumber(std::string_view text) {
-  return ReadDigits(DigitsOf(text));
-}
-
 std::int32_t ReadInt32(std::string_view text) {
-  constexpr std::int64_t kTop = std::numeric_limits<std::int32_t>::max();
-  return static_cast<std::int32_t>(std::min(ReadNumber(text), kTop));
+  constexpr std::int64_t kMax = std::numeric_limits<std::int32_t>::max();
+  return static_cast<std::int32_t>(std::min(ReadDigits(DigitsOf(text)), kMax));
 }
 
 std::uint32_t ReadLow32Bits(std::string_view text) {

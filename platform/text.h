@@ -20,15 +20,12 @@ bool EqualIgnoringCase(std::string_view a, std::string_view b);
 
 // Parses the number at the start of a text: decimal, hexadecimal after "&h", or binary after "&b" (not case-sensitive).
 // Accepts no sign and no leading blanks. Returns 0 if there is no number; saturates at the type's maximum.
-std::int64_t ReadNumber(std::string_view text);
-
-// Like ReadNumber, for a 32-bit number.
 std::int32_t ReadInt32(std::string_view text);
 
-// Like ReadNumber, but returns the low 32 bits of a number of any length.
+// Like ReadInt32, but returns the low 32 bits of a number of any length.
 std::uint32_t ReadLow32Bits(std::string_view text);
 
-// Like ReadNumber, for a hexadecimal number without a prefix.
+// Like ReadInt32, for a 64-bit hexadecimal number without a prefix.
 std::int64_t ReadHexadecimal(std::string_view digits);
 
 // Returns upper-case hexadecimal digits without leading zeros; "0" for 0.

@@ -19,7 +19,6 @@
 #include <memory>
 #include <new>
 
-#include "platform/clock.h"
 #include "tests/virtual_clock.h"
 
 using std::chrono::nanoseconds;
@@ -182,7 +181,9 @@ int clock_gettime(clockid_t clock, timespec* time) noexcept {
   const int result = System<&clock_gettime>(clock, time);
   if (result != 0 || clock != CLOCK_MONOTONIC) return result;
   const nanoseconds start = Calls().clock != nullptr ? std::chrono::hours(1) : FromTimespec(*time);
-  *time = platform::ToTimespec(start + Calls().time_passed);
+  const nanoseconds now = start + Calls().time_passed;
+  time->tv_sec = static_cast<decltype(time->tv_sec)>(now / std::chrono::seconds(1));
+  time->tv_nsec = static_cast<decltype(time->tv_nsec)>((now % std::chrono::seconds(1)).count());
   return 0;
 }
 
