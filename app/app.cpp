@@ -103,7 +103,7 @@ std::int32_t App::Event_Run(const std::vector<std::string>& arguments) {
   } else if (ConnectAndWaitForHost(arguments)) {
     Serve(arguments);
   }
-  // Sends the log entries that are still queued, in as many runs as the host's other drivers.
+  // Sends queued log entries, in as many runs as the host's other drivers.
   for (int run = 0; run < kDrainRuns; ++run) Pump(kDrainSlice);
   return 0;
 }

@@ -13,7 +13,7 @@
 
 class App : public platform::ConsoleApplication {
  public:
-  // Logged to the host when the device port is open.
+  // Logged to the host once the device port is open, unless the host has asked to quit.
   static constexpr std::string_view kReadyLine = "Torvy Serial Remote Control interface " TORVY_VERSION " ready.";
 
   // Runs the driver and returns 0. After the program's path, the arguments are the device port or "IP", the host's
@@ -21,7 +21,7 @@ class App : public platform::ConsoleApplication {
   // argument, prints the banner; with none, two or three, the usage line.
   std::int32_t Event_Run(const std::vector<std::string>& arguments) override;
 
-  // Prints the failure's stack on the console. Returns false, so that the process aborts.
+  // Prints the failure's stack on the console and returns false, so that the process aborts.
   bool Event_UnhandledException(const platform::Failure& failure) override;
 
   App() = default;

@@ -16,7 +16,7 @@ struct ProcessState {
   bool DebugMode = false;                             // send debug log entries to the host; toggled by its "D" command
   bool QuitRequested = false;                         // ends the service loop; never cleared
 
-  // Releases the port, then the driver, then the host socket, so that the first two can log until they are gone.
+  // Releases the port, then the driver, then the host socket, so that the destructors of the first two can still log.
   void Release();
 };
 

@@ -18,7 +18,7 @@ namespace {
 
 constexpr std::size_t kSamples = 10'000;
 
-// A relay to measure: after `command` is written to `in`, five bytes come out of `out`.
+// A relay to measure: after `command` is written to `in`, five bytes can be read from `out`.
 struct Relay {
   const char* name;
   int in;
@@ -41,7 +41,7 @@ double RoundTrip(const Relay& relay) {
   return std::chrono::duration<double, std::micro>(platform::MonotonicNow() - start).count();
 }
 
-// Measures all relays in random order: in a fixed order, each would be affected by what the one before it left behind.
+// Measures all relays in random order; in a fixed order, each would be affected by the one before it.
 void Sample(std::vector<Relay>& relays) {
   std::vector<std::size_t> order;
   for (std::size_t i = 0; i < relays.size() * kSamples; ++i) order.push_back(i % relays.size());
@@ -49,7 +49,7 @@ void Sample(std::vector<Relay>& relays) {
   for (const std::size_t index : order) relays[index].samples.push_back(RoundTrip(relays[index]));
 }
 
-// Prints one row per relay, with its ratio to the driver, which is first.
+// Prints one row per relay, with the driver's time divided by the relay's. The driver is the first relay.
 void PrintRows(const char* way, const std::vector<Relay>& relays) {
   for (const Relay& relay : relays) {
     std::printf("| %s | %s", way, relay.name);
@@ -62,7 +62,7 @@ void PrintRows(const char* way, const std::vector<Relay>& relays) {
   std::fflush(stdout);
 }
 
-// Writes the share of samples by time, one block per relay.
+// Writes the time and the percentage of each permille, in one block per relay.
 void WriteDistribution(const std::string& path, const std::vector<Relay>& relays) {
   std::ofstream data(path);
   for (const Relay& relay : relays) {

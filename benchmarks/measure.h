@@ -14,7 +14,7 @@
 
 using Samples = std::vector<double>;
 
-// Returns the value below which this part of the samples lies.
+// Returns the value below which `part` of the samples lie; 0.5 is the median.
 double Quantile(Samples samples, double part);
 
 // Throws, with `what` as the message, unless `holds`.

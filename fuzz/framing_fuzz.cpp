@@ -1,5 +1,5 @@
-// Splits a host stream into packets, in memory. Each packet is framed twice: first from as many bytes as the input's
-// first byte gives, then from all of them. A final result must not change, and framing must always make progress.
+// Splits a host stream into packets, in memory. Frames each packet twice: first from a prefix, whose length depends on
+// the input's first byte, then from all bytes. A final result must not change, and framing must always make progress.
 
 #include <cstdint>
 #include <string_view>

@@ -1,5 +1,5 @@
-// Sends a host stream through a real socket; the driver splits and handles it. The first byte says how the rest is
-// split into sends. For any input, the driver must keep running and answer only with log packets.
+// Sends a host stream through a real socket; the driver splits and handles it. The first byte is the number of bytes
+// per send, or 0 for a single send. For any input, the driver must stay connected and answer only with log packets.
 
 #include <sys/socket.h>
 

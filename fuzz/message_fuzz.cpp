@@ -1,4 +1,4 @@
-// Parses, describes and rebuilds a packet, as a multipacket if it begins with "J". Nothing may fail, and the rebuilt
+// Parses, describes and rebuilds a packet, as a multipacket if it begins with "J". No call may fail, and the rebuilt
 // packet must parse to the same message.
 
 #include <cstdint>

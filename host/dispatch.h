@@ -1,4 +1,4 @@
-// Dispatches the host's messages: executes controller commands, passes all others to the device driver.
+// Dispatches the host's messages: executes controller commands and passes all other messages to the device driver.
 
 #ifndef HOST_DISPATCH_H_
 #define HOST_DISPATCH_H_

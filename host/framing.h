@@ -16,7 +16,7 @@ struct Frame {
     kZeroLength,       // invalid: the length in the header is 0
   };
   Kind kind = Kind::kIncomplete;
-  std::size_t length = 0;  // of the packet in bytes, from its header; 0 if it is not known yet
+  std::size_t length = 0;  // of the packet in bytes, from its header; 0 if it is invalid or not known yet
 };
 
 // Returns the packet at the front of `bytes`, which must not be empty.

@@ -49,7 +49,7 @@ void cQuorvaneDeviceSocket::Event_DataAvailable() {
       break;
     }
     if (frame.kind == Kind::kZeroLength) {
-      // Without a packet to continue at, wait for one, but do not hold more than the largest packet.
+      // Bytes that wait in the kernel may complete a packet, but hold fewer bytes than the largest packet has.
       const std::size_t next = NextCompletePacket(Buffer);
       if (next == Buffer.size() && next < kMaxPacketSize && InputWaiting() > 0) break;
       SendLog(kMalformed, kLogLevelDetail);
@@ -60,7 +60,7 @@ void cQuorvaneDeviceSocket::Event_DataAvailable() {
     Buffer.erase(0, frame.length);
     cQuorvaneCommand message;
     if (frame.kind == Kind::kMulti) {
-      // Never fails today. The host's other drivers report it in the same way.
+      // Never fails, but the host's other drivers check it in the same way.
       if (!message.initFromMultiPacket(std::move(packet))) {
         SendLog(kUnparsable, kLogLevelUnparsable);
         break;

@@ -18,7 +18,7 @@ static_assert(std::numeric_limits<double>::is_iec559 && sizeof(double) == 8);
 
 constexpr std::size_t kRawAnalogDigits = 4;
 constexpr std::int32_t kMaxLogLevel = 4;
-constexpr std::size_t kMaxLogText = 249;  // with the level byte, 250 bytes, the most that the host accepts
+constexpr std::size_t kMaxLogText = 249;  // the host accepts at most 250 bytes, including the level
 
 constexpr std::size_t kMinBody = 13;
 constexpr std::size_t kAroundBody = 3;  // header, length byte and carriage return

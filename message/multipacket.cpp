@@ -22,8 +22,8 @@ std::size_t ValueLength(std::string_view entry, bool little_endian) {
   return little_endian ? first + 256 * second : 256 * first + second;
 }
 
-// Reads everything after the packet's header as entries. A value cut short by the packet's end keeps the bytes that are
-// there; an incomplete entry header is dropped.
+// Parses everything after the packet's header as entries. Truncates a value that extends past the packet's end; drops
+// an incomplete entry header.
 MultiDictionary ReadEntries(std::string_view packet, bool little_endian) {
   MultiDictionary entries;
   std::string_view rest = packet.substr(std::min(layout::kMultiHeaderSize, packet.size()));

@@ -1,5 +1,5 @@
 // Layout of the host link's packets: byte offsets from the start of the packet, header sizes and flag bits. Kind
-// letters are given in lower case, but are not case-sensitive.
+// letters are in lower case here, but are not case-sensitive.
 
 #ifndef MESSAGE_PACKET_LAYOUT_H_
 #define MESSAGE_PACKET_LAYOUT_H_
@@ -10,7 +10,7 @@
 
 namespace layout {
 
-// Plain packets, and the first two bytes of log and error packets.
+// Plain packets. Log packets share the kind and the length, error packets also the code.
 inline constexpr std::string_view kParsedKinds = "xylmn";
 inline constexpr std::size_t kHeaderSize = 2;
 inline constexpr std::size_t kLength = 1;
@@ -36,7 +36,7 @@ inline constexpr std::int32_t kFlagWireless = 0x08;
 inline constexpr std::int32_t kFlagPassThrough = 0x04;
 inline constexpr std::int32_t kFlagStacked = 0x02;
 
-// Log packets, in which the level byte may be missing.
+// Log packets. The level byte may be missing.
 inline constexpr std::size_t kLogLevel = 2;
 inline constexpr std::size_t kLogHeaderSize = 3;
 

@@ -1,9 +1,8 @@
 // One message of the host protocol: a packet received from Quorvane, or one being built to send to it.
 //
-// A message is filled once, either by one of the two parsers or through its fields and setters, and may then be
-// converted to bytes. Texts are byte strings, mostly of one byte; numbers are sent as one unsigned byte. Headers,
-// commands and keys are not case-sensitive. Setters do not check their arguments: callers must keep values within their
-// range on the wire.
+// Fill a message either with one of the two parsers or through its fields and setters, then convert it to bytes. Texts
+// are byte strings, mostly of one byte; integers are sent as one unsigned byte. Headers, commands and keys are not
+// case-sensitive. Setters do not check their arguments: callers must keep values within their range on the wire.
 //
 // Names and order, including their mixed styles, are those of the host's other drivers, so that the drivers can be
 // compared side by side. Sources: common_packet.cpp (plain, log and error packets), flags_addressing.cpp (flags,
@@ -70,10 +69,10 @@ class cQuorvaneCommand {
   // Returns a description of the command: a pan-and-tilt, controller or unit command.
   virtual std::string GetCommandCodeDescription() const;
 
-  // Returns the house code: "A" to "P" for one hexadecimal digit in Address1, else "A".
+  // Returns the house code for the hexadecimal number in Address1: "A" to "P" for one digit, "A" if it is not a number.
   virtual std::string GetHouseCode() const;
 
-  // Returns the unit number: "1" to "16" for one hexadecimal digit in Address2, else "1".
+  // Returns the hexadecimal number in Address2 plus one: "1" to "16" for one digit, "1" if it is not a number.
   virtual std::string GetUnitCode() const;
 
   virtual std::string GetCommandCode() const;
@@ -84,8 +83,8 @@ class cQuorvaneCommand {
   // `unit` must be 1 to 16.
   virtual void SetUnitCode(std::int32_t unit);
 
-  // Toggles the flag bits in a number such as "128", "&h80" or "&b10000000". A bool field stays true when its bit is
-  // cleared.
+  // Toggles the flag bits given by a number such as "128", "&h80" or "&b10000000". A bool field stays true when its bit
+  // is cleared.
   virtual void SetFlag(std::string_view number);
 
  protected:
@@ -124,11 +123,11 @@ class cQuorvaneCommand {
   // Returns the four-byte keys of all entries, in the order in which they were first stored.
   virtual std::vector<std::string> GetKeys() const;
 
-  // Builds the multipacket, with values cut at 65535 bytes. Without a dictionary, builds the plain packet.
+  // Builds the multipacket, with values truncated to 65535 bytes. Without a dictionary, builds the plain packet.
   virtual std::string GetRawMultipacket();
 
-  // Fills the dictionary from a multipacket and returns true: everything after the header is parsed as entries. If the
-  // packet ends within the last value, that value keeps the bytes that are there.
+  // Fills the dictionary from a multipacket and returns true. Parses everything after the header as entries; truncates
+  // a value that extends past the packet's end.
   virtual bool initFromMultiPacket(std::string packet);
 
   // Sets an entry, replacing one with the same key, and makes the message a multipacket.
@@ -157,14 +156,14 @@ class cQuorvaneCommand {
   bool fCommandOnly = false;
   bool fPassThrough = false;
   std::string RawCommonCommand;   // the packet as received
-  std::int32_t PacketLength = 0;  // of a received packet, its length byte; of a built packet, its actual length
+  std::int32_t PacketLength = 0;  // the length byte of a received plain or log packet; the size of a built plain packet
 
  private:
   std::string BuildPlainPacket();
   const MultiDictionary& RequireDictionary() const;
 };
 
-// Builds a log packet with a level from 0 to 255. Cuts the text after the last complete character within 249 bytes.
+// Builds a log packet with a level from 0 to 255. Truncates the text after the last complete character in 249 bytes.
 std::string BuildLogPacket(std::string_view text, std::int32_t level);
 
 #endif  // MESSAGE_QUORVANE_COMMAND_H_

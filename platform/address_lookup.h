@@ -28,19 +28,18 @@ struct AddressList {
 
 class AddressLookup {
  public:
-  // Returns the address of a numeric `host`, or the error for a port outside 0 to 65535; nothing for a name.
+  // Returns the address of a numeric `host`, or the error for a port outside 0 to 65535; nullopt for a name.
   static std::optional<AddressList> Numeric(const std::string& host, std::int32_t port);
 
   // Starts to look up a name. Destroying the object abandons the lookup without waiting for it.
   AddressLookup(const std::string& host, std::int32_t port);
 
-  // Returns a descriptor that is readable when the lookup is done; -1 if no pipe could be created, and it is already
-  // done.
+  // Returns a descriptor that becomes readable when the lookup is done; -1 if it is already done, without a pipe.
   int DescriptorNumber() const { return done_.Number(); }
 
   bool IsDone() const { return result_.wait_for(std::chrono::seconds(0)) == std::future_status::ready; }
 
-  // Returns the result; waits for it if necessary. Call only once.
+  // Returns the result, after waiting for it if necessary. Call only once.
   AddressList Take() { return result_.get(); }
 
  private:

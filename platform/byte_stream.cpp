@@ -56,7 +56,7 @@ void ByteStream::CloseStream() {
 }
 
 void ByteStream::Fail(std::int32_t error) {
-  std::string inbox = std::move(connection_.inbox);  // a running data handler may not have read it yet
+  std::string inbox = std::move(connection_.inbox);  // a running data handler may still read it
   CloseStream();
   connection_.inbox = std::move(inbox);
   connection_.error = error;
@@ -91,7 +91,8 @@ void ByteStream::HandleReady() {
   if (std::exchange(connection_.error, 0) != 0) Event_Error();
 }
 
-// Receives once and appends the bytes to `to`. Returns their number, 0 at the end of the stream, or -1 with errno set.
+// Makes one receive of at most `most` bytes and appends them to `to`. Returns their number, 0 at the end of the stream,
+// or -1 with errno set.
 std::ptrdiff_t ByteStream::Receive(std::string& to, std::size_t most) const {
   static std::array<char, kReceiveSize> buffer;  // shared by all streams: it is copied before any handler runs
   ssize_t count = 0;

@@ -2,8 +2,8 @@
 // and error events.
 //
 // A data event delivers the bytes of one bounded receive, and is never raised while the same stream's data handler
-// runs. Bytes received before the end of the stream are delivered before the error event, which is raised once. A
-// failed stream has no descriptor.
+// runs. Bytes received before the end of the stream are delivered before the error event, which is raised once. The
+// descriptor is closed before the error event.
 
 #ifndef PLATFORM_BYTE_STREAM_H_
 #define PLATFORM_BYTE_STREAM_H_
@@ -27,17 +27,17 @@ class ByteStream : public EventSource {
   // sends.
   void Poll();
 
-  // Returns and removes all bytes received so far. Outside a data event, also reads what is available in the kernel.
+  // Returns and removes all bytes received so far. Outside a data event, also reads the bytes available in the kernel.
   std::string ReadAll();
 
-  // Returns the errno value of the last failure, ECONNRESET for the end of the stream; 0 if there was none.
+  // Returns the errno value of the last failure; ECONNRESET for the end of the stream, 0 if there was no failure.
   std::int32_t LastErrorCode() const { return last_error_; }
 
  protected:
   // `receive_size` is the maximum number of bytes per data event, at most kReceiveSize.
   explicit ByteStream(std::size_t receive_size = kReceiveSize) : receive_size_(receive_size) {}
 
-  // Raised only from a poll or a pump pass. Bytes that the data handler does not read are dropped.
+  // Called only from a poll or a pump pass. Bytes that the data handler does not read are dropped.
   virtual void Event_DataAvailable() = 0;
   virtual void Event_Error() = 0;
 
@@ -67,7 +67,7 @@ class ByteStream : public EventSource {
   // pass raises the error event.
   void Fail(std::int32_t error);
 
-  // Like Fail, but after all input has been delivered: for a transport that can no longer send but may hold input.
+  // Like Fail, but after all input has been delivered: for a transport that can no longer send but may still receive.
   void FailWhenDrained(std::int32_t error);
 
   // Records why opening failed. Raises no event.

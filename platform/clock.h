@@ -17,8 +17,7 @@ std::chrono::nanoseconds MonotonicNow();
 // Converts a duration for system calls.
 std::timespec ToTimespec(std::chrono::nanoseconds time);
 
-// Returns the tick counter, in sixtieths of a second since an arbitrary moment before the process started. Use only
-// differences.
+// Returns the time in sixtieths of a second since an arbitrary moment before the process started. Use only differences.
 std::int64_t Ticks();
 
 }  // namespace platform

@@ -16,7 +16,7 @@ namespace {
 
 StallTimer stall_timer{std::chrono::seconds(1)};
 
-// Writes some of the bytes; returns how many, or 0 if the console accepts none.
+// Writes some of the bytes; returns their number, or 0 if the console accepts none.
 std::size_t WriteSome(std::string_view bytes) {
   while (true) {
     const auto start = MonotonicNow();

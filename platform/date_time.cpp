@@ -11,7 +11,7 @@
 namespace platform {
 namespace {
 
-// Returns the locale of the environment at the first call. Creating it takes half a millisecond.
+// Returns the locale of the environment at the first call. Creates it only once, because this is slow.
 locale_t EnvironmentLocale() {
   static const locale_t locale = [] {
     const locale_t named = newlocale(LC_TIME_MASK, "", locale_t{});

@@ -1,4 +1,4 @@
-// Formats local dates and times in the environment's locale, or in the C locale if that does not exist.
+// Formats local dates and times in the environment's locale, or in the C locale if the former does not exist.
 
 #ifndef PLATFORM_DATE_TIME_H_
 #define PLATFORM_DATE_TIME_H_
@@ -10,10 +10,10 @@ namespace platform {
 
 using DateTime = std::chrono::system_clock::time_point;
 
-// Returns the time of day with hours, minutes and seconds.
+// Returns the time of day in the locale's format, such as "18:05:09".
 std::string LongTime(DateTime moment);
 
-// Returns the date in digits.
+// Returns the date in the locale's format, such as "11/26/26".
 std::string ShortDate(DateTime moment);
 
 }  // namespace platform

@@ -30,7 +30,7 @@ void Add(const Interest& interest, std::vector<pollfd>& polled) {
   for (const Descriptor& descriptor : interest.connecting) polled.push_back({descriptor.Number(), POLLOUT, 0});
 }
 
-// Waits in whole milliseconds, rounded up, so that a wait neither ends early nor ends in a busy loop.
+// Waits for at most `limit`, rounded up to milliseconds: rounding down would spin for the last millisecond.
 void Wait(std::vector<pollfd>& polled, std::chrono::nanoseconds limit) {
   const auto milliseconds = static_cast<int>(std::chrono::ceil<std::chrono::milliseconds>(limit).count());
   if (poll(polled.data(), static_cast<nfds_t>(polled.size()), milliseconds) >= 0) return;

@@ -4,7 +4,8 @@
 //  1. Events are raised only within Run, or within RunOnly for the source passed to it.
 //  2. A handler may create, close or destroy any source, including its own, and may call Run or RunOnly again.
 //  3. A source that is destroyed before its turn is not called.
-//  4. Run takes its full time on the monotonic clock, sleeps in the kernel, and ends on time however much arrives.
+//  4. Run lasts its full time on the monotonic clock and waits in the kernel. It starts no pass after that time,
+//     however many events are pending.
 
 #ifndef PLATFORM_EVENT_PUMP_H_
 #define PLATFORM_EVENT_PUMP_H_

@@ -15,7 +15,7 @@ namespace platform {
 // What a source waits for in the next pass. A source that waits for nothing is skipped.
 struct Interest {
   static constexpr std::chrono::nanoseconds kNever = std::chrono::nanoseconds::max();
-  static constexpr std::chrono::nanoseconds kNow = std::chrono::nanoseconds::zero();  // has always passed
+  static constexpr std::chrono::nanoseconds kNow = std::chrono::nanoseconds::zero();  // always in the past
 
   int descriptor = -1;
   bool read = false;
@@ -37,10 +37,10 @@ class EventSource {
   virtual Interest PrepareToWait() = 0;
 
   // Called when a descriptor is ready, has failed or was hung up, or when the deadline has passed. May raise events.
-  // Another handler may have closed or replaced the descriptor since the wait: nothing needs to be ready.
+  // Another handler may have closed or replaced the descriptor since the wait, so possibly nothing is ready.
   virtual void HandleReady() = 0;
 
-  // Returns a pointer that expires when the source is destroyed. A function that calls a handler checks it afterwards.
+  // Returns a pointer that expires when the source is destroyed. Check it after calling a handler.
   std::weak_ptr<void> Lifetime() const { return lifetime_; }
 
  private:

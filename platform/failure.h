@@ -11,7 +11,7 @@
 
 namespace platform {
 
-// The addresses of a call stack, innermost first; truncated if it does not fit.
+// The addresses of a call stack, innermost first. The outermost are dropped if they do not fit.
 struct StackAddresses {
   std::array<std::uintptr_t, 256> addresses{};
   std::size_t count = 0;

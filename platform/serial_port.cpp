@@ -51,8 +51,8 @@ std::size_t OutputWaiting(int port) {
   return static_cast<std::size_t>(waiting);
 }
 
-// Discards unsent output. Skips the flush if there is none: on a pseudo-terminal, it would also discard what the other
-// side has not read yet.
+// Discards unsent output. Skips the flush if there is none: on a pseudo-terminal, it would also discard bytes that the
+// other side has not read yet.
 void DiscardOutput(int port) {
   if (OutputWaiting(port) > 0) tcflush(port, TCOFLUSH);
 }
@@ -95,10 +95,10 @@ bool SerialPort::Open() {
     SetLastErrorCode(errno);
     return false;
   }
-  // Ignore failures: a pseudo-terminal has no modem lines, and some adapters do not support this.
+  // Ignore failures: pseudo-terminals and some adapters do not support this.
   int dtr = TIOCM_DTR;
   ioctl(port.Number(), dtr_ ? TIOCMBIS : TIOCMBIC, &dtr);
-  port.SetCloser(ClosePort);  // not before the port is locked: its output may be another process's
+  port.SetCloser(ClosePort);  // only now that the port is locked: ClosePort discards output, also another process's
   Adopt(std::move(port));
   return true;
 }

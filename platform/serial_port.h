@@ -1,9 +1,9 @@
 // A local serial port. Derive from it to receive its events.
 //
-// Call Find, make the settings, then call Open. A write blocks until the port has accepted every byte: writes are
-// short, and callers need to know when the bytes have left. Every call is bounded: a port that accepts no byte for
-// kStallTimeout fails. Time for which the process is stopped does not count. A failed port is closed at once, so that
-// an adapter that is plugged in again gets the same name; later writes are dropped.
+// Call Find, the setters, then Open. Output is not queued: Write returns when the system has accepted every byte,
+// WaitTransmitted when they have left. Every call is bounded: a port that makes no progress for kStallTimeout fails.
+// Time for which the process is stopped does not count. A failed port closes itself, so that an adapter that is plugged
+// in again gets the same name; later writes are dropped.
 
 #ifndef PLATFORM_SERIAL_PORT_H_
 #define PLATFORM_SERIAL_PORT_H_
@@ -34,15 +34,15 @@ class SerialPort : public ByteStream {
   // followed. Returns whether it is a character device.
   [[nodiscard]] bool Find(const std::string& name);
 
-  // Settings for the next Open: 5 to 8 data bits, parity and a standard speed in bits per second are required; DTR is
-  // not asserted by default. One stop bit and no flow control are fixed.
+  // Settings for the next Open: 5 to 8 data bits, parity and a standard speed from 300 to 115200 bits per second are
+  // required; DTR is not asserted by default. One stop bit and no flow control are fixed.
   void SetDataBits(std::int32_t bits) { data_bits_ = bits; }
   void SetParity(ParityKind parity) { parity_ = parity; }
   void SetSpeed(std::int32_t bits_per_second) { speed_ = bits_per_second; }
   void SetDtr(bool asserted) { dtr_ = asserted; }
 
   // Opens and locks the port found, and applies the settings. Returns false, with the last error code set, if the port
-  // cannot be opened, is not a terminal, is locked by another process or does not support the settings.
+  // cannot be opened, is not a terminal, is already locked or does not support the settings.
   [[nodiscard]] bool Open();
 
   // Closes the port and discards unsent output.

@@ -1,4 +1,4 @@
-// Measures how long a peer that should accept data makes no progress. Only waits count, not the time between them.
+// Measures how long a peer that should accept data makes no progress. Counts only waits, not the time between them.
 
 #ifndef PLATFORM_STALL_TIMER_H_
 #define PLATFORM_STALL_TIMER_H_
@@ -12,7 +12,7 @@ class StallTimer {
  public:
   explicit StallTimer(std::chrono::nanoseconds timeout) : timeout_(timeout), left_(timeout) {}
 
-  // Starts again with the full timeout, after progress.
+  // Restores the full timeout. Call after progress.
   void Restart() { left_ = timeout_; }
 
   // Subtracts a wait.

@@ -42,7 +42,7 @@ class TcpClientSocket : public ByteStream {
  protected:
   using KeepAlive = TcpConnector::KeepAlive;
 
-  // `receive_size` is the stream's. Without `keep_alive`, the system's default times apply.
+  // `receive_size` is passed to ByteStream. Without `keep_alive`, the system's default times apply.
   explicit TcpClientSocket(std::size_t receive_size = kReceiveSize, std::optional<KeepAlive> keep_alive = std::nullopt)
       : ByteStream(receive_size), keep_alive_(keep_alive) {}
 

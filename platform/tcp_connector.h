@@ -33,7 +33,7 @@ class TcpConnector {
 
   struct Result {
     Descriptor socket;       // connected and non-blocking; not open on failure
-    std::int32_t error = 0;  // the errno value of the last failure
+    std::int32_t error = 0;  // if not open, the errno value of the last failed attempt
   };
 
   // Starts to connect. Without `keep_alive`, the system's default times apply.
@@ -42,7 +42,7 @@ class TcpConnector {
   // Returns what to wait for before the next Advance.
   Interest PrepareToWait() const;
 
-  // Continues with what is ready. Returns the result when there is one; the connector is then done.
+  // Continues without waiting. Returns the result once there is one; do not use the connector after that.
   std::optional<Result> Advance();
 
  private:
@@ -54,8 +54,8 @@ class TcpConnector {
   std::optional<AddressLookup> lookup_;
   AddressList addresses_;
   std::size_t next_address_ = 0;
-  std::vector<Descriptor> attempts_;         // in flight
-  std::chrono::nanoseconds next_attempt_{};  // when to start it, unless an earlier one fails before
+  std::vector<Descriptor> attempts_;         // sockets with a connect in progress
+  std::chrono::nanoseconds next_attempt_{};  // when to start the next one, unless one fails before
 };
 
 }  // namespace platform

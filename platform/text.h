@@ -1,5 +1,4 @@
-// Byte strings: case-insensitive comparison, parsing of numbers, UTF-8 characters. Pure functions that accept any
-// bytes.
+// Byte strings: case-insensitive comparison, parsing of numbers, UTF-8 characters. All functions accept any bytes.
 
 #ifndef PLATFORM_TEXT_H_
 #define PLATFORM_TEXT_H_
@@ -26,10 +25,10 @@ std::int64_t ReadNumber(std::string_view text);
 // Like ReadNumber, for a 32-bit number.
 std::int32_t ReadInt32(std::string_view text);
 
-// Returns the low 32 bits of such a number, which may be of any length.
+// Like ReadNumber, but returns the low 32 bits of a number of any length.
 std::uint32_t ReadLow32Bits(std::string_view text);
 
-// Parses the hexadecimal number, without a prefix, at the start of a text.
+// Like ReadNumber, for a hexadecimal number without a prefix.
 std::int64_t ReadHexadecimal(std::string_view digits);
 
 // Returns upper-case hexadecimal digits without leading zeros; "0" for 0.

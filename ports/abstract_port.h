@@ -42,13 +42,13 @@ class iAbstractPort {
   // Closes the transport and releases the receiver.
   virtual void PortClear() = 0;
 
-  // Discards pending data in the transport, without calling the receiver.
+  // Discards pending input, and unsent output of a serial line, without calling the receiver.
   virtual void PortFlush() = 0;
 
-  // Makes the transport do its pending work and raise its events now.
+  // Sends queued output and raises pending events, without waiting.
   virtual void PortPoll() = 0;
 
-  // Returns when the written bytes have left, as far as the transport can tell.
+  // Returns when the written bytes have left, if the transport reports this.
   virtual void PortXmitWait() = 0;
 
   iAbstractPort() = default;

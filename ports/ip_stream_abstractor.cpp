@@ -60,7 +60,7 @@ void cIPStreamAbstractor::PortSendData(const std::string& data) {
 }
 
 void cIPStreamAbstractor::PortClose() {
-  SendOutput();  // such as a command received together with the quit
+  SendOutput();  // of a command received together with the quit
   Close();
 }
 

@@ -22,7 +22,8 @@ class cIPStreamAbstractor : public platform::TcpClientSocket, public iAbstractPo
   // Queues the bytes, which are sent with the next poll or pump pass.
   void PortSendData(const std::string& data) override;
 
-  // Connects, and waits for up to about ten seconds; other events are delivered meanwhile.
+  // Connects, and delivers events until the connection is open, for about ten seconds. Waits the full time even if the
+  // connection was refused.
   bool PortOpen() override;
 
   // Sends as much of the queued output as the network accepts, then closes.
@@ -35,11 +36,11 @@ class cIPStreamAbstractor : public platform::TcpClientSocket, public iAbstractPo
   void PortFlush() override;
   void PortPoll() override;
 
-  // Polls once: TCP cannot tell when the bytes have reached the device.
+  // Polls once: TCP does not report when the bytes have reached the device.
   void PortXmitWait() override;
 
   std::shared_ptr<iAbstractPortReceiver> Parent;
-  bool InitialFlush = false;  // the connected event has been raised
+  bool InitialFlush = false;  // set by the connected event
 };
 
 #endif  // PORTS_IP_STREAM_ABSTRACTOR_H_

@@ -8,12 +8,11 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <array>
 #include <csignal>
 #include <functional>
 #include <string>
 
-struct End {
+struct ChildResult {
   std::string console;
   int status = 0;
 
@@ -21,27 +20,20 @@ struct End {
   bool IsExit(int expected) const { return WIFEXITED(status) && WEXITSTATUS(status) == expected; }
 };
 
-// Runs `run`, which returns the child's exit status.
-inline End InAChild(const std::function<int()>& run) {
-  std::array<int, 2> console{};
-  EXPECT_EQ(pipe(console.data()), 0);
+// Runs `run`, which returns the child's exit status. Returns when the child has ended or is stopped.
+inline ChildResult RunInChild(const std::function<int()>& run) {
+  testing::internal::CaptureStdout();
   const pid_t child = fork();
   if (child == 0) {
-    dup2(console[1], STDOUT_FILENO);
     close(STDERR_FILENO);  // silence the C++ library's message
     const rlimit no_core{};
     setrlimit(RLIMIT_CORE, &no_core);
     _exit(run());
   }
-  close(console[1]);
-  End end;
-  char bytes[4096];
-  for (ssize_t count = 0; (count = read(console[0], bytes, sizeof bytes)) > 0;) {
-    end.console.append(bytes, static_cast<std::size_t>(count));
-  }
-  close(console[0]);
-  EXPECT_EQ(waitpid(child, &end.status, 0), child);
-  return end;
+  ChildResult result;
+  EXPECT_EQ(waitpid(child, &result.status, WUNTRACED), child);
+  result.console = testing::internal::GetCapturedStdout();
+  return result;
 }
 
 #endif  // TESTS_CHILD_H_

@@ -1,186 +1,183 @@
-#include <algorithm>
+#include <gmock/gmock.h>
 
-#include "tests/host_fixture.h"
+#include <utility>
+
+#include "message/quorvane_command.h"
+#include "tests/bytes.h"
 
 namespace {
 
-constexpr std::string_view kOnForA1 = "58 10 61 40 4C 58 00 30 32 30 30 00 00 00 20 0D";
+using testing::ElementsAre;
 
-TEST(CommonPacket, AppliesDefaultsAndKeepsThem) {
+constexpr std::string_view kOnForA1 = "58 10 61 40 4C 58 00 30 32 30 30 00 00 00 20 0D";
+constexpr std::string_view kAnalog = "6D 02 61 C8 4D 59 C0 31 32 41 42 4C 30 33 46 46 46";
+
+// A message whose protected fields are accessible.
+class Probe : public cQuorvaneCommand {
+ public:
+  using cQuorvaneCommand::fAddressOnly;
+  using cQuorvaneCommand::fCommandOnly;
+  using cQuorvaneCommand::Flags;
+  using cQuorvaneCommand::fPassThrough;
+  using cQuorvaneCommand::PacketLength;
+};
+
+Probe Parse(std::string packet) {
+  Probe message;
+  EXPECT_TRUE(message.InitFromCommonMessage(std::move(packet)));
+  return message;
+}
+
+TEST(CommonPacket, KeepsAppliedDefaults) {
   Probe message;
   message.SetCommand("2");
   message.SetHouseCode("A");
   message.SetUnitCode(1);
   EXPECT_EQ(message.GetRawCommand(), Bytes(kOnForA1));
-  EXPECT_EQ(message.GetRawCommand(), Bytes(kOnForA1));
-  EXPECT_EQ(message.Version + message.InterfaceType + message.UnitClass + message.Code + message.Header, "aLX0X");
-  EXPECT_EQ(message.GetTransactionID(), 64);
   EXPECT_EQ(message.PacketLength, 16);
-  message.Header = "XY";
-  EXPECT_EQ(message.GetRawCommand().size(), 17U);
-  EXPECT_EQ(message.PacketLength, 17);
-
-  EXPECT_EQ(message.rawAnalog16 + message.LogData + message.MultiFlags, 0);
-  EXPECT_EQ(message.SentAtTicks + message.DoubleMeasurement, 0);
-  EXPECT_FALSE(message.WaitForAck || message.fSecurity || message.LittleEndian);
-
-  Probe parsed;
-  ASSERT_TRUE(parsed.InitFromCommonMessage(Bytes(kOnForA1)));
-  EXPECT_EQ(parsed.GetRawCommand(), Bytes(kOnForA1));
-  EXPECT_EQ(parsed.RawCommonCommand, Bytes(kOnForA1));
+  EXPECT_EQ(message.InterfaceType, "L");
+  EXPECT_EQ(message.GetTransactionID(), 64);
 }
 
 TEST(CommonPacket, BuildsTailForCommand) {
-  const auto build = [](std::string_view command, void (*fill)(cQuorvaneCommand&)) {
-    cQuorvaneCommand message;
-    message.SetCommand(command);
-    fill(message);
-    return message.GetRawCommand();
-  };
-  EXPECT_EQ(build("z", [](cQuorvaneCommand& m) { m.DoubleMeasurement = 1.0; }),
-            Bytes("58 14 61 40 4C 58 00 30 7A 80 80 00 00 00 00 00 00 F0 3F 0D"));
-  EXPECT_EQ(build("A", [](cQuorvaneCommand& m) { m.SetLevel(7); }),
-            Bytes("58 10 61 40 4C 58 00 30 41 80 80 07 20 20 20 0D"));
-  EXPECT_EQ(
-      build("A", [](cQuorvaneCommand& m) { m.analog0 += '0', m.analog1 += '1', m.analog2 += '2', m.analog3 += '3'; }),
-      Bytes("58 11 61 40 4C 58 00 30 41 80 80 00 30 31 32 33 0D"));
-  EXPECT_EQ(build("X", [](cQuorvaneCommand& m) { m.SetRawData("\x01\x02\x03"); }),
-            Bytes("58 10 61 40 4C 58 00 30 58 03 01 02 03 20 20 0D"));
-  EXPECT_EQ(build("X", [](cQuorvaneCommand& m) { m.SetRawData("123456"); }),
-            Bytes("58 11 61 40 4C 58 00 30 58 06 31 32 33 34 35 36 0D"));
-  EXPECT_EQ(build("", [](cQuorvaneCommand& m) { m.SetParam1(1), m.SetParam2(2), m.Address1 += '5'; }),
-            Bytes("58 10 61 40 4C 58 00 30 35 80 00 01 02 20 20 0D"));
-  EXPECT_EQ(build("X", [](cQuorvaneCommand& m) { m.SetRawData(std::string(cQuorvaneCommand::kMaxRawData, 'r')); })
-                .substr(1, 1),
-            "\xFF");
+  cQuorvaneCommand message;
+  message.SetTransactionID(0x41);
+  message.SetLevel(1);
+  message.SetParam1(2);
+  message.SetParam2(3);
+  message.SetCommand("4");
+  EXPECT_EQ(message.GetRawCommand(), Bytes("58 10 61 41 4C 58 00 30 34 80 80 01 02 03 20 0D"));
+  message.SetCommand("A");
+  EXPECT_EQ(message.GetRawCommand(), Bytes("58 10 61 41 4C 58 00 30 41 80 80 01 20 20 20 0D"));
+  message.analog0 = '0';
+  message.analog1 = '1';
+  message.analog2 = '2';
+  message.analog3 = '3';
+  EXPECT_EQ(message.GetRawCommand(), Bytes("58 11 61 41 4C 58 00 30 41 80 80 01 30 31 32 33 0D"));
+  message.SetCommand("z");
+  message.DoubleMeasurement = 1.0;
+  EXPECT_EQ(message.GetRawCommand(), Bytes("58 14 61 41 4C 58 00 30 7A 80 80 00 00 00 00 00 00 F0 3F 0D"));
+  message.SetCommand("X");
+  message.SetRawData("\x01\x02\x03");
+  EXPECT_EQ(message.GetRawCommand(), Bytes("58 10 61 41 4C 58 00 30 58 03 01 02 03 20 20 0D"));
+  message.SetRawData("123456");
+  EXPECT_EQ(message.GetRawCommand(), Bytes("58 11 61 41 4C 58 00 30 58 06 31 32 33 34 35 36 0D"));
+  message.SetRawData(std::string(cQuorvaneCommand::kMaxRawData, 'r'));
+  EXPECT_EQ(message.GetRawCommand()[1], '\xFF');
+}
+
+TEST(CommonPacket, ParsesAndRebuildsEachField) {
+  const std::string packet = Bytes("59 10 62 C8 4D 5A C0 31 32 41 42 09 33 34 20 0D");
+  Probe message = Parse(packet);
+  EXPECT_EQ(message.rawAnalog16, 0);  // only in "M" packets
+  EXPECT_EQ(message.GetRawCommand(), packet);
+}
+
+TEST(CommonPacket, FieldsPastEndAreEmpty) {
+  Probe message = Parse(Bytes(kAnalog));
+  EXPECT_EQ(message.PacketLength, 2);
+  EXPECT_EQ(message.level, 0);  // sent as "L"
+  EXPECT_EQ(message.rawAnalog16, 0x03FF);
+  ASSERT_TRUE(message.InitFromCommonMessage("m"));  // keeps nothing of the first packet
+  EXPECT_EQ(message.PacketLength, 0);
+  EXPECT_EQ(message.InterfaceType, "");
+  EXPECT_EQ(message.Address2, "");
+  EXPECT_EQ(message.param2, 0);
+  EXPECT_EQ(message.rawAnalog16, 0);
+  EXPECT_EQ(Parse(Bytes(kAnalog).substr(0, 15)).rawAnalog16, 0x03F);
 }
 
 TEST(CommonPacket, AcceptsKindsInEitherCase) {
-  for (const char kind : std::string_view("XxYyMmNnLl")) {
-    EXPECT_TRUE(cQuorvaneCommand().InitFromCommonMessage({kind, 2})) << kind;
-  }
-  for (const char kind : std::string_view("AJZE\0", 5)) {
-    Probe message;
-    EXPECT_FALSE(message.InitFromCommonMessage(kind + std::string("\t23456789")));
-    EXPECT_EQ(message.Header, std::string(1, kind));
-    EXPECT_EQ(message.Code, kind == 'E' ? "7" : "");
-    EXPECT_EQ(message.Version + message.Command + std::to_string(message.PacketLength), "0");
-  }
-  EXPECT_FALSE(cQuorvaneCommand().InitFromCommonMessage(""));
-}
-
-TEST(CommonPacket, IgnoresBytesPastEndAndPreviousPacket) {
-  const std::string before = Bytes("4D 10 61 C9 4D 59 00 31 33 43 44 09 31 34 47 47");
-  const std::string packet = Bytes("6D 02 61 C8 4C 58 C0 30 32 41 42 4C 30 33 46 46 46");
-  for (std::size_t length = 1; length <= packet.size(); ++length) {
-    Probe message;
-    ASSERT_TRUE(message.InitFromCommonMessage(before));
-    EXPECT_EQ(message.level, 9);
-    ASSERT_TRUE(message.InitFromCommonMessage(packet.substr(0, length)));
-    std::string texts;
-    for (const std::size_t at : {2U, 4U, 5U, 7U, 8U, 9U, 10U}) {
-      if (at < length) texts += packet[at];
-    }
-    EXPECT_EQ(message.Version + message.InterfaceType + message.UnitClass + message.Code + message.Command +
-                  message.Address1 + message.Address2,
-              texts);
-    EXPECT_EQ(message.PacketLength, length > 1 ? 2 : 0);
-    EXPECT_EQ(message.TransactionID, length > 3 ? 200 : 0);
-    EXPECT_EQ(message.level, 0);  // the code of "L" is read as 0
-    EXPECT_EQ(message.param1 + message.param2, length > 13 ? 0x63 : length > 12 ? 0x30 : 0);
-    EXPECT_EQ(message.rawAnalog16, length < 14 ? 0 : 0x3FF >> 4 * (16 - std::min<std::size_t>(length, 16)));
+  for (const char kind : std::string_view("XxYyMmNnLl")) Parse({kind, 2});
+  for (const std::string packet : {"", "A\x02", "E\x02", "J\x02", "Z\x02"}) {
+    EXPECT_FALSE(cQuorvaneCommand().InitFromCommonMessage(packet)) << packet;
   }
 }
 
 TEST(CommonPacket, ReplacesLowBatteryFormsExceptQuit) {
   const struct {
-    std::string_view flags_and_command;
-    std::string stored;
-    bool low;
-  } cases[] = {{"00 05", "\x04", true}, {"00 55", "T", true},
-               {"00 75", "T", true},    {"00 01", std::string(1, '\0'), true},
-               {"00 51", "P", true},    {"00 54", "T", false},
-               {"40 51", "Q", false},   {"40 71", "q", false},
-               {"40 55", "T", true},    {"40 01", std::string(1, '\0'), true}};
+    char flags, received, stored;
+    bool low_battery;
+  } cases[] = {{'\0', '\x05', '\x04', true}, {'\0', 'U', 'T', true},    {'\0', 'u', 'T', true},
+               {'\0', '\x01', '\0', true},   {'\0', 'Q', 'P', true},    {'\0', 'T', 'T', false},
+               {'\x40', 'Q', 'Q', false},    {'\x40', 'q', 'q', false}, {'\x40', 'U', 'T', true}};
   for (const auto& c : cases) {
     std::string packet = Bytes(kOnForA1);
-    packet[6] = Bytes(c.flags_and_command)[0];
-    packet[8] = Bytes(c.flags_and_command)[1];
+    packet[6] = c.flags;
+    packet[8] = c.received;
     cQuorvaneCommand message;
     message.fCCM = true;  // from an earlier packet: this packet's own bit decides
     ASSERT_TRUE(message.InitFromCommonMessage(packet));
-    EXPECT_EQ(message.Command, c.stored);
-    EXPECT_EQ(message.LowBattery, c.low);
+    EXPECT_EQ(message.Command, std::string(1, c.stored));
+    EXPECT_EQ(message.LowBattery, c.low_battery);
   }
 }
 
 TEST(CommonPacket, ParsesLogPackets) {
-  const std::pair<std::string_view, std::string> cases[] = {
-      {"4C 06 02 61 62 63", "2abc"}, {"4C 07 48 65 6C 6C 6F", "4Hello"}, {"4C 03 04", "4"}, {"4C 02", "0"}};
-  for (const auto& [packet, level_and_text] : cases) {
-    cQuorvaneCommand message;
-    ASSERT_TRUE(message.InitFromCommonMessage(Bytes(packet)));
-    EXPECT_EQ(std::to_string(message.LogData) + message.LogMessage, level_and_text);
-  }
+  EXPECT_EQ(Parse("L\x07\x02text").LogData, 2);
+  EXPECT_EQ(Parse("L\x07\x02text").LogMessage, "text");
+  EXPECT_EQ(Parse("L\x06text").LogData, 4);  // without a level
+  EXPECT_EQ(Parse("L\x06text").LogMessage, "text");
+  EXPECT_EQ(Parse("L\x03\x04").LogData, 4);
+  EXPECT_EQ(Parse("L\x03\x04").LogMessage, "");
+  EXPECT_EQ(Parse("L\x02").LogData, 0);
 }
 
-TEST(Flags, SetBoolFieldsAndNeverClearThem) {
+std::vector<bool> FieldsOf(char flags) {
   std::string packet = Bytes(kOnForA1);
-  for (int flags = 0; flags < 256; ++flags) {
-    packet[6] = static_cast<char>(flags);
-    Probe message;
-    ASSERT_TRUE(message.InitFromCommonMessage(packet));
-    const bool views[] = {message.fDoTransmit, message.fCCM,         message.fAddressOnly, message.fCommandOnly,
-                          message.fWireless,   message.fPassThrough, message.fStacked};
-    for (int i = 0; i < 7; ++i) EXPECT_EQ(views[i], (flags & 0x80 >> i) != 0) << flags << " field " << i;
-  }
+  packet[6] = flags;
+  const Probe m = Parse(packet);
+  return {m.fDoTransmit, m.fCCM, m.fAddressOnly, m.fCommandOnly, m.fWireless, m.fPassThrough, m.fStacked};
+}
+
+TEST(Flags, SetBoolFields) {
+  // Each field is set in a different combination of the packets.
+  EXPECT_THAT(FieldsOf('\xAA'), ElementsAre(true, false, true, false, true, false, true));
+  EXPECT_THAT(FieldsOf('\x66'), ElementsAre(false, true, true, false, false, true, true));
+  EXPECT_THAT(FieldsOf('\x1F'), ElementsAre(false, false, false, true, true, true, true));
+}
+
+TEST(Flags, SetFlagTogglesBitsAndKeepsFields) {
   Probe message;
   message.SetFlag("&b00000010");
   EXPECT_EQ(message.Flags, 2);
   message.SetFlag("&b00000010");
-  EXPECT_TRUE(message.fStacked);
-  message.SetFlag("128");
-  message.SetFlag("&h80 or so");
   EXPECT_EQ(message.Flags, 0);
-  message.SetFlag("&hABCDEF0123456789FFFFFFFE");  // the low 32 bits of any number
-  message.SetFlag("36893488147419103233");        // 2^65 + 1
-  EXPECT_EQ(message.Flags, -1);
+  EXPECT_TRUE(message.fStacked);
+  message.SetFlag("&h80 or so");
+  message.SetFlag("36893488147419103233");  // 2^65 + 1: the low 32 bits count
+  EXPECT_EQ(message.Flags, 0x81);
 }
 
 TEST(Addressing, MapsHouseLettersAndUnitNumbersToDigits) {
-  cQuorvaneCommand message;
-  for (std::int32_t unit = 1; unit <= 16; ++unit) {
-    const std::string house(1, static_cast<char>('A' + unit - 1));
-    message.SetUnitCode(unit);
+  const std::pair<std::int32_t, std::string> digits[] = {{1, "0"}, {10, "9"}, {11, "A"}, {16, "F"}};
+  for (const auto& [number, digit] : digits) {
+    const std::string house(1, static_cast<char>('A' + number - 1));
+    cQuorvaneCommand message;
     message.SetHouseCode(house);
-    EXPECT_EQ(message.Address1 + message.Address2, std::string(2, "0123456789ABCDEF"[unit - 1]));
-    EXPECT_EQ(message.GetHouseCode() + message.GetUnitCode(), house + std::to_string(unit));
+    message.SetUnitCode(number);
+    EXPECT_EQ(message.Address1, digit);
+    EXPECT_EQ(message.Address2, digit);
+    EXPECT_EQ(message.GetHouseCode(), house);
+    EXPECT_EQ(message.GetUnitCode(), std::to_string(number));
   }
+}
+
+TEST(Addressing, AcceptsAnyBytes) {
+  cQuorvaneCommand message;
   message.SetHouseCode("k");
   for (const char* none : {"Q", "", "AB", "@", "\x80"}) message.SetHouseCode(none);
   EXPECT_EQ(message.GetHouseCode(), "K");
-  message.SetUnitCode(17);
-  EXPECT_EQ(message.Address2, "10");
-  message.SetUnitCode(-15);
-  EXPECT_EQ(message.Address2, "FFFFFFF0");
-  message.Address1 = message.Address2 = "\x80";
-  EXPECT_EQ(message.GetHouseCode() + message.GetUnitCode(), "A1");
   message.Address1 = message.Address2 = "FFFFFFFFFFFFFFFFFFFF";  // wraps without undefined overflow
-  EXPECT_EQ(message.GetHouseCode() + message.GetUnitCode(), "@9223372036854775808");
+  EXPECT_EQ(message.GetHouseCode(), "@");
+  EXPECT_EQ(message.GetUnitCode(), "9223372036854775808");
 }
 
 TEST(RawData, IsLimitedByEndOfPacket) {
-  const std::pair<std::string_view, std::string> cases[] = {
-      {"58 10 61 40 4C 58 40 30 58 03 01 02 03 20 20 0D", "\x01\x02\x03"},
-      {"58 10 61 40 4C 58 40 30 58 C8 01 02 03 20 20 0D", "\x01\x02\x03  \r"},
-      {"58 10 61 40 4C 58 40 30 58 00 01 02 03 20 20 0D", ""},
-      {"58 0A 61 40 4C 58 40 30 58 03", ""},
-      {"58 09 61 40 4C 58 40 30 58", ""}};
-  for (const auto& [packet, data] : cases) {
-    cQuorvaneCommand message;
-    ASSERT_TRUE(message.InitFromCommonMessage(Bytes(packet)));
-    EXPECT_EQ(message.GetSendRawData(), data) << packet;
-  }
+  EXPECT_EQ(Parse(Bytes("58 10 61 40 4C 58 40 30 58 03 01 02 03 20 20 0D")).GetSendRawData(), "\x01\x02\x03");
+  EXPECT_EQ(Parse(Bytes("58 10 61 40 4C 58 40 30 58 C8 01 02 03 20 20 0D")).GetSendRawData(), "\x01\x02\x03  \r");
+  EXPECT_EQ(Parse(Bytes("58 0A 61 40 4C 58 40 30 58 03")).GetSendRawData(), "");
+  EXPECT_EQ(Parse(Bytes("58 09 61 40 4C 58 40 30 58")).GetSendRawData(), "");
 }
 
 }  // namespace

@@ -1,10 +1,12 @@
 #include "host/dispatch.h"
 
+#include <gmock/gmock.h>
+
 #include "app/process_state.h"
 #include "device/torvy.h"
 #include "host/log.h"
+#include "tests/connected_socket.h"
 #include "tests/fake_port.h"
-#include "tests/host_fixture.h"
 #include "tests/system_calls.h"
 
 namespace {
@@ -32,64 +34,74 @@ class Dispatch : public testing::Test {
     host->Deliver(packet);
     return host->Logged();
   }
+  // Sends a supported device command; returns the bytes written to the device.
+  std::string Translate(std::string_view address, std::string_view command) {
+    EXPECT_THAT(Receive(DeviceCommand(address, command, "1")), IsEmpty());
+    return written;
+  }
 };
 
 TEST_F(Dispatch, TranslatesDeviceCommands) {
-  const struct {
-    std::string_view address, command;
-    std::string device;  // empty: unsupported
-  } cases[] = {{"0102", "ON", "0102U"},  {"0102", "off", "0102D"},  {"0102", "sToP", "0102S"},
-               {"01.02", "ON", "0102U"}, {"123", "ON", "1223U"},    {"7", "ON", "77U"},
-               {"", "ON", "U"},          {"0102", "DIM", ""},       {"0102", "", ""},
-               {"0102", "ON ", ""},      {"0102", "\xC3\x96N", ""}, {"\xE2\x82\xACx-yz", "ON", "\xE2\x82\xACxyzU"}};
-  for (const bool debug : {false, true}) {
-    State().DebugMode = debug;
-    for (const auto& c : cases) {
-      std::vector<std::string> expected;
-      if (debug) expected.emplace_back("2 received command from Quorvane: ");
-      if (debug && !c.device.empty()) expected.push_back("4 sending command: (" + c.device + ")");
-      if (c.device.empty()) expected.push_back("4 unsupported command: " + std::string(c.command));
-      EXPECT_EQ(Receive(DeviceCommand(c.address, c.command, "1")), expected);
-      EXPECT_EQ(written, c.device);
-    }
-  }
-  EXPECT_EQ(ReceiveBytes(Bytes("4A 0C 00 80 6D 63 6D 64 02 00 4F 4E")).size(), 2U);  // without an addr entry
-  EXPECT_EQ(written, "U");
+  EXPECT_EQ(Translate("0102", "ON"), "0102U");
+  EXPECT_EQ(Translate("0102", "off"), "0102D");
+  EXPECT_EQ(Translate("0102", "sToP"), "0102S");
+  EXPECT_EQ(Translate("01.02", "ON"), "0102U");
+  EXPECT_EQ(Translate("123", "ON"), "1223U");
+  EXPECT_EQ(Translate("7", "ON"), "77U");
+  EXPECT_EQ(Translate("", "ON"), "U");
+  EXPECT_EQ(Translate("\xE2\x82\xACx-yz", "ON"), "\xE2\x82\xACxyzU");
 }
 
-TEST_F(Dispatch, ExecutesControllerCommandsInEitherCase) {
-  for (const char* letter : {"Q", "q", "P", "p"}) {
-    State().QuitRequested = false;
-    EXPECT_THAT(Receive(ControllerCommand(letter)),
-                ElementsAre(std::string("2 The torvy plx has been asked to quit. (") +
-                            (std::tolower(*letter) == 'q' ? "1)" : "2)")));
-    EXPECT_TRUE(State().QuitRequested);
+TEST_F(Dispatch, ReportsUnsupportedCommands) {
+  for (const std::string command : {"DIM", "", "ON ", "\xC3\x96N"}) {
+    EXPECT_THAT(Receive(DeviceCommand("0102", command, "1")), ElementsAre("4 unsupported command: " + command));
+    EXPECT_EQ(written, "");
   }
-  State().QuitRequested = false;
-  for (const char* letter : {"O", "C", "R", "U", "\x01", "D"})
-    EXPECT_THAT(Receive(ControllerCommand(letter)), IsEmpty());
+}
+
+TEST_F(Dispatch, LogsCommandsInDebugMode) {
+  State().DebugMode = true;
+  EXPECT_THAT(Receive(DeviceCommand("0102", "ON", "1")),
+              ElementsAre("2 received command from Quorvane: ", "4 sending command: (0102U)"));
   EXPECT_THAT(Receive(ControllerCommand("r")), ElementsAre("2 received command from Quorvane: r"));
-  EXPECT_THAT(Receive(ControllerCommand("d")), ElementsAre("2 received command from Quorvane: d"));
+}
+
+TEST_F(Dispatch, QuitsForEitherLetter) {
+  EXPECT_THAT(Receive(ControllerCommand("q")), ElementsAre("2 The torvy plx has been asked to quit. (1)"));
+  EXPECT_TRUE(State().QuitRequested);
+  State().QuitRequested = false;
+  EXPECT_THAT(Receive(ControllerCommand("p")), ElementsAre("2 The torvy plx has been asked to quit. (2)"));
+  EXPECT_TRUE(State().QuitRequested);
+}
+
+TEST_F(Dispatch, TogglesDebugMode) {
+  Receive(ControllerCommand("D"));
+  EXPECT_TRUE(State().DebugMode);
+  Receive(ControllerCommand("d"));
+  EXPECT_FALSE(State().DebugMode);
+}
+
+TEST_F(Dispatch, SendsRawDataUnchanged) {
   const std::string longest = std::string("\0\r\xFF", 3) + std::string(241, 'r');
   EXPECT_THAT(Receive(RawDataCommand(longest)), IsEmpty());
   EXPECT_EQ(written, longest);
-  EXPECT_FALSE(State().QuitRequested);
 }
 
-TEST_F(Dispatch, ReportsMessagesWithoutDictionary) {
+TEST_F(Dispatch, ReportsPlainCommandsButNotLogPackets) {
   cQuorvaneCommand plain;
   plain.SetCommand("Q");
   // Without the controller flag, it is a low-battery "P" and does not quit.
   EXPECT_THAT(Receive(plain), ElementsAre("4 unsupported command: UNKNOWN COMMAND CODE: (P) 0x50 for address A1"));
-  EXPECT_THAT(ReceiveBytes("L\x05\x02hi"), IsEmpty());
   EXPECT_FALSE(State().QuitRequested);
+  EXPECT_THAT(ReceiveBytes("L\x05\x02hi"), IsEmpty());
 }
 
-TEST_F(Dispatch, SendsLogLineAtOnceOrOnlyQueuesIt) {
+TEST_F(Dispatch, LogToHostPollsThreeTimesAfterQueueing) {
   Calls() = {};
   QueueLogToHost("queued", 2);
-  EXPECT_EQ(Calls().counts[kPoll] + Calls().counts[kWrite], 0);
-  LogToHost("at once", 2);
+  EXPECT_EQ(Calls().counts[kPoll], 0);
+  EXPECT_EQ(Calls().counts[kWrite], 0);
+  LogToHost("sent", 2);
   EXPECT_EQ(Calls().counts[kPoll], 3);
   EXPECT_EQ(Calls().counts[kWrite], 1);
 }
@@ -107,14 +119,16 @@ class TorvyThatReleasesItself : public cTorvy {
   void HandleQuorvaneCommand(const cQuorvaneCommand& /*command*/) override { Release(State().Driver); }
 };
 
-TEST_F(Dispatch, ObjectReleasedDuringCallLivesUntilItReturns) {
+TEST_F(Dispatch, PortAndDriverLiveUntilTheirCallsReturn) {
   State().DevicePort = std::make_shared<FakePort>([](const std::string&) { Release(State().DevicePort); });
   Receive(DeviceCommand("0102", "ON", "1"));
   EXPECT_EQ(State().DevicePort, nullptr);
   State().Driver = std::make_shared<TorvyThatReleasesItself>();
   Receive(DeviceCommand("0102", "ON", "1"));
   EXPECT_EQ(State().Driver, nullptr);
+}
 
+TEST_F(Dispatch, HostSocketLivesUntilItsPollReturns) {
   auto socket = std::make_shared<ConnectedSocket>([](cQuorvaneCommand&) { Release(State().HostSocket); });
   socket->Host.Send(ControllerCommand("D"));
   platform::EventPump::Instance().RunOnly(*socket->Host.Link());

@@ -11,18 +11,13 @@
 #include "tests/fake_port.h"
 
 volatile int calls_returned = 0;
-void Throw(int deeper, bool no_exception_class);
+void Throw(int depth);
 // Calls through this pointer are not inlined, so each has its own frame.
-void (*volatile throw_from)(int, bool) = Throw;
+void (*volatile throw_from)(int) = Throw;
 
-void Throw(int deeper, bool no_exception_class) {
-  if (deeper > 1) {
-    throw_from(deeper - 1, no_exception_class);
-  } else if (no_exception_class) {
-    throw 42;
-  } else {
-    throw std::runtime_error("not caught");
-  }
+void Throw(int depth) {
+  if (depth == 1) throw std::runtime_error("not caught");
+  throw_from(depth - 1);
   calls_returned = calls_returned + 1;  // prevents a tail call
 }
 
@@ -30,65 +25,65 @@ void Throw(int deeper, bool no_exception_class) {
 class FailingPort : public FakePort {
  public:
   FailingPort() : FakePort(nullptr) {}
-  __attribute__((noinline)) ~FailingPort() override { throw_from(1, false); }
+  __attribute__((noinline)) ~FailingPort() override { throw_from(1); }
 };
 
 namespace {
 
+using testing::ContainsRegex;
+using testing::MatchesRegex;
+using testing::Not;
+
 // The driver with a different Event_Run.
-class Failing : public App {
+class FailingApp : public App {
  public:
-  Failing(std::function<void()> run, std::function<void()> report) : run_(std::move(run)), report_(std::move(report)) {}
+  std::function<void()> run;
+  bool report_fails = false;
+
   std::int32_t Event_Run(const std::vector<std::string>& /*arguments*/) override {
-    run_();
+    run();
     return 0;
   }
   bool Event_UnhandledException(const platform::Failure& failure) override {
-    if (report_) report_();
+    if (report_fails) throw_from(1);
     return App::Event_UnhandledException(failure);
   }
-
- private:
-  std::function<void()> run_;
-  std::function<void()> report_;
 };
 
-End Fail(const std::function<void()>& run, const std::function<void()>& report = nullptr) {
-  return InAChild([&] {
-    Failing failing(run, report);
-    return platform::RunApplication(failing, 0, nullptr);
+// Runs a function as the driver; expects the process to abort, and returns its console output.
+std::string ConsoleOf(const std::function<void()>& run, bool report_fails = false) {
+  const ChildResult result = RunInChild([&] {
+    FailingApp app;
+    app.run = run;
+    app.report_fails = report_fails;
+    return platform::RunApplication(app, 0, nullptr);
   });
+  EXPECT_TRUE(result.IsAbort());
+  return result.console;
 }
 
-TEST(Failure, PrintsStackOfThrowAndAborts) {
-  const std::string three_deep = "(Throw\\(int, bool\\)\n\n){3}.*";
-  const struct {
-    std::function<void()> run;
-    std::string frames;
-  } cases[] = {{[] { throw_from(3, false); }, three_deep},
-               {[] { throw_from(3, true); }, three_deep},
-               // The stack may have been unwound as far as the destructor, which is noexcept.
-               {[] { State().DevicePort = std::make_shared<FailingPort>(); },
-                ".*FailingPort::~FailingPort\\(\\).*ProcessState::Release\\(\\).*App::~App\\(\\).*"}};
-  for (const auto& c : cases) {
-    const End end = Fail(c.run);
-    EXPECT_TRUE(end.IsAbort());
-    std::string frames = c.frames + "\n\nmain";
+void ExpectStack(const std::string& console, std::string frames) {
+  frames += ".*\n\nmain\n\n";
 #ifdef __arm__
-    frames = "platform::CurrentStack";  // the list ends at std::terminate, which cannot be unwound
+  frames = "platform::CurrentStack";  // the list ends at std::terminate, which cannot be unwound
 #endif
-    EXPECT_THAT(end.console,
-                testing::MatchesRegex("stack trace begin\n\n" + frames + ".*\n\ndone logging the stack\n\n"));
-    EXPECT_THAT(end.console, testing::Not(testing::HasSubstr("0xFFFF"))) << "a frame that does not exist";
-    EXPECT_THAT(end.console, testing::Not(testing::ContainsRegex("[+]0x[0-9A-F]{8}"))) << "an offset outside its file";
-  }
+  EXPECT_THAT(console, MatchesRegex("stack trace begin\n\n" + frames + ".*\n\ndone logging the stack\n\n"));
+  EXPECT_THAT(console, Not(ContainsRegex("0xFFFF"))) << "a frame that does not exist";
+  EXPECT_THAT(console, Not(ContainsRegex("[+]0x[0-9A-F]{8}"))) << "an offset outside its file";
+}
+
+TEST(Failure, PrintsStackOfThrow) {
+  ExpectStack(ConsoleOf([] { throw_from(3); }), "(Throw\\(int\\)\n\n){3}");
+}
+
+// The stack may have been unwound as far as the destructor, which is noexcept.
+TEST(Failure, PrintsStackOfFailedRelease) {
+  ExpectStack(ConsoleOf([] { State().DevicePort = std::make_shared<FailingPort>(); }),
+              ".*FailingPort::~FailingPort\\(\\).*ProcessState::Release\\(\\).*App::~App\\(\\)");
 }
 
 TEST(Failure, FailureDuringReportEndsProcess) {
-  const auto fail = [] { throw_from(1, false); };
-  const End end = Fail(fail, fail);
-  EXPECT_TRUE(end.IsAbort());
-  EXPECT_EQ(end.console, "");
+  EXPECT_EQ(ConsoleOf([] { throw_from(1); }, true), "");
 }
 
 }  // namespace

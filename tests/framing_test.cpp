@@ -1,6 +1,8 @@
 #include "host/framing.h"
 
-#include "tests/host_fixture.h"
+#include <gtest/gtest.h>
+
+#include "tests/bytes.h"
 
 namespace {
 

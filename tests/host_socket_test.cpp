@@ -1,9 +1,11 @@
 #include "host/host_socket.h"
 
+#include <gmock/gmock.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
 
-#include "tests/host_fixture.h"
+#include "tests/bytes.h"
+#include "tests/connected_socket.h"
 #include "tests/system_calls.h"
 
 namespace {

@@ -1,15 +1,20 @@
-// The platform layer's process setup: signals, the limit of blocking calls, the console.
+// The platform layer: signals, the timeout of blocking calls, the console, random numbers.
 
 #include "platform/process.h"
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
+#include <termios.h>
 #include <unistd.h>
 
 #include <csignal>
+#include <set>
 
+#include "peers/pseudo_terminal.h"
 #include "platform/call_timeout.h"
 #include "platform/clock.h"
 #include "platform/console.h"
+#include "platform/random.h"
 #include "tests/child.h"
 #include "tests/virtual_clock.h"
 
@@ -18,8 +23,57 @@ namespace {
 
 using std::chrono::milliseconds;
 
+// Runs a function in a child; expects it to return 0.
+void SucceedsInChild(const std::function<int()>& run) {
+  const ChildResult result = RunInChild(run);
+  EXPECT_TRUE(result.IsExit(0)) << result.status;
+}
+
+TEST(PrepareProcess, OpensStandardDescriptors) {
+  SucceedsInChild([] {
+    for (const int number : {0, 1, 2}) close(number);
+    PrepareProcess();
+    return fcntl(0, F_GETFD) == -1 || fcntl(1, F_GETFD) == -1 || fcntl(2, F_GETFD) == -1 ? 1 : 0;
+  });
+}
+
+TEST(PrepareProcess, SurvivesClosedConsole) {
+  SucceedsInChild([] {
+    int ends[2];
+    if (pipe(ends) != 0) return 1;
+    close(ends[0]);
+    dup2(ends[1], STDOUT_FILENO);
+    PrepareProcess();
+    PrintLine("nobody can read this");
+    return 0;
+  });
+}
+
+TEST(PrepareProcess, SurvivesConsoleFileAtItsSizeLimit) {
+  SucceedsInChild([] {
+    const rlimit nothing{};
+    setrlimit(RLIMIT_FSIZE, &nothing);
+    PrepareProcess();
+    PrintLine("this does not fit");
+    return 0;
+  });
+}
+
+TEST(PrepareProcess, IsNotStoppedInBackgroundOfItsTerminal) {
+  const PseudoTerminal terminal;
+  SucceedsInChild([&terminal] {
+    setsid();
+    const int controlling = open(terminal.Path().c_str(), O_RDWR);  // a session leader's first terminal
+    PrepareProcess();
+    const pid_t foreground = fork();
+    if (foreground == 0) pause();
+    setpgid(foreground, foreground);
+    return tcsetpgrp(controlling, foreground) == 0 ? tcdrain(controlling) : 1;
+  });
+}
+
 TEST(CallTimeout, InterruptsEveryBlockingCallAfterLimit) {
-  const End end = InAChild([] {
+  SucceedsInChild([] {
     sigset_t alarm;
     sigemptyset(&alarm);
     sigaddset(&alarm, SIGALRM);
@@ -29,21 +83,18 @@ TEST(CallTimeout, InterruptsEveryBlockingCallAfterLimit) {
     int ends[2];
     char byte = 0;
     if (pipe(ends) != 0) return 1;
-    {
-      const CallTimeout timeout(milliseconds(1));
-      for (int call = 0; call < 3; ++call) {
-        if (read(ends[0], &byte, 1) != -1 || errno != EINTR) return 2;
-      }
-      sigprocmask(SIG_BLOCK, &alarm, nullptr);
-      sigset_t pending;
-      do {
-        sigpending(&pending);
-      } while (sigismember(&pending, SIGALRM) == 0);
+    const CallTimeout timeout(milliseconds(1));
+    for (int call = 0; call < 3; ++call) {
+      if (read(ends[0], &byte, 1) != -1 || errno != EINTR) return 2;
     }
-    sigprocmask(SIG_UNBLOCK, &alarm, nullptr);  // a late alarm has no effect
     return 0;
   });
-  EXPECT_TRUE(end.IsExit(0)) << end.status;
+}
+
+TEST(Random, DrawsEveryNumberInRange) {
+  std::set<std::int32_t> drawn;
+  for (int i = 0; i < 1000; ++i) drawn.insert(RandomInRange(1, 3));
+  EXPECT_THAT(drawn, testing::ElementsAre(1, 2, 3));
 }
 
 // A terminal may have room, but not for all bytes.

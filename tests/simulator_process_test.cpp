@@ -12,7 +12,7 @@
 #include <fstream>
 
 #include "peers/child_process.h"
-#include "tests/host_fixture.h"
+#include "tests/bytes.h"
 #include "tests/stream_fixtures.h"
 
 namespace {

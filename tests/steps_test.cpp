@@ -9,7 +9,7 @@
 
 #include "simulator/command_line.h"
 #include "simulator/format.h"
-#include "tests/host_fixture.h"
+#include "tests/bytes.h"
 
 namespace {
 

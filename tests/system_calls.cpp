@@ -24,7 +24,7 @@
 
 using std::chrono::nanoseconds;
 
-Fault allocation_fault;
+FailureInjector allocation_failure;
 std::atomic<std::size_t> allocated_bytes = 0;
 
 namespace {
@@ -75,7 +75,7 @@ int SystemPoll(pollfd* polled, nfds_t count, int limit) {
 }
 
 void* operator new(std::size_t size) {
-  void* const memory = allocation_fault.Strikes() ? nullptr : std::malloc(size);
+  void* const memory = allocation_failure.ShouldFail() ? nullptr : std::malloc(size);
   if (memory == nullptr) throw std::bad_alloc();
   allocated_bytes += malloc_usable_size(memory);
   return memory;

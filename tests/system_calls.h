@@ -60,19 +60,20 @@ inline long Failure(int error) {
   return -1;
 }
 
-// Strikes once, at a given turn; if `lasts` is set, also at every later turn.
-struct Fault {
-  std::atomic<long> turns_left = 0;  // turns until it strikes, plus one; 0 if it never does
+// Makes one call fail; if `lasts` is set, also every later one.
+struct FailureInjector {
+  std::atomic<long> countdown = 0;  // 1 plus the number of calls up to the one that fails; 0 if none fails
   bool lasts = false;
 
-  bool Strikes() {
-    if (turns_left > 1) return --turns_left == 1;
-    return turns_left == 1 && lasts;
+  // Counts a call; returns whether it fails.
+  bool ShouldFail() {
+    if (countdown > 1) return --countdown == 1;
+    return countdown == 1 && lasts;
   }
-  bool HasStruck() const { return turns_left == 1; }
+  bool HasFailed() const { return countdown == 1; }
 };
 
-extern Fault allocation_fault;
+extern FailureInjector allocation_failure;
 
 // The number of bytes allocated now.
 extern std::atomic<std::size_t> allocated_bytes;

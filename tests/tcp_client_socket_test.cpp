@@ -3,7 +3,7 @@
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 
-#include "tests/host_fixture.h"
+#include "tests/connected_socket.h"
 #include "tests/stream_fixtures.h"
 
 namespace platform {
