@@ -35,11 +35,11 @@ bool SimulatedHost::HasLogged(std::string_view text) const {
   return std::ranges::any_of(log_, [text](const LogEntry& entry) { return entry.text == text; });
 }
 
-std::vector<std::string> SimulatedHost::Lines() const {
-  std::vector<std::string> lines;
-  lines.reserve(log_.size());
-  for (const LogEntry& entry : log_) lines.push_back(std::to_string(entry.level) + " " + entry.text);
-  return lines;
+std::vector<std::string> SimulatedHost::Entries() const {
+  std::vector<std::string> entries;
+  entries.reserve(log_.size());
+  for (const LogEntry& entry : log_) entries.push_back(std::to_string(entry.level) + " " + entry.text);
+  return entries;
 }
 
 void SimulatedHost::TakeFromLink() {

@@ -41,8 +41,8 @@ class SimulatedHost {
   // Return what the driver has sent so far.
   const std::optional<std::string>& ConnectionID() const { return connection_id_; }
   const std::vector<LogEntry>& Log() const { return log_; }
-  // Returns the log so far, each line as "LEVEL TEXT".
-  std::vector<std::string> Lines() const;
+  // Returns the log so far, each entry as "LEVEL TEXT".
+  std::vector<std::string> Entries() const;
   void ForgetLog() { log_.clear(); }
   // Whether the driver has logged this text.
   bool HasLogged(std::string_view text) const;

@@ -103,7 +103,7 @@ TEST_F(AppTest, ServesSerialDeviceUntilHostAsksToQuit) {
   EXPECT_EQ(Sleeps(milliseconds(200)), 5);
   EXPECT_EQ(terminal.Line().Received, "0102U");
   EXPECT_TRUE(terminal.Line().Ended);  // the port was closed
-  EXPECT_THAT(host.Lines(), ElementsAre(kReady, "2 The torvy plx has been asked to quit. (1)"));
+  EXPECT_THAT(host.Entries(), ElementsAre(kReady, "2 The torvy plx has been asked to quit. (1)"));
   EXPECT_EQ(host.ConnectionID(), "17");
   EXPECT_EQ(std::dynamic_pointer_cast<cSerialPortAbstractor>(State().DevicePort)->Parent, State().Driver);
 }
@@ -114,7 +114,7 @@ TEST_F(AppTest, ServesNetworkDeviceNamedByLastTwoArguments) {
   arguments.insert(arguments.begin() + 5, {"127.0.0.9", "1"});
   EXPECT_EQ(Run(arguments), "");
   EXPECT_TRUE(network_device.Peer()->Ended);
-  EXPECT_THAT(host.Lines(), ElementsAre(kReady, "2 The torvy plx has been asked to quit. (2)"));
+  EXPECT_THAT(host.Entries(), ElementsAre(kReady, "2 The torvy plx has been asked to quit. (2)"));
   EXPECT_EQ(std::dynamic_pointer_cast<cIPStreamAbstractor>(State().DevicePort)->Parent, State().Driver);
 }
 
@@ -122,26 +122,26 @@ TEST_F(AppTest, LogsAndExitsIfPortCannotBeOpened) {
   EXPECT_EQ(Run(Serial("/dev/null")), "");
   EXPECT_EQ(Sleeps(milliseconds(1000)), 1);
   EXPECT_EQ(Sleeps(milliseconds(200)), 0);
-  EXPECT_THAT(host.Lines(), ElementsAre("4 torvy: unable to open the port named: /dev/null"));
+  EXPECT_THAT(host.Entries(), ElementsAre("4 torvy: unable to open the port named: /dev/null"));
 }
 
 TEST_F(AppTest, LogsSerialStartInDebugMode) {
   DebugFromStart();
   Run(Serial("no-such-port"));
-  EXPECT_THAT(host.Lines(), ElementsAre(MatchesRegex(kConnected),
-                                        "4 torvy making local serial connection to port named (no-such-port)",
-                                        "4 torvy: unable to find a serial port named: no-such-port"));
+  EXPECT_THAT(host.Entries(), ElementsAre(MatchesRegex(kConnected),
+                                          "4 torvy making local serial connection to port named (no-such-port)",
+                                          "4 torvy: unable to find a serial port named: no-such-port"));
 }
 
 TEST_F(AppTest, LogsNetworkStartInDebugMode) {
   DebugFromStart();
   Run(Ip(refusing));
   EXPECT_EQ(Sleeps(milliseconds(250)), 40);
-  EXPECT_THAT(host.Lines(), ElementsAre(MatchesRegex(kConnected),
-                                        "4 torvy making IP connection to (127.0.0.1) port (" + refusing + ")",
-                                        "4 torvy opening IP connection, polling and waiting...",
-                                        "4 torvy Connection failed to open after 600 ticks.",
-                                        "2 IP Open  to 127.0.0.1:" + refusing + " failed."));
+  EXPECT_THAT(host.Entries(), ElementsAre(MatchesRegex(kConnected),
+                                          "4 torvy making IP connection to (127.0.0.1) port (" + refusing + ")",
+                                          "4 torvy opening IP connection, polling and waiting...",
+                                          "4 torvy Connection failed to open after 600 ticks.",
+                                          "2 IP Open  to 127.0.0.1:" + refusing + " failed."));
 }
 
 TEST(ConnectToHost, AppliesDefaultsAndReplacesSocket) {

@@ -40,7 +40,7 @@ class ConnectedSocket : public cQuorvaneDeviceSocket {
   std::vector<std::string> Logged() {
     SendLog("end of the lines", 0);
     EXPECT_TRUE(WaitFor([this] { return Host.HasLogged("end of the lines"); }));
-    std::vector<std::string> lines = Host.Lines();
+    std::vector<std::string> lines = Host.Entries();
     lines.pop_back();
     Host.ForgetLog();
     return lines;

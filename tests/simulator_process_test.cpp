@@ -22,7 +22,6 @@ using testing::ContainsRegex;
 using testing::EndsWith;
 using testing::HasSubstr;
 using testing::Not;
-using testing::StartsWith;
 using testing::UnorderedElementsAre;
 
 const std::string kPassed = "the session passed\n";
@@ -161,14 +160,13 @@ TEST_F(Simulator, ObservesOtherEndOfRealLineAndRecords) {
 
 TEST_F(Simulator, ReplaysItsRecording) {
   const std::string record = File("record");
-  const std::string again = File("again");
   const std::string script = "0102 DIM\nwait 900\n0102 ON\nfault device close\n0304 OFF\nwait 60000\n";
   const auto first = Start({"--record", record, "--script", File("script", script)});
   WaitForOutput(*first, "what was sent is lost\n");
   first->Signal(SIGQUIT);
   OutputOf(*first, 1);
-  OutputOf(*Start({"--script", record, "--record", again}), 0);
-  const std::string steps = Contents(again.c_str());
+  OutputOf(*Start({"--script", record, "--record", record}), 0);
+  const std::string steps = Contents(record.c_str());
   EXPECT_THAT(steps, AllOf(HasSubstr("\nwait 900\n"), Not(HasSubstr("wait 60000"))));
   EXPECT_EQ(steps.find("\nwait 9"), steps.rfind("\nwait 9"));  // not again as a pause
 }
@@ -201,10 +199,9 @@ TEST_F(Simulator, ObeysTimeoutAndCanBeInterrupted) {
   reads_script->Signal(SIGINT);
   OutputOf(*reads_script, 128 + SIGINT);
   close(writer);
-  EXPECT_THAT(OutputOf(*never_connects, 1), AllOf(StartsWith("starting " + silent),
-                                                  EndsWith("timed out waiting for the driver to connect\n"
-                                                           "the driver had not connected; the simulator killed it\n" +
-                                                           kFailed)));
+  EXPECT_THAT(OutputOf(*never_connects, 1), EndsWith("timed out waiting for the driver to connect\n"
+                                                     "the driver had not connected; the simulator killed it\n" +
+                                                     kFailed));
   EXPECT_EQ(Contents(record.c_str()), "the last recording\n");
 }
 
@@ -266,11 +263,7 @@ TEST_F(Simulator, EditsLinesAtTerminal) {
   type("exp\t\t", "expect memory");
   type("\x03", "^C");
   type("stream -1\r", "stream takes a number from 1 to 1000000");
-  type(
-      "command \xC3\xBC"
-      "7 ON\r",
-      "unit \xC3\xBC"
-      "7,");
+  type("command \xC3\xBCx ON\r", "unit \xC3\xBCx,");
   type("0102", "0102");
   shown.clear();
   simulator.Signal(SIGTSTP);
