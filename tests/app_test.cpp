@@ -82,9 +82,8 @@ TEST_F(AppTest, PrintsUsageForTooFewArguments) {
 }
 
 TEST_F(AppTest, WaitsFifteenSecondsForHostThatRefuses) {
-  std::vector<std::string> arguments = Serial(terminal.Path());
-  arguments[3] = refusing;
-  EXPECT_EQ(Run(arguments), "Quorvane Pipe Error\n\nTorvy: Timeout waiting for answer from Quorvane\r\n");
+  EXPECT_EQ(Run({"driver", terminal.Path(), "127.0.0.1", refusing, "17"}),
+            "Quorvane Pipe Error\n\nTorvy: Timeout waiting for answer from Quorvane\r\n");
   EXPECT_GE(clock.sleeps[0], milliseconds(100));
   EXPECT_LE(clock.sleeps[0], milliseconds(3000));
   EXPECT_THAT(Sleeps(milliseconds(10)), testing::AnyOf(1599, 1600));  // the timeout is in ticks

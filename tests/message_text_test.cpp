@@ -84,7 +84,6 @@ TEST(LogLine, SummarisesUnitCommand) {
   message.SetCommand("3");
   message.SetHouseCode("C");
   message.SetUnitCode(12);
-  EXPECT_EQ(message.GetLogLine(), "OFF for address C12");
   message.fStacked = true;
   message.fWireless = true;
   EXPECT_EQ(message.GetLogLine(), "stacked OFF for address C12 (W)");
