@@ -26,8 +26,11 @@ Key Lowered(Key key) {
 void MultiDictionary::Set(std::string_view key, std::string_view value) {
   const Key four_bytes = FourBytes(key);
   const auto [place, is_new] = places_.try_emplace(Lowered(four_bytes), entries_.size());
-  if (is_new) entries_.push_back({four_bytes, {}});
-  entries_[place->second].value = value;
+  if (is_new) {
+    entries_.push_back({four_bytes, std::string(value)});
+  } else {
+    entries_[place->second].value = value;
+  }
 }
 
 const std::string* MultiDictionary::Find(std::string_view key) const {
