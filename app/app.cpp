@@ -2,7 +2,6 @@
 
 #include <chrono>
 #include <memory>
-#include <string_view>
 
 #include "app/process_state.h"
 #include "app/stack_trace.h"

@@ -29,7 +29,7 @@ void Framing(benchmark::State& state, cQuorvaneCommand message) {
   std::string stream;
   while (stream.size() < static_cast<std::size_t>(state.range(0))) stream += packet;
   std::int64_t packets = 0;
-  FedSocket socket([&packets](cQuorvaneCommand&) { ++packets; });
+  FedSocket socket([&packets](const cQuorvaneCommand&) { ++packets; });
   for ([[maybe_unused]] const auto iteration : state) socket.Feed(stream);
   state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(stream.size()));
   state.SetItemsProcessed(packets);

@@ -33,7 +33,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     platform::EventPump::Instance().RunOnly(socket);
   }
   Require(socket.IsConnected());
-  Require(socket.Buffer.size() < 65536 + platform::ByteStream::kReceiveSize);
+  Require(socket.Buffer.size() < 65536 + cQuorvaneDeviceSocket::kHostReceiveSize);
   platform::EventPump::Instance().Run(std::chrono::milliseconds(0));
   Require(host.Unexpected().empty());
   host.ForgetLog();

@@ -19,7 +19,7 @@
 
 class cQuorvaneDeviceSocket : public platform::TcpClientSocket {
  public:
-  using MessageHandler = std::function<void(cQuorvaneCommand&)>;
+  using MessageHandler = std::function<void(const cQuorvaneCommand&)>;
 
   // The maximum number of bytes per receive. It limits how long one data event delays the next: 4 KiB of raw data take
   // 4.3 seconds on a serial line at 960 bytes per second.

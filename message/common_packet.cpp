@@ -154,7 +154,7 @@ std::string cQuorvaneCommand::BuildPlainPacket() {
 }
 
 std::string BuildLogPacket(std::string_view text, std::int32_t level) {
-  text = platform::CutToBytes(text, kMaxLogText);
+  text = platform::TruncateToBytes(text, kMaxLogText);
   std::string packet = "L";
   packet += LowByte(static_cast<std::int32_t>(layout::kLogHeaderSize + text.size()));
   packet += LowByte(level);

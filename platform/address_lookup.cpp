@@ -19,7 +19,7 @@ namespace {
 std::int32_t ErrorOf(int resolver_code) {
   switch (resolver_code) {
     case EAI_SYSTEM:
-      return errno;
+      return errno != 0 ? errno : EHOSTUNREACH;
     case EAI_MEMORY:
       return ENOMEM;
     case EAI_AGAIN:

@@ -128,7 +128,7 @@ bool SerialPort::ApplySettings(const Descriptor& port) const {
   // tcsetattr succeeds if it makes any of the changes, so read the settings back.
   termios applied{};
   if (tcgetattr(port.Number(), &applied) != 0) return false;
-  const tcflag_t kChecked = CSIZE | PARENB | CSTOPB;
+  constexpr tcflag_t kChecked = CSIZE | PARENB | PARODD | CSTOPB;
   if ((applied.c_cflag & kChecked) == (settings.c_cflag & kChecked) && cfgetospeed(&applied) == speed) return true;
   errno = EINVAL;
   return false;

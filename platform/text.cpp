@@ -109,7 +109,7 @@ std::string_view LastCharacters(std::string_view text, std::size_t count) {
   return text.substr(FirstCharacters(text, skipped).size());
 }
 
-std::string_view CutToBytes(std::string_view text, std::size_t bytes) {
+std::string_view TruncateToBytes(std::string_view text, std::size_t bytes) {
   std::size_t end = 0;
   while (end < text.size()) {
     const std::size_t next = end + CharacterLength(text, end);

@@ -40,7 +40,7 @@ std::string_view FirstCharacters(std::string_view text, std::size_t count);
 std::string_view LastCharacters(std::string_view text, std::size_t count);
 
 // Returns the longest prefix of the text that has at most `bytes` bytes and ends with a complete character.
-std::string_view CutToBytes(std::string_view text, std::size_t bytes);
+std::string_view TruncateToBytes(std::string_view text, std::size_t bytes);
 
 }  // namespace platform
 

@@ -78,7 +78,7 @@ std::optional<std::string> ReadPrintable(std::string_view text) {
 
 std::string Shortened(std::string_view text) {
   std::string shown;
-  for (const char byte : platform::CutToBytes(text, kMaxShown)) {
+  for (const char byte : platform::TruncateToBytes(text, kMaxShown)) {
     const bool control = std::iscntrl(static_cast<unsigned char>(byte)) != 0;
     shown += control ? Printable({&byte, 1}) : std::string(1, byte);
   }

@@ -17,7 +17,7 @@
 namespace {
 
 const std::thread::id main_thread = std::this_thread::get_id();
-std::atomic<bool> resolver_is_apart = false;  // on a thread of its own, with SIGALRM blocked
+std::atomic<bool> resolver_is_apart = false;  // on a separate thread, with SIGALRM blocked
 std::atomic<bool> resolver_may_answer = false;
 
 }  // namespace

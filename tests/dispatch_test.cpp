@@ -129,7 +129,7 @@ TEST_F(Dispatch, PortAndDriverLiveUntilTheirCallsReturn) {
 }
 
 TEST_F(Dispatch, HostSocketLivesUntilItsPollReturns) {
-  auto socket = std::make_shared<ConnectedSocket>([](cQuorvaneCommand&) { Release(State().HostSocket); });
+  auto socket = std::make_shared<ConnectedSocket>([](const cQuorvaneCommand&) { Release(State().HostSocket); });
   socket->Host.Send(ControllerCommand("D"));
   platform::EventPump::Instance().RunOnly(*socket->Host.Link());
   State().HostSocket = std::move(socket);

@@ -21,7 +21,7 @@ std::string Device(std::string_view address, std::string_view command) {
 class HostStream : public testing::Test {
  protected:
   std::string messages;  // for each, its kind and command, or a device command's address and command
-  ConnectedSocket socket{[this](cQuorvaneCommand& message) {
+  ConnectedSocket socket{[this](const cQuorvaneCommand& message) {
     messages += message.isMultiPacket ? "J " + message.GetMulti("addr") + " " + message.GetMulti("mcmd")
                                       : message.Header + " " + message.Command;
     messages += ", ";
@@ -99,15 +99,16 @@ TEST_F(HostStream, HoldsAtMostTheLargestPacketAfterZeroLength) {
 TEST(HostSocket, CompletesPacketSplitByItsReceive) {
   constexpr std::size_t kStream = std::size_t{1} << 20;
   for (const std::size_t size : {257U, 258U, 259U, 260U, 516U, 1028U, 65535U}) {
-    std::size_t whole = 0;
-    ConnectedSocket socket([&](cQuorvaneCommand& message) { whole += message.GetMulti("fill").size() + 10 == size; });
+    std::size_t complete = 0;
+    ConnectedSocket socket(
+        [&](const cQuorvaneCommand& message) { complete += message.GetMulti("fill").size() + 10 == size; });
     cQuorvaneCommand message;
     message.SetMulti("fill", std::string(size - 10, 'f'));
     const std::string packet = message.GetRawCommand();
     ASSERT_EQ(packet.size(), size);
     const std::size_t packets = kStream / size;
     for (std::size_t i = 0; i < packets; ++i) socket.Host.Link()->Send(packet);
-    EXPECT_TRUE(WaitFor([&] { return whole == packets; })) << size;
+    EXPECT_TRUE(WaitFor([&] { return complete == packets; })) << size;
     for (const std::string& line : socket.Logged()) EXPECT_THAT(line, testing::StartsWith("2 bufflength is ")) << size;
   }
 }
@@ -133,7 +134,7 @@ TEST(HostSocket, SendsLogPacketsAndCommands) {
 TEST(HostSocket, HandlerMayRunPumpAndReleaseSocket) {
   std::string order;
   std::unique_ptr<ConnectedSocket> socket;
-  socket = std::make_unique<ConnectedSocket>([&, held = std::make_shared<int>()](cQuorvaneCommand& message) {
+  socket = std::make_unique<ConnectedSocket>([&, held = std::make_shared<int>()](const cQuorvaneCommand& message) {
     const std::weak_ptr<int> handler = held;
     order += message.Command;
     if (message.Command == "3") socket.reset();

@@ -66,8 +66,8 @@ TEST_F(TcpClientSocketTest, SetsKeepAliveForHostAndSystemDefaultForDevice) {
   EXPECT_EQ(Option(link, IPPROTO_TCP, TCP_KEEPCNT), 4);
   Connected();
   const Descriptor plain(socket(AF_INET, SOCK_STREAM, 0));
-  const int systems_own = Option(plain.Number(), IPPROTO_TCP, TCP_KEEPIDLE);
-  EXPECT_EQ(Option(client->DescriptorNumber(), IPPROTO_TCP, TCP_KEEPIDLE), systems_own);
+  const int default_idle = Option(plain.Number(), IPPROTO_TCP, TCP_KEEPIDLE);
+  EXPECT_EQ(Option(client->DescriptorNumber(), IPPROTO_TCP, TCP_KEEPIDLE), default_idle);
 }
 
 TEST_F(TcpClientSocketTest, MayBeDestroyedByAnyOfItsHandlers) {

@@ -35,9 +35,9 @@ TEST(Text, CountsCharactersNotBytes) {
     EXPECT_EQ(FirstCharacters(c.text, 2), c.first_two);
     EXPECT_EQ(LastCharacters(c.text, 2), c.last_two);
   }
-  EXPECT_EQ(CutToBytes("ab\xC3\xA4", 3), "ab");
-  EXPECT_EQ(CutToBytes("ab\xC3\xA4", 4), "ab\xC3\xA4");
-  EXPECT_EQ(CutToBytes("ab\xFF\xFF", 3), "ab\xFF");
+  EXPECT_EQ(TruncateToBytes("ab\xC3\xA4", 3), "ab");
+  EXPECT_EQ(TruncateToBytes("ab\xC3\xA4", 4), "ab\xC3\xA4");
+  EXPECT_EQ(TruncateToBytes("ab\xFF\xFF", 3), "ab\xFF");
 }
 
 }  // namespace
