@@ -49,7 +49,7 @@ class Device : public platform::EventSource {
   void StayForNextDriver();
 
   // OnBytes is called with bytes as they arrive; OnShow with the same bytes, split into lines for display, with each
-  // command in one line even if it arrives byte by byte. `driver` counts from 1, but is 0 until a second one connects.
+  // command in one line if possible. `driver` counts from 1, but is 0 until a second one connects.
   std::function<void(const std::string& bytes)> OnBytes;
   std::function<void(int driver, std::string_view line)> OnShow;
   // Called when a driver connects or disconnects; over TCP only.
