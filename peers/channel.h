@@ -20,7 +20,7 @@ class Channel : public platform::ByteStream {
   bool Paused = false;             // receives nothing, not even the end of the stream: bytes stay with the sender
   std::function<void()> OnChange;  // called when Received or Ended has changed
 
-  // Queues bytes, which are sent when the event pump runs.
+  // Queues bytes, which are sent when the event pump runs; drops them if the link is closed.
   void Send(std::string_view bytes);
   // Returns the number of bytes still queued.
   std::size_t Unsent() const { return OutputQueued(); }

@@ -38,7 +38,7 @@ class SimulatedHost {
 
   void Send(cQuorvaneCommand command) const { Link()->Send(command.GetRawCommand()); }
 
-  // Return what the driver has sent so far.
+  // Return what the driver has sent so far: the connection identifier of its handshake, and its log entries.
   const std::optional<std::string>& ConnectionID() const { return connection_id_; }
   const std::vector<LogEntry>& Log() const { return log_; }
   // Returns the log so far, each entry as "LEVEL TEXT".

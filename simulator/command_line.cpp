@@ -106,9 +106,9 @@ void Describe(CLI::App& app, Options& options) {
                      "with --stand-in: path of a symbolic link to the pseudo-terminal, removed at the end")
           ->type_name("PATH")
           ->needs(stand_in);
-  CLI::Option* const record =
-      app.add_option("--record", options.record, "record the session to a file, as a script that expects what happened")
-          ->type_name("FILE");
+  CLI::Option* const record = app.add_option("--record", options.record,
+                                             "record the session to a file, as a script that expects the same events")
+                                  ->type_name("FILE");
   CLI::Option* const driver =
       app.add_option("--driver", setup.driver,
                      "the driver to start, a path or a name in PATH; default: torvy-driver next to this program")
@@ -119,7 +119,7 @@ void Describe(CLI::App& app, Options& options) {
       ->type_name("SECONDS")
       ->check(CLI::Range(1, kMaxSeconds).description(""));
   app.add_flag("--verbose", options.verbose, "show the bytes and debug text of each packet");
-  app.add_option("--time", options.time, "show the time of day (clock) or seconds since the start (elapsed)")
+  app.add_option("--time", options.time, "show the date and time of day (clock) or seconds since the start (elapsed)")
       ->type_name("KIND")
       ->check(CLI::IsMember({"clock", "elapsed"}).description(""));
   app.add_option("--color", options.color, "use colours: auto, always or never")

@@ -62,7 +62,7 @@ void Device::Take(Connection& connection, const std::string& bytes) {
   last_bytes_ = platform::MonotonicNow();
   connection.unshown += bytes;
   if (OnBytes) OnBytes(bytes);
-  // A burst can end within a command, and a real serial line delivers a command byte by byte.
+  // Keep an incomplete command: at the end of a burst, or on a real serial line, which delivers it byte by byte.
   std::size_t count = CompleteCommands(connection.unshown);
   const bool all = count == 0 && (!other_end_ || connection.unshown.size() > kMaxShown);
   if (all) count = connection.unshown.size();

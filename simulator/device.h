@@ -45,17 +45,17 @@ class Device : public platform::EventSource {
   const std::vector<std::string>& Names() const { return names_; }
   // Returns the interface's end of the latest link; null if it is not visible or no driver has connected yet.
   Channel* Link();
-  // Keeps the pseudo-terminal open while no driver uses it, so that drivers can come and go.
+  // Keeps the pseudo-terminal open between drivers, so that another one can use it.
   void StayForNextDriver();
 
-  // OnBytes is called with bytes as they arrive, OnShow with the same bytes in lines fit to show: a command that
-  // arrives slowly is shown complete. `driver` numbers the drivers from 1; it is 0 until a second one connects.
+  // OnBytes is called with bytes as they arrive; OnShow with the same bytes, split into lines for display, with each
+  // command in one line if possible. `driver` counts from 1, but is 0 until a second one connects.
   std::function<void(const std::string& bytes)> OnBytes;
   std::function<void(int driver, std::string_view line)> OnShow;
   // Called when a driver connects or disconnects; over TCP only.
   std::function<void(int driver, bool connected)> OnLink;
 
-  // Shows all bytes now; without a call, an incomplete command is shown when the device is quiet.
+  // Shows all bytes now. Otherwise, an incomplete command is shown once the device is quiet.
   void Show();
   // Whether nothing has arrived for a while (100 ms).
   bool IsQuiet() const;

@@ -23,7 +23,7 @@ void Expectations::DeviceReceives(const std::string& bytes) {
   const auto decided = [&] {
     const auto [here, there] = std::ranges::mismatch(received, bytes);
     if (there == bytes.end()) return true;
-    // If they differ, wait until all have arrived, for the message and for the next expectation.
+    // If they differ, wait for the remaining bytes, which the message shows and the next expectation must skip.
     const bool all = received.size() >= bytes.size() + kMaxCommandSize || session_.DeviceEnd().IsQuiet();
     return here != received.end() && all;
   };
@@ -40,7 +40,7 @@ void Expectations::DeviceReceives(const std::string& bytes) {
   const std::string got = received;
   const std::vector<std::string_view> wanted_commands = SplitCommands(bytes);
   const std::vector<std::string_view> got_commands = SplitCommands(got);
-  // A failed expectation also consumes its commands, so that the next one is checked independently.
+  // Remove as many commands as were expected, so that the next expectation is compared with those after them.
   received.clear();
   for (std::size_t i = wanted_commands.size(); i < got_commands.size(); ++i) received += got_commands[i];
   std::size_t same = 0;

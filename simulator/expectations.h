@@ -24,8 +24,8 @@ class Expectations {
   void MemoryGrewByLessThan(std::int32_t mebibytes);
 
   // Call after the session has ended. Returns true if the driver ended with status 0, the host received nothing
-  // unexpected and, once device bytes were expected, all of them were. Otherwise returns false, with the reasons in the
-  // transcript.
+  // unexpected and, if device bytes were expected, the device received no others. Otherwise returns false, with the
+  // reasons in the transcript.
   bool Verdict();
 
  private:

@@ -25,7 +25,7 @@ std::string Printable(std::string_view bytes);
 // Returns the bytes of such a text; nothing if a backslash is not followed by two hexadecimal digits.
 std::optional<std::string> ReadPrintable(std::string_view text);
 
-// Returns a text for a message: control characters escaped, and cut after kMaxShown bytes with an ellipsis.
+// Returns a text for a message: control characters escaped, and an ellipsis in place of bytes beyond kMaxShown.
 std::string Shortened(std::string_view text);
 
 // Returns the same in quotation marks.
@@ -37,7 +37,7 @@ std::string Wrapped(std::string_view text, std::size_t indent, std::size_t width
 // Splits bytes for the interface into device commands and runs of other bytes.
 std::vector<std::string_view> SplitCommands(std::string_view bytes);
 
-// Returns the length of the bytes up to the end of the last command of usual length; the rest may be incomplete.
+// Returns the number of bytes up to the end of the last command of five bytes or more; the rest may be incomplete.
 std::size_t CompleteCommands(std::string_view bytes);
 
 // Splits bytes for the interface into lines: at most kMaxShown bytes of commands, or a run of other bytes.

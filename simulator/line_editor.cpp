@@ -22,7 +22,7 @@ namespace {
 // Standard input. It stays blocking, because other processes share it.
 class Input : public platform::EventSource {
  public:
-  // Reads the available bytes, at least one once Ready; none at the end of input.
+  // Returns the available bytes; none at the end of input. Call once Ready, so that it does not block.
   std::string Read() {
     std::array<char, 4096> bytes{};
     Ready = false;
@@ -125,7 +125,7 @@ class LineEditor::Terminal {
     return *self;
   }
 
-  // Called by the editor for the next character; returns 1, or 0 at the end.
+  // Called by the editor to read the next character; returns 1, or 0 at the end.
   static int Character(EditLine* editor, wchar_t* character) { return Of(editor).NextCharacter(*character); }
 
   int NextCharacter(wchar_t& character) {
@@ -140,7 +140,7 @@ class LineEditor::Terminal {
     }
   }
 
-  // Runs the event pump until something is typed; false at the end of input or of the session, or after Ctrl-C.
+  // Runs the event pump until something is typed; returns false at the end of input or of the session, or after Ctrl-C.
   bool AwaitInput() {
     constexpr std::chrono::milliseconds kSlice{10};
     while (!input_.Ready) {

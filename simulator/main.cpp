@@ -77,7 +77,7 @@ void RequireVisibleDevice(const Script& script) {
   }
 }
 
-// Whether real units may move. A script named on the command line and typed commands always may move them.
+// Whether real units may move. A script named on the command line and typed commands may always move them.
 bool MayMoveUnits(const Options& options) {
   const Device::Endpoint& device = options.setup.device;
   if (!device.IsReal() || options.interactive || !options.script.empty() || options.yes) return true;
@@ -127,7 +127,7 @@ int Run(Options options) {
   if (!options.interactive) ApplyTransport(script, options);
   if (!options.script.empty() && !options.setup.device.IsVisible()) RequireVisibleDevice(script);
   if (!MayMoveUnits(options)) return PrintError("cancelled; nothing was sent", kWrongInput);
-  signals::Catch();  // not earlier: Ctrl-C must end the reading of a script and the question
+  signals::Catch();  // not earlier, so that Ctrl-C ends the reading of a script, and the question
   const int status = Play(options, script, transcript);
   return Finish(status, transcript.WriteError());
 }

@@ -27,10 +27,10 @@ void Player::PlayPipe() {
   Channel input{platform::Descriptor(dup(STDIN_FILENO))};
   int number = 0;
   while (!signals::IsPending()) {
-    // Checked before the pump runs, so that lines received before the driver ended are still performed.
+    // Check before the pump runs, so that lines received before the driver ended are still performed.
     const bool last_turn = session_.DriverHasEnded() || input.Ended;
     platform::EventPump::Instance().Run(last_turn ? std::chrono::milliseconds(0) : kSlice);
-    // The last line may lack an end, and a line may have none.
+    // The last line may lack a line end; a line that is too long is split.
     const std::size_t most = input.Ended ? 0 : kMaxUnfinished;
     if (input.Received.size() > most) input.Received += '\n';
     std::size_t end = 0;
@@ -55,7 +55,7 @@ void Player::PlayTerminal() {
 }
 
 bool Player::Finish() {
-  signals::Clear();  // an interrupted session still ends in order
+  signals::Clear();  // after an interruption, still ask the driver to quit
   const Channel* const link = session_.HostEnd().Link();
   const bool can_ask =
       !session_.QuitWasSent() && !session_.DriverHasEnded() && link != nullptr && link->PeerCanReceive();

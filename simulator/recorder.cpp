@@ -67,7 +67,7 @@ void Recorder::Begin(bool over_ip) {
 void Recorder::Performed(const Step& step) {
   if (!begun_ || step.row->IsExpectation() || step.row->words == "help") return;
   WriteDeviceBytes();
-  // A pause before the driver's answer is not recorded: expectations wait.
+  // Pauses before the driver's answers are not recorded, because expectations wait for the answers.
   constexpr std::chrono::milliseconds kMinPause{100};
   const auto pause = std::chrono::floor<std::chrono::milliseconds>(platform::MonotonicNow() - last_event_);
   if (pause > kMinPause) WriteWait(pause);

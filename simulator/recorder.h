@@ -12,8 +12,8 @@
 
 class Recorder {
  public:
-  // Records for the file at `path`, which Keep replaces; records nothing if the path is empty. Throws std::system_error
-  // if the file cannot be written.
+  // Records to a new file, which Keep renames to `path`; writes directly to a file that is not regular. Records nothing
+  // if the path is empty. Throws std::system_error if the file cannot be written.
   explicit Recorder(const std::string& path);
   // Discards a recording that was not kept.
   ~Recorder();
@@ -22,7 +22,7 @@ class Recorder {
 
   // Starts the recording, when the driver is ready; earlier events are not recorded.
   void Begin(bool over_ip);
-  // Record what happens from then on: Performed a step before it is performed, Waited the duration of a wait after it.
+  // Record events: Performed, a step that is about to be performed; Waited, the duration of a wait that has ended.
   void Performed(const Step& step);
   void Waited(std::chrono::milliseconds time);
   void DeviceGot(std::string_view bytes);
@@ -31,7 +31,7 @@ class Recorder {
   // Discards device bytes that were not written yet.
   void ForgetDeviceBytes() { device_bytes_.clear(); }
 
-  // Replaces the file with the recording, if one was begun; false if it could not be written.
+  // Replaces the file with the recording, if one was begun. Returns false if it could not be written.
   bool Keep();
 
  private:

@@ -27,7 +27,7 @@ constexpr const char* kDemonstration =
     "quit\n"
     "expect log The torvy plx has been asked to quit. (1)\n";
 
-// Applies an `over` step to the script; false for any other step.
+// Applies an `over` step to the script; returns false for any other step.
 bool TakeTransport(const Step& step, Script& script) {
   if (step.row->words != "over ip" && step.row->words != "over serial") return false;
   script.over_ip = step.row->words == "over ip";

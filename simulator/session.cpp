@@ -26,7 +26,7 @@ Session::Session(const Setup& setup, Transcript& transcript, Recorder& recorder)
       endpoint_(setup.device),
       timeout_(setup.timeout),
       device_(setup.device),
-      // In its own process group, so that Ctrl-C reaches only the simulator.
+      // In a separate process group, so that Ctrl-C reaches only the simulator.
       driver_(setup.driver, DriverArguments(), [] { setpgid(0, 0); }) {
   ShowEvents();
   std::string command_line = "starting " + setup.driver;
@@ -167,8 +167,8 @@ void Session::SendUntilTaken(const std::string& packets, const std::string& in_w
   ReportLostCommands();
 }
 
-// Reports that commands were lost, because the driver does not reopen a closed device link. When it ends, it closes the
-// link itself.
+// Reports that commands were lost, because the driver does not reopen a closed device link. The driver closes the link
+// itself when it ends.
 void Session::ReportLostCommands() {
   const Channel* const link = device_.Link();
   if (quit_sent_ || driver_.Status() || link == nullptr) return;

@@ -1,5 +1,5 @@
-// One run of the driver between a simulated host and a simulated or real device: starts the driver, sends, injects
-// faults and waits.
+// One run of the driver between a simulated host and a simulated or real device: starts the driver, sends
+// packets to it, and waits.
 
 #ifndef SIMULATOR_SESSION_H_
 #define SIMULATOR_SESSION_H_
@@ -59,7 +59,7 @@ class Session {
   Channel& DeviceLink();
 
   // Send packets, without waiting for an answer. SendStream and SendRawPackets wait until all bytes are sent, Flood
-  // until the driver has ended. Commands that are lost because the device link closed fail, unless a step closed it.
+  // until the driver has ended. Except for Flood, they fail if the device link is lost, unless a step closed it.
   void SendCommand(const std::string& address, const std::string& command);
   void SendRaw(const std::string& bytes);
   void SendStream(std::int32_t count);

@@ -25,7 +25,7 @@ extern "C" void NoteSignal(int signal) {
 extern "C" void GiveTerminalBack(int signal) {
   tcsetattr(STDIN_FILENO, TCSANOW, &usual_settings);
   raise(signal);
-  NoteSignal(SIGCONT);  // or never stopped: an orphaned process group ignores the stop
+  NoteSignal(SIGCONT);  // even if the system did not stop it, as in an orphaned process group
 }
 
 void Handle(int signal, void (*handler)(int), int flags = SA_RESTART) {

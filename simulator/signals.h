@@ -1,5 +1,5 @@
-// Signals that ask the process to end, which the session polls so that it can end in order, and those that concern the
-// terminal.
+// Catches the signals that ask the process to end, which are polled so that the simulator can clean up first, and those
+// of the terminal.
 
 #ifndef SIMULATOR_SIGNALS_H_
 #define SIMULATOR_SIGNALS_H_
@@ -7,7 +7,7 @@
 namespace signals {
 
 // Installs handlers for SIGINT, SIGTERM, SIGHUP and SIGQUIT, which until then end the process. Unblocks SIGTTOU, so
-// that a background process is stopped before it changes the mode of a terminal that another process uses.
+// that the system stops a background process that is about to change the mode of its terminal.
 void Catch();
 
 // Whether Ctrl-C was pressed or the process was asked to terminate.
@@ -19,7 +19,7 @@ bool TerminationIsPending();
 // Clears Ctrl-C; returns whether it was pressed.
 bool TakeInterrupt();
 
-// Clears both flags, so that later steps can be interrupted again.
+// Clears all of these signals, so that the end of the session can be interrupted again.
 void Clear();
 
 // While an instance exists, Ctrl-Z first restores the terminal settings that were in effect when it was created, then

@@ -24,7 +24,7 @@ std::string_view TakeWord(std::string_view& line) {
   return word;
 }
 
-// Returns what follows `words` at the start of a line; nothing if the line starts with other words.
+// Returns the rest of a line that begins with `words`; nothing if it begins with other words.
 std::optional<std::string_view> After(std::string_view words, std::string_view line) {
   while (!words.empty()) {
     if (!platform::EqualIgnoringCase(TakeWord(words), TakeWord(line))) return std::nullopt;
@@ -42,7 +42,7 @@ const StepRow* FindRow(std::string_view line) {
   return found;
 }
 
-// The functions below parse a step's operand. They return what is wrong with it; empty if nothing is.
+// The functions below parse a step's operand. They return why it is invalid; empty if it is valid.
 std::string ReadText(std::string_view rest, Step& step) {
   if (rest.empty()) return "takes a text";
   const auto text = ReadPrintable(rest);
@@ -99,7 +99,7 @@ std::string ReadOperand(std::string_view rest, Step& step) {
   return {};
 }
 
-// Returns a hint for a line that is not a step. `rest` is what follows its first word.
+// Returns a hint for a line that is not a step. `rest` is the line after its first word.
 std::string HintFor(std::string_view line, std::string_view rest) {
   const auto is_action = [rest](const TorvyAction& action) { return platform::EqualIgnoringCase(action.name, rest); };
   if (std::ranges::none_of(kTorvyActions, is_action)) return "help lists all steps";
@@ -128,7 +128,7 @@ Step ReadStep(std::string_view line) {
   const std::string_view word = TakeWord(rest);
   Step step{.row = FindRow(line), .line = std::string(line)};
   if (step.row == nullptr) {
-    // A first word without a digit is taken for a mistyped step, not for the address of a unit.
+    // Treat a first word without a digit as a mistyped step, not as the address of a unit.
     const bool address = word.find_first_of("0123456789") != std::string_view::npos;
     if (!address) return NoStep(line, "unknown step " + Quoted(line) + "; " + HintFor(line, rest));
     step.row = &StepRows().front();

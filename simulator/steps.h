@@ -33,7 +33,7 @@ struct StepRow {
   };
   using Action = void (*)(Session& session, Expectations& expected, const Step& step);
 
-  Use use;                 // needs the interface's end of the link; or is useful only for testing a driver
+  Use use;                 // whether it needs a visible device, or only serves to test a driver
   std::string_view words;  // what the line begins with; empty for a device command
   Operand operand;
   std::string_view help;
@@ -51,6 +51,7 @@ struct StepRow {
 
 std::span<const StepRow> StepRows();
 
+// Parses a line; sets `wrong` if it is invalid.
 Step ReadStep(std::string_view line);
 
 // Returns why the line cannot be performed during a session; empty if it can.
@@ -62,7 +63,7 @@ std::vector<std::string> StepsThatBegin(std::string_view typed);
 // Returns the help for all steps, for a terminal of 80 columns.
 std::string StepsHelp();
 
-// Returns one row of such a list: a name, and its meaning in a second column.
+// Returns one row of the help: a name, and its meaning in a second column.
 std::string HelpRow(std::string_view name, std::string_view meaning);
 
 #endif  // SIMULATOR_STEPS_H_

@@ -1,4 +1,4 @@
-# Bash completion of torvy-simulator's options, taken from its help.
+# Bash completion for torvy-simulator, with the options that its help lists.
 
 # Completes serial ports, by their names under /dev, and paths.
 _torvy_simulator_ports() {
