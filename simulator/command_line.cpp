@@ -7,6 +7,7 @@
 #include <array>
 #include <charconv>
 #include <cstdlib>
+#include <filesystem>
 #include <sstream>
 
 #include "app/version.h"
@@ -41,7 +42,7 @@ Device::TcpAddress ReadTcpAddress(const std::string& text) {
 }
 
 bool CanRun(const std::string& path) {
-  return access(path.c_str(), X_OK) == 0;
+  return std::filesystem::is_regular_file(path) && access(path.c_str(), X_OK) == 0;
 }
 
 // Returns the path of a program in PATH; empty if not found.

@@ -31,8 +31,8 @@ void Player::PlayPipe() {
     const bool last_turn = session_.DriverHasEnded() || input.Ended;
     platform::EventPump::Instance().Run(last_turn ? std::chrono::milliseconds(0) : kSlice);
     // The last line may lack a line end; a line that is too long is split.
-    const std::size_t most = input.Ended ? 0 : kMaxUnfinished;
-    if (input.Received.size() > most) input.Received += '\n';
+    const std::size_t unfinished = input.Received.size() - (input.Received.rfind('\n') + 1);
+    if (unfinished > (input.Ended ? 0 : kMaxUnfinished)) input.Received += '\n';
     std::size_t end = 0;
     while ((end = input.Received.find('\n')) != std::string::npos && !signals::IsPending()) {
       PlayLine(input.Received.substr(0, end), "standard input:" + std::to_string(++number));

@@ -87,6 +87,7 @@ void Recorder::WriteWait(std::chrono::milliseconds time) {
 }
 
 void Recorder::DeviceGot(std::string_view bytes) {
+  if (!begun_) return;
   device_bytes_ += bytes;
   last_event_ = platform::MonotonicNow();
 }

@@ -172,8 +172,8 @@ void Session::SendUntilTaken(const std::string& packets, const std::string& in_w
 void Session::ReportLostCommands() {
   const Channel* const link = device_.Link();
   if (quit_sent_ || driver_.Status() || link == nullptr) return;
-  if (link->Ended) throw StepFailed("the device link was lost, and with it what was sent");
-  if (link->Number() < 0) transcript_.Note("a step closed the device link; what was sent is lost");
+  if (link->Ended) throw StepFailed("the device link is closed; the data sent is lost");
+  if (link->Number() < 0) transcript_.Note("a step closed the device link; the data sent is lost");
 }
 
 void Session::Wait(std::chrono::milliseconds time) {

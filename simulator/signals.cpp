@@ -46,7 +46,10 @@ bool Take(int signal) {
 }  // namespace
 
 void Catch() {
-  for (const int signal : kEnding) Handle(signal, NoteSignal);
+  for (const int signal : kEnding) {
+    // Keep a signal ignored that the parent process ignores, as nohup does.
+    if (std::signal(signal, SIG_IGN) != SIG_IGN) Handle(signal, NoteSignal);
+  }
   sigset_t stop;
   sigemptyset(&stop);
   sigaddset(&stop, SIGTTOU);

@@ -44,9 +44,9 @@ const StepRow* FindRow(std::string_view line) {
 
 // The functions below parse a step's operand. They return why it is invalid; empty if it is valid.
 std::string ReadText(std::string_view rest, Step& step) {
-  if (rest.empty()) return "takes a text";
+  if (rest.empty()) return "requires a text";
   const auto text = ReadPrintable(rest);
-  if (!text) return "takes a text in which \\ is followed by two hexadecimal digits: " + Quoted(rest);
+  if (!text) return "requires a text in which \\ is followed by two hexadecimal digits, not " + Quoted(rest);
   step.text = *text;
   return {};
 }
@@ -57,12 +57,12 @@ std::string ReadBytes(std::string_view rest, Step& step) {
     std::string escaped = word.size() == 1 ? "\\0" : "\\";
     escaped += word;
     const auto byte = word.size() > 2 ? std::nullopt : ReadPrintable(escaped);
-    if (!byte) return "takes bytes in hexadecimal, such as 01 2A FF; " + Quoted(word) + " is not one";
+    if (!byte) return "requires bytes in hexadecimal, such as 01 2A FF, not " + Quoted(word);
     step.text += *byte;
   }
-  if (step.text.empty()) return "takes bytes in hexadecimal, such as 01 2A FF";
+  if (step.text.empty()) return "requires bytes in hexadecimal, such as 01 2A FF";
   if (step.text.size() > cQuorvaneCommand::kMaxRawData)
-    return "takes at most 244 bytes, the most that one packet carries";
+    return "sends at most 244 bytes; more would not fit in a packet";
   return {};
 }
 
@@ -70,23 +70,23 @@ std::string ReadCount(std::string_view rest, Step& step) {
   const auto [end, error] = std::from_chars(rest.data(), rest.data() + rest.size(), step.count);
   const bool number = error == std::errc() && end == rest.data() + rest.size();
   if (number && step.count > 0 && step.count <= kMaxCount) return {};
-  std::string wrong = "takes a number from 1 to 1000000";
-  if (!rest.empty()) wrong += "; " + Quoted(rest) + " is not one";
+  std::string wrong = "requires a number from 1 to 1000000";
+  if (!rest.empty()) wrong += ", not " + Quoted(rest);
   return wrong;
 }
 
 std::string ReadCommand(std::string_view rest, Step& step) {
   constexpr std::size_t kMaxBytes = 65'000;  // the packet, with its keys and lengths, is limited to 65535
-  if (rest.size() > kMaxBytes) return "takes at most 65000 bytes; more would not fit in a packet";
+  if (rest.size() > kMaxBytes) return "can have at most 65000 bytes; more would not fit in a packet";
   step.address = TakeWord(rest);
   step.text = rest;
-  return step.text.empty() ? "takes an address and a command: 0102 ON" : "";
+  return step.text.empty() ? "requires an address and a command: 0102 ON" : "";
 }
 
 std::string ReadOperand(std::string_view rest, Step& step) {
   switch (step.row->operand.kind) {
     case Takes::kNothing:
-      return rest.empty() ? "" : "takes no operand, but is followed by " + Quoted(rest);
+      return rest.empty() ? "" : "does not allow an operand: " + Quoted(rest);
     case Takes::kText:
       return ReadText(rest, step);
     case Takes::kBytes:

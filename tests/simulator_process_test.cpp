@@ -52,7 +52,7 @@ TEST_F(Simulator, FailsIfCommandsAreLost) {
   other_end.HangUp();
   ASSERT_EQ(write(input[1], "0304 OFF\nquit\n", 14), 14);
   EXPECT_THAT(OutputOf(simulator, 1),
-              HasSubstr("standard input:2: the device link was lost, and with it what was sent\n"));
+              HasSubstr("standard input:2: the device link is closed; the data sent is lost\n"));
 }
 
 TEST_F(Simulator, EditsLinesAtTerminal) {
@@ -75,7 +75,7 @@ TEST_F(Simulator, EditsLinesAtTerminal) {
   EXPECT_THAT(status, HasSubstr("SigBlk:\t0000000000000000"));  // in the background, SIGTTOU stops it
   type("exp\t\t", "expect memory");
   type("\x03", "^C");
-  type("stream -1\r", "stream takes a number from 1 to 1000000");
+  type("stream -1\r", "stream requires a number from 1 to 1000000");
   type("command \xC3\xBCx ON\r", "unit \xC3\xBCx,");
   type("0102", "0102");
   shown.clear();

@@ -56,13 +56,13 @@ TEST(Steps, RejectInvalidLines) {
       {unknown, unknown_cut.c_str()},
       {"kitchen on",
        "unknown step \"kitchen on\"; to send a device command to an address without a digit: command kitchen on"},
-      {"0102", "a device command takes an address and a command: 0102 ON"},
-      {too_long, "a device command takes at most 65000 bytes; more would not fit in a packet"},
-      {"raw", "raw takes bytes in hexadecimal, such as 01 2A FF"},
-      {"raw 1 123", "raw takes bytes in hexadecimal, such as 01 2A FF; \"123\" is not one"},
-      {too_much.c_str(), "raw takes at most 244 bytes, the most that one packet carries"},
-      {"expect \\4", "expect takes a text in which \\ is followed by two hexadecimal digits: \"\\4\""},
-      {"quit now", "quit takes no operand, but is followed by \"now\""}};
+      {"0102", "a device command requires an address and a command: 0102 ON"},
+      {too_long, "a device command can have at most 65000 bytes; more would not fit in a packet"},
+      {"raw", "raw requires bytes in hexadecimal, such as 01 2A FF"},
+      {"raw 1 123", "raw requires bytes in hexadecimal, such as 01 2A FF, not \"123\""},
+      {too_much.c_str(), "raw sends at most 244 bytes; more would not fit in a packet"},
+      {"expect \\4", "expect requires a text in which \\ is followed by two hexadecimal digits, not \"\\4\""},
+      {"quit now", "quit does not allow an operand: \"now\""}};
   for (const auto& [line, wrong] : cases) {
     EXPECT_EQ(ReadStep(line).wrong, wrong);
     EXPECT_EQ(ReadStep(line).row, nullptr);
