@@ -81,7 +81,9 @@ std::string ToHexadecimal(std::uint64_t value) {
 std::size_t CharacterLength(std::string_view text, std::size_t position) {
   const auto first = static_cast<unsigned char>(text[position]);
   if (first < 0xC2 || first > 0xF4) return 1;
-  const std::size_t length = first < 0xE0 ? 2 : first < 0xF0 ? 3 : 4;
+  std::size_t length = 2;
+  if (first >= 0xE0) length = 3;
+  if (first >= 0xF0) length = 4;
   if (length > text.size() - position) return 1;
   for (std::size_t i = 1; i < length; ++i) {
     if (!IsContinuation(text[position + i])) return 1;
