@@ -18,6 +18,7 @@
 #include <cstdlib>
 #include <memory>
 #include <new>
+#include <thread>
 
 #include "tests/virtual_clock.h"
 
@@ -43,8 +44,11 @@ auto System(Arguments... arguments) {
   return system(arguments...);
 }
 
-// Counts a call; returns its replacement result, if there is one.
+const std::thread::id main_thread = std::this_thread::get_id();
+
+// Counts a call of the main thread; returns its replacement result, if there is one.
 std::optional<long> Answer(Call call, long number = 0, unsigned long value = 0, void* argument = nullptr) {
+  if (std::this_thread::get_id() != main_thread) return std::nullopt;  // an abandoned lookup
   SystemCalls& calls = Calls();
   ++calls.counts.at(call);
   if (calls.error) {
