@@ -22,7 +22,6 @@ using std::chrono::milliseconds;
 using testing::ElementsAre;
 using testing::MatchesRegex;
 
-// Log entries of a session.
 const std::string kReady = "2 Torvy Serial Remote Control interface version 1 (build 001) ready.";
 const std::string kConnected = "4 Quorvane connection successful after: [01] ticks.";
 

@@ -26,7 +26,6 @@ TEST(Multipacket, AcknowledgesWithPacketIdentifier) {
 
 TEST(Multipacket, ParsesEntries) {
   cQuorvaneCommand message = Parse(kAck);
-  EXPECT_TRUE(message.isMultiPacket);
   EXPECT_EQ(message.MultiFlags, 0x80);
   EXPECT_TRUE(message.LittleEndian);
   EXPECT_EQ(message.Header, "");
