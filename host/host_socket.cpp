@@ -49,7 +49,7 @@ void cQuorvaneDeviceSocket::Event_DataAvailable() {
       break;
     }
     if (frame.kind == Kind::kZeroLength) {
-      // Bytes that wait in the kernel may complete a packet, but hold fewer bytes than the largest packet has.
+      // Bytes that wait in the kernel may complete a packet. Until then, hold less than the largest packet.
       const std::size_t next = NextCompletePacket(Buffer);
       if (next == Buffer.size() && next < kMaxPacketSize && InputWaiting() > 0) break;
       SendLog(kMalformed, kLogLevelDetail);
