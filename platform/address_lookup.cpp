@@ -48,7 +48,7 @@ int Resolve(const std::string& host, std::int32_t port, int flags, AddressList& 
   return 0;
 }
 
-// Blocks all signals for the new thread, because SIGALRM must interrupt the main thread.
+// Blocks all signals while the thread is created, so that it inherits the mask: SIGALRM must reach the main thread.
 class SignalsBlocked {
  public:
   SignalsBlocked() {

@@ -50,7 +50,7 @@ class ByteStream : public EventSource {
   // Returns the number of bytes available in the kernel.
   std::size_t InputWaiting() const;
 
-  // Queues bytes, which are sent with the next poll or pump pass for which the stream is open.
+  // Queues bytes to send. The next poll or pump pass sends them if the stream is open, otherwise a later one.
   void QueueOutput(std::string_view bytes) { connection_.output += bytes; }
   std::size_t OutputQueued() const { return connection_.output.size(); }
 
@@ -84,7 +84,7 @@ class ByteStream : public EventSource {
   struct Connection {
     std::string inbox{};
     std::string output{};
-    std::int32_t error = 0;  // pending; while the descriptor is open, its input is delivered first
+    std::int32_t error = 0;  // the errno value of a pending error event, which follows any input still to be delivered
   };
 
   Descriptor descriptor_;

@@ -36,7 +36,7 @@ std::size_t WriteSome(std::string_view bytes) {
 }
 
 void Print(std::string_view text) {
-  // A pipe that polls as writable accepts this many bytes, the smallest PIPE_BUF.
+  // A pipe that polls as writable accepts this many bytes: the smallest PIPE_BUF that POSIX allows.
   constexpr std::size_t kMaxPiece = 512;
   while (!text.empty()) {
     const std::size_t written = WriteSome(text.substr(0, kMaxPiece));

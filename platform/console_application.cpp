@@ -13,7 +13,7 @@ ConsoleApplication* running_application = nullptr;
 std::terminate_handler default_handler = nullptr;
 
 [[noreturn]] void OnTerminate() {
-  // A second failure, during the report, must not end here again.
+  // A second failure, during the report, must not call this handler again.
   std::set_terminate(default_handler);
   const Failure failure(CurrentStack());
   if (running_application->Event_UnhandledException(failure)) std::_Exit(EXIT_FAILURE);

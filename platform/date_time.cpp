@@ -11,7 +11,7 @@
 namespace platform {
 namespace {
 
-// Returns the locale of the environment at the first call. Creates it only once, because this is slow.
+// Returns the environment's locale. Creates it in the first call and keeps it, because creating a locale is slow.
 locale_t EnvironmentLocale() {
   static const locale_t locale = [] {
     const locale_t named = newlocale(LC_TIME_MASK, "", locale_t{});

@@ -12,8 +12,9 @@ class Descriptor {
   Descriptor() = default;
   using Closer = void (*)(int number);
 
-  // Takes ownership of `number`, or of nothing if it is negative. Numbers 0 to 2, which are free if the process was
-  // started without them, are first moved up, so that console output can never go to a device. Sets close-on-exec.
+  // Takes ownership of `number`, or of nothing if it is negative, and sets close-on-exec. Replaces a number from 0 to
+  // 2, which is free if the process was started without standard descriptors, by a higher one: console output must
+  // never go to a device.
   explicit Descriptor(int number);
   ~Descriptor() { Reset(); }
   Descriptor(Descriptor&& other) noexcept : number_(std::exchange(other.number_, -1)), closer_(other.closer_) {}

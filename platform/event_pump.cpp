@@ -49,8 +49,8 @@ bool IsReady(const Turn& turn, const std::vector<pollfd>& polled) {
 
 }  // namespace
 
-// Collects what the sources wait for, waits for at most `limit`, and calls those that are ready. If `only` is set, the
-// pass is over that source only.
+// Asks each source what to wait for, waits for at most `limit`, and calls the sources that are ready. If `only` is set,
+// does this for that source only.
 void EventPump::Pass(std::chrono::nanoseconds limit, const EventSource* only) {
   std::vector<pollfd> polled;
   std::vector<Turn> turns;

@@ -24,7 +24,7 @@ class EventPump {
   EventPump(const EventPump&) = delete;
   EventPump& operator=(const EventPump&) = delete;
 
-  // Delivers events for this time; if it is 0 or less, makes one pass over what is ready now.
+  // Delivers events for `time`; if that is 0 or less, makes one pass over the sources that are ready now.
   void Run(std::chrono::milliseconds time);
 
   // Sends the source's queued output and raises its pending events, without waiting.

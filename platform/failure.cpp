@@ -42,7 +42,7 @@ std::string FunctionName(std::uintptr_t address) {
   return std::string(place.dli_fname) + "+0x" + ToHexadecimal(offset);
 }
 
-// Returns the index of the first frame after those of the runtime that throws or terminates.
+// Returns the index of the first frame after the C++ runtime's frames for throwing and terminating.
 std::size_t FirstOwnFrame(const std::vector<std::string>& names) {
   constexpr std::array<std::string_view, 3> kRuntime{"__cxa_throw", "__cxa_rethrow", "std::terminate()"};
   std::size_t first = 0;

@@ -5,9 +5,9 @@
 
 namespace platform {
 
-// Prepares the process. Call once, from main, before anything else in this layer. Opens /dev/null on standard
-// descriptors that are closed, ignores SIGPIPE and SIGXFSZ, blocks SIGTTOU, and makes SIGALRM interrupt blocking calls
-// (CallTimeout).
+// Prepares the process. Call once, before anything else in this layer; RunApplication does so. Opens /dev/null on
+// standard descriptors that are closed, ignores SIGPIPE and SIGXFSZ, blocks SIGTTOU, and makes SIGALRM interrupt
+// blocking calls (CallTimeout).
 void PrepareProcess();
 
 }  // namespace platform

@@ -98,7 +98,7 @@ bool SerialPort::Open() {
   // Ignore failures: pseudo-terminals and some adapters do not support this.
   int dtr = TIOCM_DTR;
   ioctl(port.Number(), dtr_ ? TIOCMBIS : TIOCMBIC, &dtr);
-  port.SetCloser(ClosePort);  // only now that the port is locked: ClosePort discards output, also another process's
+  port.SetCloser(ClosePort);  // only once the port is locked: ClosePort would discard another process's output
   Adopt(std::move(port));
   return true;
 }

@@ -1,6 +1,6 @@
 // A local serial port. Derive from it to receive its events.
 //
-// Call Find, the setters, then Open. Output is not queued: Write returns when the system has accepted every byte,
+// Call Find and the setters, then Open. Output is not queued: Write returns when the system has accepted every byte,
 // WaitTransmitted when they have left. Every call is bounded: a port that makes no progress for kStallTimeout fails.
 // Time for which the process is stopped does not count. A failed port closes itself, so that an adapter that is plugged
 // in again gets the same name; later writes are dropped.
@@ -24,8 +24,8 @@ class SerialPort : public ByteStream {
  public:
   enum class ParityKind { kNone, kOdd, kEven };
 
-  // How long a write or a transmit wait may make no progress before the port fails with ETIMEDOUT; also the time limit
-  // for opening.
+  // How long a write or a transmit wait may go without progress before the port fails with ETIMEDOUT; also the time
+  // limit for opening.
   static constexpr std::chrono::seconds kStallTimeout{5};
   // The time limit for closing.
   static constexpr std::chrono::milliseconds kCloseTimeout{500};
@@ -54,8 +54,8 @@ class SerialPort : public ByteStream {
   // Returns when all written bytes have been transmitted or the port has failed.
   void WaitTransmitted();
 
-  // Limits the total time of all later writes and transmit waits; the port fails when it is used up. Only the first
-  // call after Open has an effect.
+  // Limits the total time of all later writes and transmit waits to `time`; a port that exceeds it fails. Only the
+  // first call after Open has an effect.
   void SetOutputDeadline(std::chrono::nanoseconds time);
 
   // Discards pending input and output; returns the number of input bytes discarded.

@@ -1,4 +1,4 @@
-// Measures how long a peer that should accept data makes no progress. Counts only waits, not the time between them.
+// Measures how long a peer has accepted no data. Counts only the time spent waiting for it.
 
 #ifndef PLATFORM_STALL_TIMER_H_
 #define PLATFORM_STALL_TIMER_H_
@@ -18,7 +18,7 @@ class StallTimer {
   // Subtracts a wait.
   void Charge(std::chrono::nanoseconds waited) { left_ -= std::min(waited, left_); }
 
-  // Returns how long the peer may still make no progress; 0 if the timeout has passed.
+  // Returns the time left until the timeout; 0 if it has passed.
   std::chrono::nanoseconds TimeLeft() const { return left_; }
 
  private:

@@ -122,7 +122,7 @@ void TcpConnector::StartAttempts(AddressList addresses) {
   StartNextAttempt();
 }
 
-// Starts an attempt to the next address for which this succeeds, if there is one.
+// Starts an attempt to connect to the next address, skipping addresses for which no attempt can be started.
 void TcpConnector::StartNextAttempt() {
   while (next_address_ < addresses_.addresses.size()) {
     const SocketAddress& address = addresses_.addresses[next_address_++];

@@ -1,8 +1,8 @@
 // Opens a TCP connection to a host name or a numeric address.
 //
-// Looks up names on another thread. Tries their addresses as in RFC 8305: families are interleaved, and each attempt
-// starts kAttemptDelay after the previous one, or when one fails, while earlier ones continue; the first to connect
-// wins. A socket connected to itself counts as refused.
+// Looks up names on another thread. Tries a name's addresses as RFC 8305 describes: alternates between the address
+// families, and starts each attempt kAttemptDelay after the previous one, or as soon as one fails. Earlier attempts
+// continue, and the first to connect wins. A socket connected to itself counts as refused.
 
 #ifndef PLATFORM_TCP_CONNECTOR_H_
 #define PLATFORM_TCP_CONNECTOR_H_
@@ -55,7 +55,7 @@ class TcpConnector {
   AddressList addresses_;
   std::size_t next_address_ = 0;
   std::vector<Descriptor> attempts_;         // sockets with a connect in progress
-  std::chrono::nanoseconds next_attempt_{};  // when to start the next one, unless one fails before
+  std::chrono::nanoseconds next_attempt_{};  // when to start the next one, unless one fails earlier
 };
 
 }  // namespace platform
