@@ -1,5 +1,5 @@
-# Debian's cross compiler, with qemu-user to run the programs. The target's libraries are those that scripts/setup cross
-# unpacks under build/sysroot; architecture-independent ones, such as CLI11, are this machine's. The including file sets
+# Debian's cross compiler, with qemu-user to run the programs. The target's libraries are in build/sysroot, where
+# "scripts/setup cross" unpacks them; header-only ones, such as CLI11, are taken from this machine. The including file sets
 # `triplet` and `emulator`.
 set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_CXX_COMPILER ${triplet}-g++)
@@ -14,6 +14,6 @@ set(sysroot_libraries ${sysroot}/usr/lib/${triplet} ${sysroot}/lib/${triplet})
 list(JOIN sysroot_libraries : rpath_link)
 set(CMAKE_EXE_LINKER_FLAGS_INIT -Wl,-rpath-link,${rpath_link})
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${sysroot_libraries})
-# The emulator's loader finds the libraries; keep this machine's paths out of the programs.
+# Programs need no rpath, which would contain paths of this machine: the loader finds the libraries under -L (below).
 set(CMAKE_SKIP_RPATH ON)
 set(CMAKE_CROSSCOMPILING_EMULATOR ${emulator} -L ${sysroot})
