@@ -102,7 +102,7 @@ std::int32_t App::Event_Run(const std::vector<std::string>& arguments) {
   } else if (ConnectAndWaitForHost(arguments)) {
     Serve(arguments);
   }
-  // Sends queued log entries, in as many runs as the host's other drivers.
+  // Sends queued log entries. The host's other drivers make the same number of runs.
   for (int run = 0; run < kDrainRuns; ++run) Pump(kDrainSlice);
   return 0;
 }

@@ -5,8 +5,8 @@
 
 #include "platform/failure.h"
 
-// Prints a first line, the stack's entries (innermost first) and a last line, each followed by an empty line. If the
-// stack cannot be read, prints a fixed line instead of the entries. Called by the application's failure handler.
+// Prints "stack trace begin", the names of the functions on the stack (innermost first) and "done logging the stack",
+// each followed by an empty line. If the names cannot be determined, prints a line about that error in their place.
 void LogStackTrace(const platform::Failure& failure);
 
 #endif  // APP_STACK_TRACE_H_

@@ -49,7 +49,8 @@ void cQuorvaneDeviceSocket::Event_DataAvailable() {
       break;
     }
     if (frame.kind == Kind::kZeroLength) {
-      // Bytes that wait in the kernel may complete a packet. Until then, hold less than the largest packet.
+      // Bytes that still wait in the kernel may complete a packet. Keep what has been received for them, unless it is
+      // already as long as the longest packet.
       const std::size_t next = NextCompletePacket(Buffer);
       if (next == Buffer.size() && next < kMaxPacketSize && InputWaiting() > 0) break;
       SendLog(kMalformed, kLogLevelDetail);

@@ -1,8 +1,8 @@
 // The TCP link to the host: sends the handshake, log entries and packets, and splits the host's stream into messages.
 //
-// The process has one, State().HostSocket. If the link fails, prints a line on the console and sets QuitRequested. The
-// message handler may call any function of this socket, replace or release it, and run the event pump; the next message
-// is passed to it after it has returned.
+// The process has one instance, State().HostSocket. If the link fails, the socket prints a line on the console and sets
+// QuitRequested. The message handler may call any function of the socket, replace or release the socket, and run the
+// event pump; it receives the next message only after it has returned.
 
 #ifndef HOST_HOST_SOCKET_H_
 #define HOST_HOST_SOCKET_H_

@@ -1,7 +1,7 @@
 // Sends log entries to the host, from anywhere in the process. Drops them while there is no host socket.
 //
-// The texts, including double and trailing blanks, their levels and the three polls are the same in the host's other
-// drivers. Do not correct them.
+// The texts of the entries, including double and trailing blanks, their levels, and the three polls are the same in the
+// host's other drivers. Do not correct them.
 
 #ifndef HOST_LOG_H_
 #define HOST_LOG_H_

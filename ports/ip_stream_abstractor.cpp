@@ -60,7 +60,7 @@ void cIPStreamAbstractor::PortSendData(const std::string& data) {
 }
 
 void cIPStreamAbstractor::PortClose() {
-  SendOutput();  // of a command received together with the quit
+  SendOutput();  // a command received together with the quit may still be queued
   Close();
 }
 

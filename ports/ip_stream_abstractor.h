@@ -22,8 +22,8 @@ class cIPStreamAbstractor : public platform::TcpClientSocket, public iAbstractPo
   // Queues the bytes, which are sent with the next poll or pump pass.
   void PortSendData(const std::string& data) override;
 
-  // Connects, and delivers events until the connection is open, for about ten seconds. Waits the full time even if the
-  // connection was refused.
+  // Connects, and delivers events until the connection is open, for at most about ten seconds. Waits the full time even
+  // if the connection was refused.
   bool PortOpen() override;
 
   // Sends as much of the queued output as the network accepts, then closes.
