@@ -98,7 +98,7 @@ constexpr auto kErrors = std::to_array<Description>({
     {"9", "Power restored at controller"},
 });
 
-// Returns the text of the first matching row; empty if there is none.
+// Returns the text of the first matching row, or an empty string.
 std::string Find(std::span<const Description> table, std::string_view code) {
   for (const Description& row : table) {
     if (code.size() == 1 && platform::EqualIgnoringCase(row.code, code)) return std::string(row.text);

@@ -32,12 +32,12 @@ struct LowBatteryForm {
 constexpr auto kLowBatteryForms = std::to_array<LowBatteryForm>(
     {{"\x05", "\x04"}, {"\x55", "\x54"}, {"\x01", std::string_view("\0", 1)}, {"\x51", "\x50"}});
 
-// Returns the byte at an offset as a string; empty past the packet's end.
+// Returns the byte at an offset as a string, or an empty string past the packet's end.
 std::string TextAt(std::string_view packet, std::size_t offset) {
   return offset < packet.size() ? std::string(1, packet[offset]) : std::string();
 }
 
-// Returns the value of the byte at an offset; 0 past the packet's end.
+// Returns the value of the byte at an offset, or 0 past the packet's end.
 std::int32_t ValueAt(std::string_view packet, std::size_t offset) {
   return offset < packet.size() ? static_cast<unsigned char>(packet[offset]) : 0;
 }

@@ -23,7 +23,7 @@ class MultiDictionary {
   // bytes, a shorter one is padded with blanks in front.
   void Set(std::string_view key, std::string_view value);
 
-  // Returns the value, or null if there is no such entry. Valid until the dictionary changes or is destroyed.
+  // Returns the value, or null if there is no such entry. The pointer is valid until the dictionary changes.
   const std::string* Find(std::string_view key) const;
 
   // Returns the entries in the order in which their keys were first stored.

@@ -1,8 +1,8 @@
 // One message of the host protocol: a packet received from Quorvane, or one being built to send to it.
 //
-// Fill a message either with one of the two parsers or through its fields and setters, then convert it to bytes. Texts
-// are byte strings, mostly of one byte; integers are sent as one unsigned byte. Headers, commands and keys are not
-// case-sensitive. Setters do not check their arguments: callers must keep values within their range on the wire.
+// A parser fills a received message; fields and setters fill a message to send, which GetRawCommand converts to bytes.
+// Texts are byte strings, mostly of one byte; integers are sent as one unsigned byte. Headers, commands and keys are
+// not case-sensitive. Setters do not check their arguments: callers must keep values within their range on the wire.
 //
 // Names and order, including their mixed styles, are those of the host's other drivers, so that the drivers can be
 // compared side by side. Sources: common_packet.cpp (plain, log and error packets), flags_addressing.cpp (flags,
@@ -27,18 +27,18 @@ class cQuorvaneCommand {
   // The maximum number of raw data bytes in a packet.
   static constexpr std::size_t kMaxRawData = 244;
 
-  std::string Header;              // packet kind; "X" when built empty
-  std::int32_t TransactionID = 0;  // 64 when built as 0
+  std::string Header;              // packet kind; sent as "X" if empty
+  std::int32_t TransactionID = 0;  // sent as 64 if 0
   std::string Command;             // command code; set it before building
-  std::string Address1;            // house code digit, or the length of raw data; byte 0x80 when built empty
-  std::string Address2;            // unit code digit, or the raw data; byte 0x80 when built empty
+  std::string Address1;            // house code digit, or the length of raw data; sent as byte 0x80 if empty
+  std::string Address2;            // unit code digit, or the raw data; sent as byte 0x80 if empty
   std::int32_t level = 0;
   std::int32_t param1 = 0;
   std::int32_t param2 = 0;
   bool fDoTransmit = false;
   bool fCCM = false;  // a controller command, for the driver process itself, not for a unit
   bool fWireless = false;
-  std::string InterfaceType;     // "L" when built empty
+  std::string InterfaceType;     // sent as "L" if empty
   platform::DateTime TimeStamp;  // when the message was created
   bool fStacked = false;
   std::string LogMessage;  // text of a received log packet
@@ -63,7 +63,7 @@ class cQuorvaneCommand {
   // and the code, and for an unknown kind. Fields past the packet's end are empty or 0.
   virtual bool InitFromCommonMessage(std::string packet);
 
-  // Returns the header fields for a log: twelve lines, each ending with a carriage return.
+  // Returns a dump of the message for a log: twelve lines, each ending with a carriage return.
   virtual std::string DebugString() const;
 
   // Returns a description of the command: a pan-and-tilt, controller or unit command.
@@ -116,8 +116,8 @@ class cQuorvaneCommand {
   // Returns a description of an error packet's code.
   virtual std::string GetErrorCodeDescription() const;
 
-  // Returns the value of an entry; empty if there is none. This and the other functions that read the dictionary throw
-  // MissingObject if the message has none.
+  // Returns the value of an entry, or an empty string if there is no such entry. This and the other functions that read
+  // the dictionary throw MissingObject if the message has no dictionary.
   virtual std::string GetMulti(std::string_view key) const;
 
   // Returns the four-byte keys of all entries, in the order in which they were first stored.
@@ -148,10 +148,10 @@ class cQuorvaneCommand {
   cQuorvaneCommand& operator=(cQuorvaneCommand&&) = default;
 
  protected:
-  std::string Version;     // "a" when built empty
-  std::string UnitClass;   // "X" when built empty
+  std::string Version;     // sent as "a" if empty
+  std::string UnitClass;   // sent as "X" if empty
   std::int32_t Flags = 0;  // the flag byte; ParseFlags sets the bool fields from it
-  std::string Code;        // "0" when built empty; in an error packet, the error code
+  std::string Code;        // sent as "0" if empty; in an error packet, the error code
   bool fAddressOnly = false;
   bool fCommandOnly = false;
   bool fPassThrough = false;
@@ -163,7 +163,7 @@ class cQuorvaneCommand {
   const MultiDictionary& RequireDictionary() const;
 };
 
-// Builds a log packet with a level from 0 to 255. Truncates the text after the last complete character in 249 bytes.
+// Builds a log packet with a level from 0 to 255. Truncates the text to at most 249 bytes, at a character boundary.
 std::string BuildLogPacket(std::string_view text, std::int32_t level);
 
 #endif  // MESSAGE_QUORVANE_COMMAND_H_
