@@ -45,7 +45,7 @@ bool CanRun(const std::string& path) {
   return std::filesystem::is_regular_file(path) && access(path.c_str(), X_OK) == 0;
 }
 
-// Returns the path of a program in PATH; empty if not found.
+// Returns the path of a program in PATH, or an empty string.
 std::string FindInPath(const std::string& name) {
   const char* const path = std::getenv("PATH");
   std::istringstream folders(path == nullptr ? "" : path);
@@ -56,7 +56,7 @@ std::string FindInPath(const std::string& name) {
   return {};
 }
 
-// Returns the driver next to this program, else the one in PATH; empty if neither exists.
+// Returns the path of the driver next to this program, or else of the one in PATH, or an empty string.
 std::string UsualDriver(const std::string& own_name) {
   std::array<char, 4096> path{};
   const ssize_t length = readlink("/proc/self/exe", path.data(), path.size());
@@ -81,11 +81,11 @@ void Describe(CLI::App& app, Options& options) {
   auto& setup = options.setup;
   CLI::Option* const ip =
       app.add_flag("--ip", setup.device.over_ip, "connect to the device over TCP instead of a serial line");
-  CLI::Option* const port =
-      app.add_option("--port", setup.device.port, "use a real device on this serial port, a path or a name under /dev")
-          ->type_name("NAME");
+  CLI::Option* const port = app.add_option("--port", setup.device.port,
+                                           "use a real device on this serial port (a path, or a name under /dev)")
+                                ->type_name("NAME");
   app.add_option("--other-end", setup.device.other_end,
-                 "with --port: the port at the other end of the line, to show and check what arrives there")
+                 "with --port: the port at the other end of the line, to show and check the bytes that arrive there")
       ->type_name("NAME")
       ->needs(port);
   CLI::Option* const device =
@@ -104,7 +104,7 @@ void Describe(CLI::App& app, Options& options) {
           ->needs(stand_in);
   CLI::Option* const link =
       app.add_option("--link", options.link,
-                     "with --stand-in: path of a symbolic link to the pseudo-terminal, removed at the end")
+                     "with --stand-in: keep a symbolic link to the pseudo-terminal at this path until the end")
           ->type_name("PATH")
           ->needs(stand_in);
   CLI::Option* const record = app.add_option("--record", options.record,
@@ -112,11 +112,11 @@ void Describe(CLI::App& app, Options& options) {
                                   ->type_name("FILE");
   CLI::Option* const driver =
       app.add_option("--driver", setup.driver,
-                     "the driver to start, a path or a name in PATH; default: torvy-driver next to this program")
+                     "the driver to start (a path, or a name in PATH); default: torvy-driver next to this program")
           ->type_name("NAME");
   app.add_option_function<int>(
          "--timeout", [&setup](int seconds) { setup.timeout = std::chrono::seconds(seconds); },
-         "how long to wait without progress, in addition to the driver's own pauses; default: 30")
+         "fail a wait after this time without progress, in addition to the driver's own pauses; default: 30")
       ->type_name("SECONDS")
       ->check(CLI::Range(1, kMaxSeconds).description(""));
   app.add_flag("--verbose", options.verbose, "show the bytes and debug text of each packet");
@@ -132,7 +132,7 @@ void Describe(CLI::App& app, Options& options) {
   link->excludes(ip, listen);
   interactive->excludes(script);
   stand_in->excludes(port, device, script, interactive, record, driver);
-  app.set_help_flag("-h,--help", "show this text");
+  app.set_help_flag("-h,--help", "show a summary of the options and steps");
   app.set_version_flag("--version", kVersion, "show the version");
 }
 
@@ -140,10 +140,10 @@ std::string Help() {
   std::string help =
       "usage: torvy-simulator [OPTION]...\n\n" +
       Wrapped(
-          "Starts torvy-driver between a simulated host and a simulated device, sends it commands and shows what "
-          "goes over each link. Without options it plays a short demonstration over a pseudo-terminal. With --port or "
-          "--device the demonstration moves the real units " +
-              kDemonstrationUnits + ", and asks first.",
+          "Starts torvy-driver between a simulated host and a simulated device, sends it commands and shows the "
+          "traffic on each link. Without options, it plays a short demonstration over a pseudo-terminal. With --port "
+          "or --device, the demonstration moves the real units " +
+              kDemonstrationUnits + "; it asks first.",
           0, kWidth) +
       "\n\n";
   for (const OptionRow& row : OptionRows()) {

@@ -33,7 +33,7 @@ struct OptionRow {
 };
 std::vector<OptionRow> OptionRows();
 
-// Returns the options, or a text to show instead (help or version). Throws InputError.
+// Returns the options, or a text to show instead (help or version). Throws InputError if an argument is invalid.
 std::variant<Options, std::string> ReadCommandLine(int argument_count, const char* const* argument_values);
 
 #endif  // SIMULATOR_COMMAND_LINE_H_
