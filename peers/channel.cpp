@@ -7,7 +7,7 @@ void Channel::Send(std::string_view bytes) {
 }
 
 void Channel::Reset() {
-  const linger at_once{1, 0};
+  const linger at_once{1, 0};  // with a time of 0, close sends a reset
   setsockopt(DescriptorNumber(), SOL_SOCKET, SO_LINGER, &at_once, sizeof at_once);
   Close();
 }

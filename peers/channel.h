@@ -17,7 +17,7 @@ class Channel : public platform::ByteStream {
 
   std::string Received;            // bytes received and not yet removed
   bool Ended = false;              // the other side closed the link, or the link failed
-  bool Paused = false;             // receives nothing, not even the end of the stream: bytes stay with the sender
+  bool Paused = false;             // reads nothing, not even the end of the stream: the sender's buffers fill up
   std::function<void()> OnChange;  // called when Received or Ended has changed
 
   // Queues bytes, which are sent when the event pump runs; drops them if the link is closed.

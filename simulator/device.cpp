@@ -62,7 +62,8 @@ void Device::Take(Connection& connection, const std::string& bytes) {
   last_bytes_ = platform::MonotonicNow();
   connection.unshown += bytes;
   if (OnBytes) OnBytes(bytes);
-  // Keep an incomplete command: at the end of a burst, or on a real serial line, which delivers it byte by byte.
+  // Keep an incomplete command until the rest arrives: a receive may end within one, and a serial line delivers single
+  // bytes.
   std::size_t count = CompleteCommands(connection.unshown);
   const bool all = count == 0 && (!other_end_ || connection.unshown.size() > kMaxShown);
   if (all) count = connection.unshown.size();

@@ -36,7 +36,7 @@ class Device : public platform::EventSource {
     // Whether the simulator can see what the interface receives.
     bool IsVisible() const { return !IsReal() || !other_end.empty(); }
   };
-  static constexpr const char* kNotVisible = "a real device cannot be observed or disturbed";
+  static constexpr const char* kNotVisible = "a real device cannot be observed or made to fail";
 
   // Throws std::system_error if the endpoint cannot be opened.
   explicit Device(const Endpoint& endpoint);
@@ -55,7 +55,7 @@ class Device : public platform::EventSource {
   // Called when a driver connects or disconnects; over TCP only.
   std::function<void(int driver, bool connected)> OnLink;
 
-  // Shows all bytes now. Otherwise, an incomplete command is shown once the device is quiet.
+  // Shows all bytes now, even an incomplete command, which is otherwise shown when the device has become quiet.
   void Show();
   // Whether nothing has arrived for a while (100 ms).
   bool IsQuiet() const;

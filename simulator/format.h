@@ -43,7 +43,7 @@ std::size_t CompleteCommands(std::string_view bytes);
 // Splits bytes for the interface into lines: at most kMaxShown bytes of commands, or a run of other bytes.
 std::vector<std::string_view> DeviceLines(std::string_view bytes);
 
-// Describes such a line: "0102U  unit 0102 up (ON)". For many bytes that are not commands, returns only their number.
+// Describes such a line: "0102U  unit 0102 up (ON)". For more than kMaxShown other bytes, returns only their number.
 std::string DeviceBytesInWords(std::string_view line);
 
 #endif  // SIMULATOR_FORMAT_H_

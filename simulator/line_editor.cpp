@@ -22,7 +22,7 @@ namespace {
 // Standard input. It stays blocking, because other processes share it.
 class Input : public platform::EventSource {
  public:
-  // Returns the available bytes; none at the end of input. Call once Ready, so that it does not block.
+  // Returns the available bytes, or none at the end of input. Call only when Ready is set; otherwise it blocks.
   std::string Read() {
     std::array<char, 4096> bytes{};
     Ready = false;

@@ -36,7 +36,7 @@ int Finish(int status, int write_error) {
   if (std::fflush(stdout) != 0 && write_error == 0) write_error = errno;
   if (write_error == 0) return status;
   if (write_error == EPIPE) return kFailed;
-  return PrintError("cannot write standard output: " + std::generic_category().message(write_error), kFailed);
+  return PrintError("cannot write to standard output: " + std::generic_category().message(write_error), kFailed);
 }
 
 // Sets the character encoding of the terminal; UTF-8 replaces ASCII, so that no characters are lost.
@@ -127,7 +127,7 @@ int Run(Options options) {
   if (!options.interactive) ApplyTransport(script, options);
   if (!options.script.empty() && !options.setup.device.IsVisible()) RequireVisibleDevice(script);
   if (!MayMoveUnits(options)) return PrintError("cancelled; nothing was sent", kWrongInput);
-  signals::Catch();  // not earlier, so that Ctrl-C ends the reading of a script, and the question
+  signals::Catch();  // not earlier: until here, Ctrl-C ends the program, even while it reads a script or asks
   const int status = Play(options, script, transcript);
   return Finish(status, transcript.WriteError());
 }

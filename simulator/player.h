@@ -25,8 +25,8 @@ class Player {
   // The same at a terminal, with line editing; also ends after `quit`.
   void PlayTerminal();
   // Asks the driver to quit, unless it was asked or has ended, and waits for its end. Returns whether the session
-  // passed: no step failed, and the verdict of the expectations is good. At a terminal, a step that Ctrl-C
-  // ended fails only if it was an expectation.
+  // passed: no step failed, and Verdict returns true. At a terminal, a step that was ended with Ctrl-C counts as failed
+  // only if it was an expectation.
   bool Finish();
   // Whether a step was invalid. At a terminal, a mistyped step does not count.
   bool HadInvalidStep() const { return had_invalid_step_; }

@@ -204,7 +204,7 @@ void Session::Await(const std::function<bool()>& condition, const std::string& w
   std::size_t before = Progress();
   while (!condition()) {
     if (signals::IsPending()) throw StepFailed("interrupted while waiting for " + what);
-    if (transcript_.WriteError() != 0) throw StepFailed("standard output cannot be written");
+    if (transcript_.WriteError() != 0) throw StepFailed("cannot write to standard output");
     passes_after_end = driver_.Status() ? passes_after_end + 1 : 0;
     if (passes_after_end > kMaxPassesAfterEnd) throw StepFailed("the driver has ended; gave up waiting for " + what);
     if (!budget.Wait()) throw StepFailed("timed out waiting for " + what);

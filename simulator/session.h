@@ -29,7 +29,7 @@ class Session {
   struct Setup {
     std::string driver;  // path of the driver executable
     Device::Endpoint device;
-    std::chrono::seconds timeout{30};  // how long to wait without progress, in addition to the driver's pauses
+    std::chrono::seconds timeout{30};  // a wait without progress fails after this time plus the driver's pauses
   };
 
   // Starts the driver; throws std::system_error on failure. The transcript and recorder must outlive the session.
@@ -59,7 +59,8 @@ class Session {
   Channel& DeviceLink();
 
   // Send packets, without waiting for an answer. SendStream and SendRawPackets wait until all bytes are sent, Flood
-  // until the driver has ended. Except for Flood, they fail if the device link is lost, unless a step closed it.
+  // until the driver has ended. Those that send data for the device, except Flood, fail if the device link is lost,
+  // unless a step closed it.
   void SendCommand(const std::string& address, const std::string& command);
   void SendRaw(const std::string& bytes);
   void SendStream(std::int32_t count);

@@ -25,7 +25,7 @@ extern "C" void NoteSignal(int signal) {
 extern "C" void GiveTerminalBack(int signal) {
   tcsetattr(STDIN_FILENO, TCSANOW, &usual_settings);
   raise(signal);
-  NoteSignal(SIGCONT);  // even if the system did not stop it, as in an orphaned process group
+  NoteSignal(SIGCONT);  // even if the system did not stop the process, as in an orphaned process group
 }
 
 void Handle(int signal, void (*handler)(int), int flags = SA_RESTART) {
@@ -47,7 +47,7 @@ bool Take(int signal) {
 
 void Catch() {
   for (const int signal : kEnding) {
-    // Keep a signal ignored that the parent process ignores, as nohup does.
+    // If the parent process ignores a signal, as nohup does, keep ignoring it.
     if (std::signal(signal, SIG_IGN) != SIG_IGN) Handle(signal, NoteSignal);
   }
   sigset_t stop;

@@ -1,5 +1,5 @@
-// Catches the signals that ask the process to end, which are polled so that the simulator can clean up first, and those
-// of the terminal.
+// Catches signals and records them for polling: those that ask the process to end, so that the simulator can clean up
+// first, and those of the terminal.
 
 #ifndef SIMULATOR_SIGNALS_H_
 #define SIMULATOR_SIGNALS_H_

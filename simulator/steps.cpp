@@ -42,7 +42,7 @@ const StepRow* FindRow(std::string_view line) {
   return found;
 }
 
-// The functions below parse a step's operand. They return why it is invalid; empty if it is valid.
+// The functions below parse a step's operand. They return why it is invalid, or an empty string.
 std::string ReadText(std::string_view rest, Step& step) {
   if (rest.empty()) return "requires a text";
   const auto text = ReadPrintable(rest);

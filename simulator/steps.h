@@ -54,7 +54,7 @@ std::span<const StepRow> StepRows();
 // Parses a line; sets `wrong` if it is invalid.
 Step ReadStep(std::string_view line);
 
-// Returns why the line cannot be performed during a session; empty if it can.
+// Returns why the line cannot be performed during a session, or an empty string if it can.
 std::string WhyNotPerformable(const Step& step);
 
 // Returns the words of all steps that begin with the typed text.

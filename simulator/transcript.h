@@ -36,7 +36,7 @@ class Transcript {
   int WriteError() const { return write_error_; }
 
  private:
-  // Returns the time to show. If it is the time of day, prints the date first, unless it was printed already.
+  // Returns the time to show. If it is the time of day and the date has changed, prints the date first.
   std::string Time();
   void PrintDetail(const std::string& text);
   void Print(std::string_view line, std::string_view colour);
