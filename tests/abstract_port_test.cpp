@@ -149,7 +149,7 @@ TEST(SerialPortAbstractor, AcquiresNoControllingTerminal) {
     const cSerialPortAbstractor port(terminal.Path());
     return tcgetsid(terminal.Line().Number());
   });
-  EXPECT_TRUE(result.IsExit(255)) << result.status;  // -1: none
+  EXPECT_TRUE(result.IsExit(255)) << result.status;  // tcgetsid returned -1: not a controlling terminal
 }
 
 }  // namespace

@@ -49,7 +49,7 @@ class AppTest : public testing::Test {
     EXPECT_EQ(app.Event_Run(arguments), 0);
     return testing::internal::GetCapturedStdout();
   }
-  // Returns how often the driver slept for a time, after the pause at its start.
+  // Returns how often the driver slept for `time`, not counting the pause before it connects.
   std::ptrdiff_t Sleeps(milliseconds time) const {
     return std::count(clock.sleeps.begin() + 1, clock.sleeps.end(), time);
   }

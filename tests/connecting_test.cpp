@@ -17,12 +17,12 @@
 namespace {
 
 const std::thread::id main_thread = std::this_thread::get_id();
-std::atomic<bool> resolver_is_apart = false;  // on a separate thread, with SIGALRM blocked
+std::atomic<bool> resolver_is_apart = false;  // whether it last ran on a separate thread with SIGALRM blocked
 std::atomic<bool> resolver_may_answer = false;
 
 }  // namespace
 
-// Replaces the system's resolver, which is called only for numeric addresses: a test name lists its addresses.
+// Replaces the system's resolver. A test's host name is the list of its addresses, which the system's resolver parses.
 extern "C" int getaddrinfo(const char* name, const char* service, const addrinfo* hints, addrinfo** found) {
   static const auto system_resolver = reinterpret_cast<decltype(&getaddrinfo)>(dlsym(RTLD_NEXT, "getaddrinfo"));
   if (hints != nullptr && (hints->ai_flags & AI_NUMERICHOST) != 0) return system_resolver(name, service, hints, found);
@@ -80,7 +80,7 @@ TEST_F(Connecting, TriesNextAddressIfOneRefusesOrDoesNotAnswer) {
 }
 
 TEST_F(Connecting, EarlierAttemptCanStillWin) {
-  std::vector<long> attempts;  // sockets in flight
+  std::vector<long> attempts;  // sockets with a connect in progress
   SilentListener slow("127.0.0.3", listener.Port());
   const SilentListener silent("127.0.0.4", listener.Port());
   client->Address = "127.0.0.3 127.0.0.4 ::1";
@@ -118,7 +118,7 @@ TEST_F(Connecting, StartsAttemptsAQuarterSecondApart) {
   client->Address = "127.0.0.3 127.0.0.4 ::1";
   client->Connect();
   EventPump::Instance().Run(std::chrono::milliseconds(1000));
-  std::erase(attempts, "IPv6 250");  // refused at once if there is IPv6; the next address follows at once
+  std::erase(attempts, "IPv6 250");  // only with IPv6, and refused at once; the next attempt follows at once
   EXPECT_THAT(attempts, ElementsAre("IPv4 0", "IPv4 250"));
   EXPECT_LT(Calls().counts[kPoll], 20);  // does not spin
 }
@@ -159,7 +159,7 @@ TEST_F(Connecting, SlowResolverDoesNotBlock) {
   const int lowest_free = Descriptor(dup(STDOUT_FILENO)).Number();
   client->Connect();
   EXPECT_THAT(Events(0), testing::IsEmpty());
-  client->Close();  // abandons the first lookup, and below the second
+  client->Close();  // abandons the first lookup; the reset below abandons the second
   EXPECT_EQ(Descriptor(dup(STDOUT_FILENO)).Number(), lowest_free);
   client->Connect();
   client.reset();

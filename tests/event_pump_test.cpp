@@ -64,7 +64,7 @@ TEST(EventPump, NestedPassMayAddAndRemoveSources) {
   EXPECT_EQ(added->calls, 1);
 }
 
-// The wait after an early end has the remaining time, rounded up to milliseconds.
+// After an interruption, the pump waits for the remaining time, rounded up to a millisecond.
 TEST(EventPump, InterruptedRunKeepsDeadlineAndDoesNotSpin) {
   VirtualClock clock;
   const std::vector<nanoseconds> parts{milliseconds(100), milliseconds(199), nanoseconds(999'999)};

@@ -20,9 +20,9 @@ namespace {
 
 using testing::MatchesRegex;
 
-enum ExitStatus { kFailure, kNoFailure };  // whether the session reached the call that was to fail
+enum ExitStatus { kFailure, kNoFailure };  // whether the session made the call in which a failure was injected
 
-// A plain listening socket on loopback. It is not part of the event pump, and its calls never fail on purpose.
+// A plain listening socket on loopback. It is not part of the event pump, and no failures are injected into its calls.
 class PlainListener {
  public:
   PlainListener() : socket_(socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK, 0)) {
@@ -114,8 +114,8 @@ class Session {
                           RawDataCommand("0102D").GetRawCommand() + ControllerCommand("Q").GetRawCommand();
 };
 
-// Runs sessions over a serial line and over IP, in each of which the next call fails, until a session makes fewer
-// calls. Stops at the first session that fails `check`.
+// Runs sessions over a serial line, then over IP. The first call fails in the first session, the second call in the
+// second session, and so on, up to the last call. Stops at the first session that fails `check`.
 void ForEachCall(FailureInjector& injector, int error, const std::function<void(const ChildResult& result)>& check) {
   for (const bool over_ip : {false, true}) {
     for (long number = 1; !testing::Test::HasFailure(); ++number) {

@@ -39,7 +39,7 @@ TEST_F(HostStream, SplitsPacketsInOrderAndContinuesAfterBadOnes) {
   const struct {
     std::string stream;
     std::string messages;
-    std::size_t malformed = 0;  // the number of lines that say so
+    std::size_t malformed = 0;  // the number of log entries that report a malformed packet
   } cases[] = {
       {Plain('Q') + Device("0102", "ON") + "j" + Device("0304", "OFF").substr(1), "X Q, J 0102 ON, J 0304 OFF, "},
       {"E\x02" + Plain('D') + "A\x03x?\x02" + Plain('Q'), "X D, X Q, ", 3},
@@ -48,7 +48,7 @@ TEST_F(HostStream, SplitsPacketsInOrderAndContinuesAfterBadOnes) {
       {Bytes("4A 04 00 80"), "", 1},  // four bytes are not yet a multipacket
       {std::string(cQuorvaneDeviceSocket::kHostReceiveSize, '\0'), "", 1},
       {zero_length + Plain('D') + zero_length + Plain('D'), "X D, X D, ", 2},
-      // The next packet is also found if it is split by the receive.
+      // The packet after a zero length is found even if the receive splits it.
       {std::string("X\0", 2) + std::string(cQuorvaneDeviceSocket::kHostReceiveSize - 9, '?') + Device("0102", "ON"),
        "J 0102 ON, ", 1}};
   for (const auto& c : cases) {

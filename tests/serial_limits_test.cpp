@@ -1,5 +1,5 @@
-// Time limits of a serial line that is slow, stuck or unplugged. Hooks replace the adapter's driver, and time passes
-// only while waiting for the line.
+// Time limits of a serial line that is slow, stuck or unplugged. Hooks replace the adapter's driver and advance the
+// clock instead of waiting.
 
 #include <sys/ioctl.h>
 
@@ -59,7 +59,7 @@ class SerialLimits : public SerialPortTest {
     EXPECT_TRUE(Calls().alarm.has_value()) << "blocks forever";
     return Wait(Calls().alarm.value_or(std::chrono::hours(1)), result);
   }
-  // Makes the line accept one byte at a time: it is then `full` until the test clears that.
+  // Makes the line accept one byte at a time: each byte sets `full`, which the test clears.
   void TakeByteByByte() {
     Calls().hooks[kWrite] = [this](auto...) { return std::exchange(full, true) ? Failure(EAGAIN) : 1; };
   }

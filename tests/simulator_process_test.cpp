@@ -23,7 +23,7 @@ class Simulator : public testing::Test {
   PseudoTerminal terminal;
   PseudoTerminal other_end;
 
-  // Forwards to the other end what arrives at the terminal; `last` is one more option.
+  // Forwards bytes from the terminal to the other end. Returns the options for this line, followed by `last`.
   std::vector<std::string> LineOptions(const std::string& last) {
     terminal.Line().OnChange = [this] { other_end.Line().Send(std::exchange(terminal.Line().Received, {})); };
     return {"--port", terminal.Path(), "--other-end", other_end.Path(), last};

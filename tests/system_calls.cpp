@@ -33,7 +33,8 @@ nanoseconds FromTimespec(const timespec& time) {
   return std::chrono::seconds(time.tv_sec) + nanoseconds(time.tv_nsec);
 }
 
-// Calls the system's function by the symbol name of ours, which differs on systems with 64-bit times or file offsets.
+// Calls the system's function. Looks it up by our function's symbol name, which headers change for 64-bit times and
+// file offsets.
 template <auto kOwn, typename... Arguments>
 auto System(Arguments... arguments) {
   static const auto system = [] {

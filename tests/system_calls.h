@@ -49,12 +49,12 @@ struct SystemCalls {
 
 SystemCalls& Calls();
 
-// Returns the result of a call that takes this time.
+// Advances the clock by `time`, as if a call had taken that long; returns its result.
 inline long After(std::chrono::nanoseconds time, long result) {
   Calls().time_passed += time;
   return result;
 }
-// Returns the result of a call that fails with this errno value.
+// Sets errno and returns -1, like a failed call.
 inline long Failure(int error) {
   errno = error;
   return -1;

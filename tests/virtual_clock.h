@@ -1,4 +1,4 @@
-// A virtual clock for one test: while it exists, time passes only during a poll, and passes at once.
+// A virtual clock for one test. While it exists, time passes only in polls, in sleeps and by Pass, without waiting.
 //
 // Readiness still comes from the system, so real sockets and terminals work as usual.
 
