@@ -62,7 +62,7 @@ void PrintRows(const char* way, const std::vector<Relay>& relays) {
   std::fflush(stdout);
 }
 
-// Writes the time and the percentage of each permille, in one block per relay.
+// Writes the distribution of the times, in one block per relay: for each permille, the time and the percentage.
 void WriteDistribution(const std::string& path, const std::vector<Relay>& relays) {
   std::ofstream data(path);
   for (const Relay& relay : relays) {

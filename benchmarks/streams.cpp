@@ -63,8 +63,8 @@ void MeasureStreams(const Measured& measured) {
     }
   }
   std::printf("\n| stream over TCP, median of %d | torvy-driver |\n|---|---|\n", kRepetitions);
-  std::printf("| commands per second, of 100,000 | %.0f |\n", kMessages / Quantile(by_driver[0], 0.5));
-  std::printf("| time for 400,000 relative to 100,000 | %.2f |\n",
+  std::printf("| commands per second, for 100,000 commands | %.0f |\n", kMessages / Quantile(by_driver[0], 0.5));
+  std::printf("| time for 400,000 commands relative to 100,000 | %.2f |\n",
               Quantile(by_driver[3], 0.5) / Quantile(by_driver[0], 0.5));
   std::ofstream data(measured.data_folder + "/stream.data");
   for (std::size_t j = 0; j < kHundredThousands.size(); ++j) {

@@ -1,5 +1,5 @@
-// Parses, describes and rebuilds a packet, as a multipacket if it begins with "J". No call may fail, and the rebuilt
-// packet must parse to the same message.
+// Parses, describes and rebuilds a packet, as a multipacket if it begins with "J". No call may fail. The rebuilt packet
+// must parse to the same entries, or to the same transaction number and house code.
 
 #include <cstdint>
 
