@@ -57,7 +57,7 @@ local function printable(bytes)
   return (bytes:gsub("[^ -~]", function(byte) return ("\\%02X"):format(byte:byte()) end))
 end
 
--- The next three functions add the fields of a packet, and return its text in the info column.
+-- The next three functions add the fields of a packet, and return its text for the info column.
 
 local function add_multi(tree, packet)
   local values, at, size = {}, 4, packet:len()
@@ -111,7 +111,7 @@ end
 
 local functions = {J = add_multi, X = add_plain, Y = add_plain, M = add_plain, N = add_plain, L = add_log}
 
--- Adds the packet or handshake at an offset, and returns its text in the info column.
+-- Adds the packet or handshake at an offset, and returns its text for the info column.
 local function add_packet(tree, tvb, offset, size)
   local item, packet, info = tree:add(torvy, tvb(offset, size)), tvb(offset, size):tvb(), nil
   local kind = packet:raw(0, 1):upper()
@@ -138,7 +138,7 @@ end
 local function size_at(bytes, offset)
   local kind, low, high, _, fifth = bytes:byte(offset + 1, offset + 5)
   if kind == 0x4A or kind == 0x6A then
-    -- Up to four bytes are a plain packet if nothing follows. With a zero in byte 2, it has the same length.
+    -- Up to four bytes are a plain packet if nothing follows. If byte 2 is 0, the length is the same either way.
     return (fifth or (high == 0 and low > 0)) and low + 256 * high or nil
   end
   if ("TORVY:"):find(bytes:sub(offset + 1, offset + 6), 1, true) ~= 1 then return low end
@@ -160,8 +160,8 @@ local function resume_at(bytes, offset)
   return possible, false
 end
 
--- After a zero length, bytes are skipped until a packet begins, which may be in a later segment: by direction of a
--- connection, whether its next segment begins with bytes to skip; by frame number, whether it does.
+-- After a zero length, bytes are skipped until a packet begins, which may be in a later segment. skips_next: for each
+-- direction of a connection, whether the next segment begins with bytes to skip; skips_first: the same for each frame.
 local skips_next, skips_first = {}, {}
 local last_info  -- the info column after the last call
 
