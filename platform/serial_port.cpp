@@ -86,7 +86,7 @@ bool SerialPort::Find(const std::string& name) {
 
 bool SerialPort::Open() {
   Close();
-  output_timer_.reset();
+  stall_timer_ = StallTimer(kStallTimeout);
   const CallTimeout timeout(kStallTimeout);
   Descriptor port = OpenPort(path_);
   const bool usable = port.IsOpen() && isatty(port.Number()) == 1 && flock(port.Number(), LOCK_EX | LOCK_NB) == 0 &&
@@ -143,12 +143,13 @@ void SerialPort::Write(std::string_view bytes) {
       stall_timer_.Restart();
     } else if (count < 0 && errno != EAGAIN && errno != EINTR) {
       FailWhenDrained(errno);
-    } else if (TimeLeft().count() == 0) {
+    } else if (stall_timer_.TimeLeft().count() == 0) {
       Fail(ETIMEDOUT);
     } else {
       const auto start = MonotonicNow();
       pollfd waiting{DescriptorNumber(), POLLOUT, 0};
-      poll(&waiting, 1, static_cast<int>(std::chrono::ceil<milliseconds>(std::min(TimeLeft(), kSlice)).count()));
+      const auto limit = std::chrono::ceil<milliseconds>(std::min(stall_timer_.TimeLeft(), kSlice));
+      poll(&waiting, 1, static_cast<int>(limit.count()));
       Charge(start);
     }
   }
@@ -169,22 +170,12 @@ void SerialPort::WaitTransmitted() {
     const std::size_t now_waiting = OutputWaiting(DescriptorNumber());
     if (now_waiting < waiting) stall_timer_.Restart();
     waiting = now_waiting;
-    if (TimeLeft().count() == 0) Fail(ETIMEDOUT);
+    if (stall_timer_.TimeLeft().count() == 0) Fail(ETIMEDOUT);
   }
 }
 
-void SerialPort::SetOutputDeadline(std::chrono::nanoseconds time) {
-  if (!output_timer_) output_timer_.emplace(time);
-}
-
-std::chrono::nanoseconds SerialPort::TimeLeft() const {
-  return output_timer_ ? std::min(stall_timer_.TimeLeft(), output_timer_->TimeLeft()) : stall_timer_.TimeLeft();
-}
-
 void SerialPort::Charge(std::chrono::nanoseconds start) {
-  const auto waited = std::min(MonotonicNow() - start, kSlice);
-  stall_timer_.Charge(waited);
-  if (output_timer_) output_timer_->Charge(waited);
+  stall_timer_.Charge(std::min(MonotonicNow() - start, kSlice));
 }
 
 std::size_t SerialPort::Flush() {

@@ -54,18 +54,15 @@ class SerialPort : public ByteStream {
   // Returns when all written bytes have been transmitted or the port has failed.
   void WaitTransmitted();
 
-  // Limits the total time of all later writes and transmit waits to `time`; a port that exceeds it fails. Only the
-  // first call after Open has an effect.
-  void SetOutputDeadline(std::chrono::nanoseconds time);
+  // From now on, until the next Open, the stall timeout limits the total time of all writes and transmit waits.
+  void LimitOutput() { stall_timer_.MakeTotal(); }
 
   // Discards pending input and output; returns the number of input bytes discarded.
   std::size_t Flush();
 
  private:
   bool ApplySettings(const Descriptor& port) const;
-  // Returns how long output may continue without progress.
-  std::chrono::nanoseconds TimeLeft() const;
-  // Counts a wait that began at `start` towards the timeouts.
+  // Counts a wait that began at `start` towards the timeout.
   void Charge(std::chrono::nanoseconds start);
 
   std::string path_;
@@ -74,7 +71,6 @@ class SerialPort : public ByteStream {
   std::optional<ParityKind> parity_;
   bool dtr_ = false;
   StallTimer stall_timer_{kStallTimeout};
-  std::optional<StallTimer> output_timer_;  // for all output, once a deadline is set; never restarted
 };
 
 }  // namespace platform

@@ -12,8 +12,16 @@ class StallTimer {
  public:
   explicit StallTimer(std::chrono::nanoseconds timeout) : timeout_(timeout), left_(timeout) {}
 
-  // Restores the full timeout. Call after progress.
-  void Restart() { left_ = timeout_; }
+  // Restores the full timeout, unless it was restored for the last time. Call after progress.
+  void Restart() {
+    if (!is_total_) left_ = timeout_;
+  }
+
+  // Restores the full timeout for the last time: from now on, it limits the total of all waits.
+  void MakeTotal() {
+    Restart();
+    is_total_ = true;
+  }
 
   // Subtracts a wait.
   void Charge(std::chrono::nanoseconds waited) { left_ -= std::min(waited, left_); }
@@ -24,6 +32,7 @@ class StallTimer {
  private:
   std::chrono::nanoseconds timeout_;
   std::chrono::nanoseconds left_;
+  bool is_total_ = false;
 };
 
 }  // namespace platform

@@ -1,6 +1,5 @@
 #include "ports/serial_port_abstractor.h"
 
-#include <chrono>
 #include <utility>
 
 #include "app/process_state.h"
@@ -10,7 +9,6 @@ namespace {
 
 constexpr std::int32_t kDataBits = 8;
 constexpr std::int32_t kBitsPerSecond = 9600;
-constexpr std::chrono::seconds kOutputAfterQuit{7};
 
 void ReportOpenFailure(const std::string& log_text) {
   QueueLogToHost(log_text, kLogLevelDetail);
@@ -50,7 +48,7 @@ void cSerialPortAbstractor::PortSetParent(std::shared_ptr<iAbstractPortReceiver>
 
 void cSerialPortAbstractor::PortSendData(const std::string& data) {
   // Commands received together with the quit are still sent, but a slow line must not delay the exit for long.
-  if (State().QuitRequested) SetOutputDeadline(kOutputAfterQuit);
+  if (State().QuitRequested) LimitOutput();
   Write(data);
   WaitTransmitted();
 }
