@@ -15,7 +15,7 @@ std::terminate_handler default_handler = nullptr;
 [[noreturn]] void OnTerminate() {
   // A second failure, during the report, must not call this handler again.
   std::set_terminate(default_handler);
-  const Failure failure(CurrentStack());
+  const Failure failure;
   if (running_application->Event_UnhandledException(failure)) std::_Exit(EXIT_FAILURE);
   default_handler();
   std::abort();

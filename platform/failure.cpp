@@ -14,16 +14,6 @@
 namespace platform {
 namespace {
 
-_Unwind_Reason_Code AddFrame(_Unwind_Context* context, void* stack_pointer) {
-  auto& stack = *static_cast<StackAddresses*>(stack_pointer);
-  int before_instruction = 0;
-  const std::uintptr_t address = _Unwind_GetIPInfo(context, &before_instruction);
-  if (address == 0) return _URC_END_OF_STACK;  // end of the call chain
-  // The return address of a call that never returns can be past the end of the function: step back into the call.
-  stack.addresses.at(stack.count++) = before_instruction != 0 ? address : address - 1;
-  return stack.count < stack.addresses.size() ? _URC_NO_REASON : _URC_END_OF_STACK;
-}
-
 const void* AsPointer(std::uintptr_t address) {
   return reinterpret_cast<const void*>(address);  // NOLINT(performance-no-int-to-ptr): dladdr takes a pointer
 }
@@ -56,16 +46,23 @@ std::size_t FirstOwnFrame(const std::vector<std::string>& names) {
 
 }  // namespace
 
-StackAddresses CurrentStack() {
-  StackAddresses stack;
-  _Unwind_Backtrace(AddFrame, &stack);
-  return stack;
+Failure::Failure() {
+  const auto add_frame = [](_Unwind_Context* context, void* failure) {
+    auto& [addresses, count] = *static_cast<Failure*>(failure);
+    int before_instruction = 0;
+    const std::uintptr_t address = _Unwind_GetIPInfo(context, &before_instruction);
+    if (address == 0) return _URC_END_OF_STACK;  // end of the call chain
+    // The return address of a call that never returns can be past the end of the function: step back into the call.
+    addresses.at(count++) = before_instruction != 0 ? address : address - 1;
+    return count < addresses.size() ? _URC_NO_REASON : _URC_END_OF_STACK;
+  };
+  _Unwind_Backtrace(add_frame, this);
 }
 
 std::vector<std::string> Failure::Stack() const {
   std::vector<std::string> names;
-  names.reserve(stack_.count);
-  for (std::size_t i = 0; i < stack_.count; ++i) names.push_back(FunctionName(stack_.addresses.at(i)));
+  names.reserve(count_);
+  for (std::size_t i = 0; i < count_; ++i) names.push_back(FunctionName(addresses_.at(i)));
   names.erase(names.begin(), names.begin() + static_cast<std::ptrdiff_t>(FirstOwnFrame(names)));
   return names;
 }

@@ -65,7 +65,7 @@ std::string ConsoleOf(const std::function<void()>& run, bool report_fails = fals
 void ExpectStack(const std::string& console, std::string frames) {
   frames += ".*\n\nmain\n\n";
 #ifdef __arm__
-  frames = "platform::CurrentStack";  // the list ends at std::terminate, which cannot be unwound
+  frames = "platform::Failure::Failure";  // the list ends at std::terminate, which cannot be unwound
 #endif
   EXPECT_THAT(console, MatchesRegex("stack trace begin\n\n" + frames + ".*\n\ndone logging the stack\n\n"));
   EXPECT_THAT(console, Not(ContainsRegex("0xFFFF"))) << "a frame that does not exist";
