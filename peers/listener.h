@@ -28,7 +28,7 @@ class Listener : public platform::EventSource {
   bool Paused = false;             // does not accept connections
 
  protected:
-  platform::Interest PrepareToWait() override { return {.descriptor = listening_.Number(), .read = !Paused}; }
+  platform::Interest PrepareToWait() override { return {.descriptors = {&listening_, 1}, .read = !Paused}; }
   void HandleReady() override;
 
  private:

@@ -34,9 +34,9 @@ class AddressLookup {
   // Starts to look up a name. Destroying the object abandons the lookup without waiting for it.
   AddressLookup(const std::string& host, std::int32_t port);
 
-  // Returns a descriptor that becomes readable when the lookup is done, or -1 if no thread was started because no pipe
-  // could be created; the lookup is then already done.
-  int DescriptorNumber() const { return done_.Number(); }
+  // Returns a descriptor that becomes readable when the lookup is done. It is not open if no thread was started because
+  // no pipe could be created; the lookup is then already done.
+  const Descriptor& Done() const { return done_; }
 
   bool IsDone() const { return result_.wait_for(std::chrono::seconds(0)) == std::future_status::ready; }
 

@@ -70,7 +70,7 @@ void ByteStream::FailWhenDrained(std::int32_t error) {
 
 Interest ByteStream::PrepareToWait() {
   SendOutput();
-  return {.descriptor = DescriptorNumber(),
+  return {.descriptors = {&descriptor_, 1},
           .read = IsOpen() && !in_data_event_,
           .write = IsOpen() && !connection_.output.empty(),
           .deadline = connection_.error != 0 && !in_data_event_ ? Interest::kNow : Interest::kNever};

@@ -23,11 +23,9 @@ struct Turn {
 };
 
 void Add(const Interest& interest, std::vector<pollfd>& polled) {
-  if (interest.read || interest.write) {
-    const int events = (interest.read ? POLLIN : 0) | (interest.write ? POLLOUT : 0);
-    polled.push_back({interest.descriptor, static_cast<short>(events), 0});
-  }
-  for (const Descriptor& descriptor : interest.connecting) polled.push_back({descriptor.Number(), POLLOUT, 0});
+  const auto events = static_cast<short>((interest.read ? POLLIN : 0) | (interest.write ? POLLOUT : 0));
+  if (events == 0) return;
+  for (const Descriptor& descriptor : interest.descriptors) polled.push_back({descriptor.Number(), events, 0});
 }
 
 // Waits for at most `limit`, rounded up to milliseconds: rounding down would spin for the last millisecond.

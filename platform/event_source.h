@@ -17,10 +17,9 @@ struct Interest {
   static constexpr std::chrono::nanoseconds kNever = std::chrono::nanoseconds::max();
   static constexpr std::chrono::nanoseconds kNow = std::chrono::nanoseconds::zero();  // always in the past
 
-  int descriptor = -1;
-  bool read = false;
-  bool write = false;
-  std::span<const Descriptor> connecting{};    // sockets with a connect in progress; ready when writable
+  std::span<const Descriptor> descriptors{};   // the source is called when one of them is ready
+  bool read = false;                           // to be read
+  bool write = false;                          // to be written, or connected
   std::chrono::nanoseconds deadline = kNever;  // when to call the source even if nothing is ready; MonotonicNow time
 };
 

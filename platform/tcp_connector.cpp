@@ -87,12 +87,14 @@ TcpConnector::TcpConnector(const std::string& host, std::int32_t port, const std
 
 Interest TcpConnector::PrepareToWait() const {
   if (lookup_) {
-    const int done = lookup_->DescriptorNumber();
-    return {.descriptor = done, .read = done >= 0, .deadline = done < 0 ? Interest::kNow : Interest::kNever};
+    const Descriptor& done = lookup_->Done();
+    return {.descriptors = {&done, 1},
+            .read = done.IsOpen(),
+            .deadline = done.IsOpen() ? Interest::kNever : Interest::kNow};
   }
   if (attempts_.empty()) return {.deadline = Interest::kNow};
   const bool more_to_try = next_address_ < addresses_.addresses.size();
-  return {.connecting = attempts_, .deadline = more_to_try ? next_attempt_ : Interest::kNever};
+  return {.descriptors = attempts_, .write = true, .deadline = more_to_try ? next_attempt_ : Interest::kNever};
 }
 
 std::optional<TcpConnector::Result> TcpConnector::Advance() {

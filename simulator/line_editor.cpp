@@ -26,14 +26,17 @@ class Input : public platform::EventSource {
   std::string Read() {
     std::array<char, 4096> bytes{};
     Ready = false;
-    const ssize_t count = read(STDIN_FILENO, bytes.data(), bytes.size());
+    const ssize_t count = read(descriptor_.Number(), bytes.data(), bytes.size());
     return {bytes.data(), static_cast<std::size_t>(std::max<ssize_t>(count, 0))};
   }
   bool Ready = false;
 
  protected:
-  platform::Interest PrepareToWait() override { return {.descriptor = STDIN_FILENO, .read = !Ready}; }
+  platform::Interest PrepareToWait() override { return {.descriptors = {&descriptor_, 1}, .read = !Ready}; }
   void HandleReady() override { Ready = true; }
+
+ private:
+  const platform::Descriptor descriptor_ = platform::Descriptor(dup(STDIN_FILENO));
 };
 
 void Show(std::string_view text) {

@@ -24,7 +24,7 @@ class ReadySource : public EventSource {
   int calls = 0;
 
  protected:
-  Interest PrepareToWait() override { return {.descriptor = descriptor_.Number(), .read = true}; }
+  Interest PrepareToWait() override { return {.descriptors = {&descriptor_, 1}, .read = true}; }
   void HandleReady() override {
     ++calls;
     if (handler) handler();
