@@ -1,12 +1,10 @@
 #include "simulator/recorder.h"
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <cerrno>
-#include <cstdio>
-#include <filesystem>
+#include <fstream>
 #include <system_error>
+#include <utility>
 
 #include "platform/clock.h"
 #include "simulator/format.h"
@@ -26,46 +24,28 @@ std::string Expectation(std::string_view words, std::string_view bytes) {
 
 }  // namespace
 
-Recorder::Recorder(const std::string& path) {
-  if (path.empty()) return;
-  const auto fail = [&path](int error) { throw std::system_error(error, std::generic_category(), path); };
-  std::error_code error;
-  const std::filesystem::file_status status = std::filesystem::status(path, error);
-  const bool exists = std::filesystem::exists(status);
-  if (exists && access(path.c_str(), W_OK) != 0) fail(errno);
-  if (!exists || std::filesystem::is_regular_file(status)) {
-    // Follow a link; otherwise it would be replaced.
-    path_ = exists ? std::filesystem::canonical(path).string() : path;
-    new_path_ = path_ + "." + std::to_string(getpid()) + ".new";
-  }
-  file_.open(path_.empty() ? path : new_path_);
-  if (!file_) fail(errno);
-  if (exists && !path_.empty()) std::filesystem::permissions(new_path_, status.permissions(), error);
+Recorder::Recorder(std::string path) : path_(std::move(path)) {
+  // Opened to append, so that the file keeps its contents until the end of the session.
+  if (path_.empty() || std::ofstream(path_, std::ios::app)) return;
+  throw std::system_error(errno, std::generic_category(), path_);
 }
 
-Recorder::~Recorder() {
-  if (!new_path_.empty()) unlink(new_path_.c_str());
-}
-
-bool Recorder::Keep() {
-  if (!file_.is_open() || !begun_) return true;
-  file_.close();
-  if (!file_) return false;
-  if (path_.empty()) return true;
-  const bool kept = std::rename(new_path_.c_str(), path_.c_str()) == 0;
-  if (kept) new_path_.clear();
-  return kept;
+bool Recorder::Keep() const {
+  if (!HasBegun()) return true;
+  std::ofstream file(path_);
+  file << script_ << std::flush;
+  return file.good();
 }
 
 void Recorder::Begin(bool over_ip) {
-  begun_ = true;
+  if (path_.empty()) return;
   last_event_ = platform::MonotonicNow();
   Write("# recorded by torvy-simulator");
   Write(over_ip ? "over ip" : "over serial");
 }
 
 void Recorder::Performed(const Step& step) {
-  if (!begun_ || step.row->IsExpectation() || step.row->words == "help") return;
+  if (!HasBegun() || step.row->IsExpectation() || step.row->words == "help") return;
   WriteDeviceBytes();
   // Pauses before the driver's answers are not recorded, because expectations wait for the answers.
   constexpr std::chrono::milliseconds kMinPause{100};
@@ -76,6 +56,7 @@ void Recorder::Performed(const Step& step) {
 }
 
 void Recorder::Waited(std::chrono::milliseconds time) {
+  if (!HasBegun()) return;
   WriteDeviceBytes();
   WriteWait(time);
   last_event_ = platform::MonotonicNow();
@@ -87,20 +68,20 @@ void Recorder::WriteWait(std::chrono::milliseconds time) {
 }
 
 void Recorder::DeviceGot(std::string_view bytes) {
-  if (!begun_) return;
+  if (!HasBegun()) return;
   device_bytes_ += bytes;
   last_event_ = platform::MonotonicNow();
 }
 
 void Recorder::Logged(std::string_view text) {
-  if (!begun_) return;
+  if (!HasBegun()) return;
   last_event_ = platform::MonotonicNow();
   WriteDeviceBytes();
   if (!text.empty()) Write(Expectation("expect log", text));
 }
 
 void Recorder::Ended(std::string_view console, int status) {
-  if (!begun_) return;
+  if (!HasBegun()) return;
   WriteDeviceBytes();
   while (!console.empty()) {
     const std::string_view line = console.substr(0, console.find('\n'));

@@ -4,7 +4,6 @@
 #define SIMULATOR_RECORDER_H_
 
 #include <chrono>
-#include <fstream>
 #include <string>
 #include <string_view>
 
@@ -12,13 +11,9 @@
 
 class Recorder {
  public:
-  // Records to a new file, which Keep renames to `path`; writes directly to a file that is not regular. Records nothing
-  // if the path is empty. Throws std::system_error if the file cannot be written.
-  explicit Recorder(const std::string& path);
-  // Discards a recording that was not kept.
-  ~Recorder();
-  Recorder(const Recorder&) = delete;
-  Recorder& operator=(const Recorder&) = delete;
+  // Records nothing if the path is empty. Throws std::system_error if the file cannot be written; creates it if it does
+  // not exist.
+  explicit Recorder(std::string path);
 
   // Starts the recording, when the driver is ready; earlier events are not recorded.
   void Begin(bool over_ip);
@@ -31,18 +26,17 @@ class Recorder {
   // Discards device bytes that were not written yet.
   void ForgetDeviceBytes() { device_bytes_.clear(); }
 
-  // Replaces the file with the recording, if one was begun. Returns false if it could not be written.
-  bool Keep();
+  // Writes the recording, if one was begun, over the file. Returns false if it could not be written.
+  bool Keep() const;
 
  private:
   void WriteWait(std::chrono::milliseconds time);
   void WriteDeviceBytes();
-  void Write(std::string_view line) { file_ << line << '\n'; }
+  void Write(std::string_view line) { (script_ += line) += '\n'; }
+  bool HasBegun() const { return !script_.empty(); }
 
-  std::string path_;      // the file to replace; empty if it is written directly
-  std::string new_path_;  // the file being written
-  std::ofstream file_;
-  bool begun_ = false;
+  std::string path_;
+  std::string script_;
   std::string device_bytes_;
   std::chrono::nanoseconds last_event_{};
 };
