@@ -27,7 +27,7 @@ Pipe OpenPipe() {
 }
 
 [[noreturn]] void Exec(const std::string& program, std::vector<char*>& arguments, int report) {
-  execv(program.c_str(), arguments.data());
+  execvp(program.c_str(), arguments.data());
   const int error = errno;
   [[maybe_unused]] const ssize_t written = write(report, &error, sizeof error);
   _exit(kCannotStart);

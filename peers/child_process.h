@@ -15,7 +15,7 @@
 
 class ChildProcess {
  public:
-  // Starts the program at a path. `prepare` runs in the child between fork and exec and may call only async-signal-safe
+  // Starts a program, a path or a name in PATH. `prepare` runs in the child between fork and exec and may call only async-signal-safe
   // functions. Throws std::system_error if the program cannot be started.
   ChildProcess(const std::string& program, const std::vector<std::string>& arguments,
                const std::function<void()>& prepare = nullptr);

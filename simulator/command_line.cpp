@@ -1,14 +1,9 @@
 #include "simulator/command_line.h"
 
-#include <unistd.h>
-
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <array>
 #include <charconv>
-#include <cstdlib>
 #include <filesystem>
-#include <sstream>
 
 #include "app/version.h"
 #include "simulator/format.h"
@@ -41,39 +36,14 @@ Device::TcpAddress ReadTcpAddress(const std::string& text) {
   return address;
 }
 
-bool CanRun(const std::string& path) {
-  return std::filesystem::is_regular_file(path) && access(path.c_str(), X_OK) == 0;
-}
-
-// Returns the path of a program in PATH, or an empty string.
-std::string FindInPath(const std::string& name) {
-  const char* const path = std::getenv("PATH");
-  std::istringstream folders(path == nullptr ? "" : path);
-  for (std::string folder; std::getline(folders, folder, ':');) {
-    const std::string program = (folder.empty() ? "." : folder) + "/" + name;
-    if (CanRun(program)) return program;
+// Returns the path of the driver next to this program, or else its name, to be searched for in PATH.
+std::string UsualDriver(const char* own_name) {
+  std::error_code ignored;
+  for (std::filesystem::path path : {std::filesystem::read_symlink("/proc/self/exe", ignored), {own_name}}) {
+    path.replace_filename(kDriverName);
+    if (std::filesystem::exists(path, ignored)) return path;
   }
-  return {};
-}
-
-// Returns the path of the driver next to this program, or else of the one in PATH, or an empty string.
-std::string UsualDriver(const std::string& own_name) {
-  std::array<char, 4096> path{};
-  const ssize_t length = readlink("/proc/self/exe", path.data(), path.size());
-  const std::string own(path.data(), length > 0 ? static_cast<std::size_t>(length) : 0);
-  for (const std::string& self : {own, own_name}) {
-    const std::string beside = self.substr(0, self.rfind('/') + 1) + kDriverName;
-    if (beside != kDriverName && CanRun(beside)) return beside;
-  }
-  return FindInPath(kDriverName);
-}
-
-std::string FindDriver(const std::string& asked, const std::string& own_name) {
-  if (asked.find('/') != std::string::npos) return asked;
-  const std::string found = asked.empty() ? UsualDriver(own_name) : FindInPath(asked);
-  if (!found.empty()) return found;
-  throw InputError(asked.empty() ? "cannot find torvy-driver next to this program or in PATH; specify it with --driver"
-                                 : Quoted(asked) + " is not a program in PATH");
+  return kDriverName;
 }
 
 void Describe(CLI::App& app, Options& options) {
@@ -192,6 +162,6 @@ std::variant<Options, std::string> ReadCommandLine(int argument_count, const cha
   if (!options.listen.empty()) endpoint.listen = ReadTcpAddress(options.listen);
   endpoint.over_ip = endpoint.over_ip || !options.device.empty() || !options.listen.empty();
   if (options.record == "-") throw InputError("--record needs a file; standard output shows the transcript");
-  if (!options.stand_in) options.setup.driver = FindDriver(options.setup.driver, *argument_values);
+  if (options.setup.driver.empty()) options.setup.driver = UsualDriver(*argument_values);
   return options;
 }

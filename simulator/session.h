@@ -27,7 +27,7 @@ class StepFailed : public std::runtime_error {
 class Session {
  public:
   struct Setup {
-    std::string driver;  // path of the driver executable
+    std::string driver;  // a path, or a name in PATH
     Device::Endpoint device;
     std::chrono::seconds timeout{30};  // a wait without progress fails after this time plus the driver's pauses
   };
