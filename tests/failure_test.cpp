@@ -6,7 +6,7 @@
 
 #include "app/app.h"
 #include "app/process_state.h"
-#include "platform/process.h"
+#include "platform/console_application.h"
 #include "tests/child.h"
 #include "tests/fake_port.h"
 
@@ -87,10 +87,3 @@ TEST(Failure, FailureDuringReportEndsProcess) {
 }
 
 }  // namespace
-
-int main(int argument_count, char** arguments) {
-  platform::PrepareProcess();
-  testing::InitGoogleMock(&argument_count, arguments);
-  GTEST_FLAG_SET(catch_exceptions, false);  // exceptions thrown in a child must stay uncaught
-  return RUN_ALL_TESTS();
-}
