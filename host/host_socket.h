@@ -12,7 +12,6 @@
 #include <functional>
 #include <string>
 #include <string_view>
-#include <utility>
 
 #include "message/quorvane_command.h"
 #include "platform/tcp_client_socket.h"
@@ -38,10 +37,6 @@ class cQuorvaneDeviceSocket : public platform::TcpClientSocket {
  public:
   // Queues the message's packet. Defaults applied when it is built stay in the message.
   virtual void SendCommand(cQuorvaneCommand& command);
-  void SendCommand(cQuorvaneCommand&& command) {
-    cQuorvaneCommand sent = std::move(command);
-    SendCommand(sent);
-  }
 
   // Queues a log packet (see BuildLogPacket), which is sent with the next poll of this socket or run of the event pump.
   virtual void SendLog(std::string_view text, std::int32_t level);

@@ -56,9 +56,7 @@ void ByteStream::CloseStream() {
 }
 
 void ByteStream::Fail(std::int32_t error) {
-  std::string inbox = std::move(connection_.inbox);  // a running data handler may still read it
   CloseStream();
-  connection_.inbox = std::move(inbox);
   connection_.error = error;
   last_error_ = error;
 }

@@ -122,11 +122,12 @@ TEST(HostSocket, SendsLogPacketsAndCommands) {
   socket.SendLog(std::string(300, 'y'), 2);
   socket.SendLog(std::string(248, 'z') + "\xC3\xA4", 4);
   cQuorvaneCommand command = DeviceCommand("0102", "ON", "1");
+  cQuorvaneCommand acknowledgement = command.MakeAck();
   socket.SendCommand(command);
-  socket.SendCommand(command.MakeAck());
+  socket.SendCommand(acknowledgement);
   const std::string expected = Bytes("4C 03 02") + "L\x08\xFFready" + "L\xFC\x04" + std::string(249, 'x') +
                                "L\xFC\x02" + std::string(249, 'y') + "L\xFB\x04" + std::string(248, 'z') +
-                               command.GetRawCommand() + command.MakeAck().GetRawCommand();
+                               command.GetRawCommand() + acknowledgement.GetRawCommand();
   EXPECT_TRUE(WaitFor([&] { return socket.Host.Link()->Received.size() >= expected.size(); }));
   EXPECT_EQ(socket.Host.Link()->Received, expected);
 }
