@@ -7,8 +7,8 @@
 #include "app/process_state.h"
 #include "device/torvy.h"
 #include "host/host_socket.h"
+#include "peers/fake_port.h"
 #include "peers/simulated_host.h"
-#include "tests/fake_port.h"
 
 namespace {
 

@@ -10,9 +10,9 @@
 #include "fuzz/require.h"
 #include "host/connection.h"
 #include "host/host_socket.h"
+#include "peers/fake_port.h"
 #include "peers/simulated_host.h"
 #include "peers/wait_for.h"
-#include "tests/fake_port.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   static SimulatedHost host;

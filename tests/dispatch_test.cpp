@@ -5,8 +5,8 @@
 #include "app/process_state.h"
 #include "device/torvy.h"
 #include "host/log.h"
+#include "peers/fake_port.h"
 #include "tests/connected_socket.h"
-#include "tests/fake_port.h"
 #include "tests/system_calls.h"
 
 namespace {

@@ -6,9 +6,9 @@
 
 #include "app/app.h"
 #include "app/process_state.h"
+#include "peers/fake_port.h"
 #include "platform/console_application.h"
 #include "tests/child.h"
-#include "tests/fake_port.h"
 
 volatile int calls_returned = 0;
 void Throw(int depth);

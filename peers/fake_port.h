@@ -1,7 +1,7 @@
 // A device port without a transport: passes written bytes to a function.
 
-#ifndef TESTS_FAKE_PORT_H_
-#define TESTS_FAKE_PORT_H_
+#ifndef PEERS_FAKE_PORT_H_
+#define PEERS_FAKE_PORT_H_
 
 #include <functional>
 #include <memory>
@@ -27,4 +27,4 @@ class FakePort : public iAbstractPort {
   std::function<void(const std::string&)> on_data_;
 };
 
-#endif  // TESTS_FAKE_PORT_H_
+#endif  // PEERS_FAKE_PORT_H_
