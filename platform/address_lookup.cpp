@@ -15,37 +15,23 @@
 namespace platform {
 namespace {
 
-// Returns the errno value closest to a getaddrinfo error code.
-std::int32_t ErrorOf(int resolver_code) {
-  switch (resolver_code) {
-    case EAI_SYSTEM:
-      return errno != 0 ? errno : EHOSTUNREACH;
-    case EAI_MEMORY:
-      return ENOMEM;
-    case EAI_AGAIN:
-      return EAGAIN;
-    default:
-      return EHOSTUNREACH;
-  }
-}
-
-int Resolve(const std::string& host, std::int32_t port, int flags, AddressList& list) {
+// Adds the addresses of a name or numeric address to the list; returns whether there are any.
+bool Resolve(const std::string& host, std::int32_t port, int flags, AddressList& list) {
   addrinfo hints{};
   hints.ai_family = AF_UNSPEC;
   hints.ai_socktype = SOCK_STREAM;
   hints.ai_flags = AI_NUMERICSERV | flags;
   addrinfo* found = nullptr;
-  const int code = getaddrinfo(host.c_str(), std::to_string(port).c_str(), &hints, &found);
-  if (code != 0) {
-    list.error = ErrorOf(code);
-    return code;
+  if (getaddrinfo(host.c_str(), std::to_string(port).c_str(), &hints, &found) != 0) {
+    list.error = EHOSTUNREACH;
+    return false;
   }
   for (const addrinfo* entry = found; entry != nullptr; entry = entry->ai_next) {
     const auto* bytes = reinterpret_cast<const char*>(entry->ai_addr);
     list.addresses.push_back({entry->ai_family, std::string(bytes, entry->ai_addrlen)});
   }
   freeaddrinfo(found);
-  return 0;
+  return true;
 }
 
 // Blocks all signals while the thread is created, so that it inherits the mask: SIGALRM must reach the main thread.
@@ -73,7 +59,7 @@ std::optional<AddressList> AddressLookup::Numeric(const std::string& host, std::
     list.error = EADDRNOTAVAIL;
     return list;
   }
-  if (Resolve(host, port, AI_NUMERICHOST, list) != 0) return std::nullopt;
+  if (!Resolve(host, port, AI_NUMERICHOST, list)) return std::nullopt;
   return list;
 }
 
