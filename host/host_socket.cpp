@@ -49,12 +49,10 @@ void cQuorvaneDeviceSocket::Event_DataAvailable() {
       break;
     }
     if (frame.kind == Kind::kZeroLength) {
-      // Bytes that still wait in the kernel may complete a packet. Keep what has been received for them, unless it is
-      // already as long as the longest packet.
-      const std::size_t next = NextCompletePacket(Buffer);
-      if (next == Buffer.size() && next < kMaxPacketSize && InputWaiting() > 0) break;
+      // Bytes that wait in the kernel may complete the next packet. Until then, hold less than the largest packet.
+      if (Buffer.size() < kMaxPacketSize && InputWaiting() > 0) break;
       SendLog(kMalformed, kLogLevelDetail);
-      Buffer.erase(0, next);
+      Buffer.erase(0, NextCompletePacket(Buffer));
       continue;
     }
     std::string packet = Buffer.substr(0, frame.length);

@@ -48,9 +48,10 @@ TEST_F(HostStream, SplitsPacketsInOrderAndContinuesAfterBadOnes) {
       {Bytes("4A 04 00 80"), "", 1},  // four bytes are not yet a multipacket
       {std::string(cQuorvaneDeviceSocket::kHostReceiveSize, '\0'), "", 1},
       {zero_length + Plain('D') + zero_length + Plain('D'), "X D, X D, ", 2},
-      // The packet after a zero length is found even if the receive splits it.
-      {std::string("X\0", 2) + std::string(cQuorvaneDeviceSocket::kHostReceiveSize - 9, '?') + Device("0102", "ON"),
-       "J 0102 ON, ", 1}};
+      // The packet after a zero length is found even if the receive splits it, and if it contains another.
+      {std::string("X\0", 2) + std::string(cQuorvaneDeviceSocket::kHostReceiveSize - 14, '?') +
+           RawDataCommand("X\x02").GetRawCommand(),
+       "X X, ", 1}};
   for (const auto& c : cases) {
     socket.Deliver(c.stream);
     EXPECT_EQ(std::exchange(messages, {}), c.messages);
