@@ -1,17 +1,21 @@
--- Wireshark dissector for the link between the Quorvane host and torvy-driver, on TCP port 20300; for another port N,
--- use "Decode As", or tshark -d tcp.port==N,torvy. Its reference is docs/protocol.md, installed next to the examples;
--- offsets, bits and names are those of that page.
+-- Wireshark dissector for the link between the Quorvane host and torvy-driver. Its reference is docs/protocol.md,
+-- installed next to the examples; offsets, bits and names are those of that page.
 --
--- Fields show the bytes on the wire; fields beyond a packet's end are left out. The info column reads a packet as the
--- driver does: it replaces low-battery forms, uses the last of equal keys, and level 4 if a log packet has no level.
+-- It recognises only packets as the host and the driver send them. Other bytes may be malformed, or continue a packet
+-- whose beginning was not captured: the rest of their segment is one item, and the next segment is dissected anew.
 
 local torvy = Proto("torvy", "Torvy host link")
+torvy.prefs.ports = Pref.range("TCP ports", "20300", "Ports on which hosts accept connections from drivers", 65535)
 
 local f = {
   handshake = ProtoField.string("torvy.handshake", "connection identifier"),
   kind = ProtoField.string("torvy.kind", "kind"),
   length = ProtoField.uint16("torvy.length", "total length of the packet"),
   little_endian = ProtoField.bool("torvy.little_endian", "value lengths least significant byte first", 8, nil, 0x80),
+  addr = ProtoField.string("torvy.addr", "unit address"),
+  mcmd = ProtoField.string("torvy.mcmd", "command"),
+  pkid = ProtoField.string("torvy.pkid", "packet identifier"),
+  entry = ProtoField.protocol("torvy.entry", "entry"),
   key = ProtoField.string("torvy.entry.key", "key"),
   value_length = ProtoField.uint16("torvy.entry.length", "value length"),
   value = ProtoField.string("torvy.entry.value", "value"),
@@ -37,163 +41,150 @@ local f = {
   pass_through = ProtoField.bool("torvy.flags.pass_through", "pass through", 8, nil, 0x04),
   stacked = ProtoField.bool("torvy.flags.stacked", "stacked", 8, nil, 0x02),
 }
-local flag_bits = {f.transmit, f.ccm, f.address_only, f.command_only, f.wireless, f.pass_through, f.stacked}
-local plain_fields = {[2] = f.version, [3] = f.transaction, [4] = f.interface, [5] = f.class, [6] = f.flags,
-                      [7] = f.code, [8] = f.command, [9] = f.address, [11] = f.level, [12] = f.param1, [13] = f.param2}
 torvy.fields = f
+local flag_bits = {f.transmit, f.ccm, f.address_only, f.command_only, f.wireless, f.pass_through, f.stacked}
+local named_fields = {addr = f.addr, mcmd = f.mcmd, pkid = f.pkid}
+local plain_fields = {f.version, f.transaction, f.interface, f.class, f.flags, f.code, f.command}  -- from offset 2
 
-local malformed = ProtoExpert.new("torvy.malformed", "malformed", expert.group.MALFORMED, expert.severity.ERROR)
+local malformed = ProtoExpert.new("torvy.malformed", "malformed", expert.group.MALFORMED, expert.severity.WARN)
 local cut_short = ProtoExpert.new("torvy.cut_short", "entry cut short", expert.group.PROTOCOL, expert.severity.WARN)
-local short = ProtoExpert.new("torvy.short", "malformed if nothing follows",
-                              expert.group.PROTOCOL, expert.severity.NOTE)
-torvy.experts = {malformed, cut_short, short}
+torvy.experts = {malformed, cut_short}
 
-local low_battery_forms = {["\x05"] = "\x04", ["\x55"] = "\x54", ["\x01"] = "\x00", ["\x51"] = "\x50"}
 local controller_commands = {Q = "quit", P = "quit", D = "toggle debug mode"}
 local kMaxHandshake = 1024
+local kMinPlain = 16
 
 -- Returns printable ASCII unchanged, and all other bytes as a backslash and two hexadecimal digits.
 local function printable(bytes)
   return (bytes:gsub("[^ -~]", function(byte) return ("\\%02X"):format(byte:byte()) end))
 end
 
--- The next three functions add the fields of a packet, and return its text for the info column.
+-- Returns the value length of the entry at an offset of a multipacket.
+local function value_length(packet, offset)
+  local length = packet(offset + 4, 2)
+  return packet(3, 1):uint() >= 0x80 and length:le_uint() or length:uint()
+end
+
+-- Returns the length of the packet or handshake at the front, 0 if it depends on bytes that follow, or nil for other
+-- bytes. Every plain packet ends with a carriage return. Logs have none, unlike the bytes from "LX" in a plain packet.
+local function front_length(tvb)
+  local bytes = tvb:raw(0, math.min(tvb:len(), kMaxHandshake))
+  local kind, length, third, fourth = bytes:sub(1, 1):upper(), bytes:byte(2, 4)
+  if ("TORVY:"):find(bytes:sub(1, 6), 1, true) == 1 then
+    return bytes:find("\r", 1, true) or (#bytes < kMaxHandshake and 0 or nil)
+  end
+  if not kind:find("[JLXYMN]") then return nil end
+  if #bytes < (kind == "J" and 10 or 3) then return 0 end
+  local is_packet
+  if kind == "J" then
+    length = tvb(1, 2):le_uint()
+    is_packet = fourth % 0x80 == 0 and 10 + value_length(tvb, 4) <= length
+  elseif kind == "L" then
+    is_packet = length >= 3 and third <= 4 and not bytes:sub(4, length):find("\r", 1, true)
+  else
+    is_packet = length >= kMinPlain and third == 0x61 and ("\r"):find(bytes:sub(length, length), 1, true)
+  end
+  return is_packet and length or nil
+end
+
+-- The next four functions add the fields of a packet or handshake, and return its text for the info column.
+
+local function add_handshake(tree, packet)
+  tree:add_packet_field(f.handshake, packet(6, packet:len() - 7), ENC_UTF_8)
+  return "handshake, connection " .. printable(packet:raw(6, packet:len() - 7))
+end
 
 local function add_multi(tree, packet)
-  local values, at, size = {}, 4, packet:len()
-  if size > 3 then tree:add(f.little_endian, packet(3, 1)) end
+  tree:add(f.little_endian, packet(3, 1))
+  local texts, at, size = {}, 4, packet:len()
   while at + 6 <= size do
-    local is_little_endian = packet(3, 1):uint() >= 0x80
-    local length = is_little_endian and packet(at + 4, 2):le_uint() or packet(at + 4, 2):uint()
+    local length = value_length(packet, at)
     local key, value = packet(at, 4), packet(at + 6, math.min(length, size - at - 6))
-    local entry = tree:add(packet(at, 6 + value:len()), printable(key:raw() .. ": " .. value:raw()))
+    local name, text = key:raw():lower(), printable(value:raw())
+    local entry = tree:add(f.entry, packet(at, 6 + value:len()), printable(key:raw()) .. ": " .. text)
     entry:add_packet_field(f.key, key, ENC_UTF_8)
     entry:add(f.value_length, packet(at + 4, 2), length)
     entry:add_packet_field(f.value, value, ENC_UTF_8)
     if value:len() < length then entry:add_proto_expert_info(cut_short) end
-    values[key:raw():lower()] = printable(value:raw())
+    if named_fields[name] then tree:add_packet_field(named_fields[name], value, ENC_UTF_8) end
+    texts[name] = text  -- as in the driver, the last of equal keys
     at = at + 6 + value:len()
   end
   if at < size then tree:add(packet(at), "incomplete entry"):add_proto_expert_info(cut_short) end
-  local command = values.mcmd or "(none)"
+  local command = texts.mcmd or ""
   local info = command:upper() == "ACK" and "acknowledgement" or "command " .. command
-  if values.addr then info = info .. " for " .. values.addr end
-  return values.pkid and info .. " (packet " .. values.pkid .. ")" or info
+  if texts.addr then info = info .. " for unit " .. texts.addr end
+  return texts.pkid and info .. ", packet " .. texts.pkid or info
 end
 
 local function add_plain(tree, packet)
   local bytes = packet:raw()
-  local command = bytes:sub(9, 9):upper()
-  local is_controller = (bytes:byte(7) or 0) % 0x80 >= 0x40
-  local is_raw_data = is_controller and command == "X"
-  for offset = 2, math.min(is_raw_data and 8 or 13, #bytes - 1) do
-    local field = plain_fields[offset]
-    local item = field and tree:add(field, packet(offset, field == f.address and math.min(2, #bytes - offset) or 1))
-    for _, bit in ipairs(field == f.flags and flag_bits or {}) do item:add(bit, packet(offset, 1)) end
+  for i, field in ipairs(plain_fields) do
+    local item = tree:add(field, packet(i + 1, 1))
+    for _, bit in ipairs(field == f.flags and flag_bits or {}) do item:add(bit, packet(i + 1, 1)) end
   end
-  if is_raw_data then
-    local data = bytes:sub(11, 10 + (bytes:byte(10) or 0))
-    if #data > 0 then tree:add(f.data, packet(10, #data)) end
-    return "pass " .. #data .. " bytes to the device"
+  local is_controller, command = bytes:byte(7) % 0x80 >= 0x40, printable(bytes:sub(9, 9))
+  if is_controller and command:upper() == "X" then
+    local data = packet(10, math.min(bytes:byte(10), #bytes - 10))
+    if data:len() > 0 then tree:add(f.data, data) end
+    return "pass " .. data:len() .. " bytes to the device"
   end
-  if is_controller and controller_commands[command] then return controller_commands[command] end
-  command = printable(low_battery_forms[command] or bytes:sub(9, 9))
-  if is_controller then return "controller command " .. command .. ", ignored" end
-  return "unsupported command: " .. command .. " for address " .. printable(bytes:sub(10, 11))
+  tree:add(f.address, packet(9, 2))
+  tree:add(f.level, packet(11, 1))
+  tree:add(f.param1, packet(12, 1))
+  tree:add(f.param2, packet(13, 1))
+  if is_controller then
+    return controller_commands[command:upper()] or "controller command " .. command .. ", ignored"
+  end
+  local house, unit = tonumber(bytes:sub(10, 10), 16), tonumber(bytes:sub(11, 11), 16)
+  local target = house and unit and " for " .. string.char(0x41 + house) .. unit + 1 or ""
+  return "unit command " .. command .. target
 end
 
 local function add_log(tree, packet)
-  local level, text = packet:raw():byte(3) or 0, math.min(3, packet:len())
-  if level > 4 then level, text = 4, 2 elseif text == 3 then tree:add(f.log_level, packet(2, 1)) end
-  tree:add_packet_field(f.log_text, packet(text), ENC_UTF_8)
-  return "log, level " .. level .. ": " .. printable(packet:raw():sub(text + 1))
+  tree:add(f.log_level, packet(2, 1))
+  tree:add_packet_field(f.log_text, packet(3), ENC_UTF_8)
+  return "log, level " .. packet(2, 1):uint() .. ": " .. printable(packet:raw(3))
 end
 
-local functions = {J = add_multi, X = add_plain, Y = add_plain, M = add_plain, N = add_plain, L = add_log}
+local functions = {T = add_handshake, J = add_multi, L = add_log,
+                   X = add_plain, Y = add_plain, M = add_plain, N = add_plain}
 
--- Adds the packet or handshake at an offset, and returns its text for the info column.
-local function add_packet(tree, tvb, offset, size)
-  local item, packet, info = tree:add(torvy, tvb(offset, size)), tvb(offset, size):tvb(), nil
-  local kind = packet:raw(0, 1):upper()
-  local length = tvb(offset + 1, kind == "J" and 2 or 1)
-  if packet:raw():find("^TORVY:[^\r]*\r$") then
-    item:add_packet_field(f.handshake, packet(6, size - 7), ENC_UTF_8)
-    info = "handshake, connection " .. printable(packet:raw(6, size - 7))
-  else
-    item:add(f.kind, packet(0, 1))
-    item:add_le(f.length, length)
-    if kind == "J" and tvb:len() - offset <= 4 then item:add_proto_expert_info(short) end
-    if length:le_uint() > 0 and functions[kind] then
-      info = functions[kind](item, packet)
-    else
-      info = "malformed, " .. (length:le_uint() == 0 and "length 0" or "kind " .. printable(kind))
-      item:add_proto_expert_info(malformed, info)
+-- Returns the length of the item at an offset: a packet, or the rest if it is not one or cannot be reassembled.
+local function length_at(tvb, pinfo, offset)
+  local rest = tvb(offset):tvb()
+  local length = front_length(rest)
+  return (length ~= 0 or pinfo.can_desegment > 0) and length or rest:len()
+end
+
+local last_info  -- the info column after the last packet, to which further packets of the same frame are appended
+
+local function dissect_packet(tvb, pinfo, tree)
+  local item, info = tree:add(torvy, tvb()), nil
+  local length, kind = front_length(tvb), tvb:raw(0, 1):upper()
+  if length == tvb:len() then
+    if kind ~= "T" then
+      item:add(f.kind, tvb(0, 1))
+      item:add_le(f.length, tvb(1, kind == "J" and 2 or 1))
     end
+    info = functions[kind](item, tvb)
+  else
+    info = (length and "incomplete packet, " or "not the start of a packet, ") .. tvb:len() .. " bytes"
+    item:add_proto_expert_info(malformed, info)
   end
   item:append_text(", " .. info)
-  return info
-end
-
--- Returns the size of the packet or handshake at an offset, or nil if that depends on bytes that follow.
-local function size_at(bytes, offset)
-  local kind, low, high, _, fifth = bytes:byte(offset + 1, offset + 5)
-  if kind == 0x4A or kind == 0x6A then
-    -- Up to four bytes are a plain packet if nothing follows. If byte 2 is 0, the length is the same either way.
-    return (fifth or (high == 0 and low > 0)) and low + 256 * high or nil
-  end
-  if ("TORVY:"):find(bytes:sub(offset + 1, offset + 6), 1, true) ~= 1 then return low end
-  local last = bytes:find("\r", offset + 1, true)
-  if last then return last - offset end
-  return #bytes - offset >= kMaxHandshake and low or nil
-end
-
--- Returns the first offset at which a complete packet begins that the driver acts on, and true. If there is none,
--- returns the first offset at which an incomplete one may begin, or the end, and false.
-local function resume_at(bytes, offset)
-  local possible, found = #bytes, bytes:find("[JjXxYyMmNn]", offset + 1)
-  while found do
-    local size = size_at(bytes, found - 1)
-    if size and size > 0 and size <= #bytes - found + 1 then return found - 1, true end
-    if size ~= 0 then possible = math.min(possible, found - 1) end
-    found = bytes:find("[JjXxYyMmNn]", found + 1)
-  end
-  return possible, false
-end
-
--- After a zero length, bytes are skipped until a packet begins, which may be in a later segment. skips_next: for each
--- direction of a connection, whether the next segment begins with bytes to skip; skips_first: the same for each frame.
-local skips_next, skips_first = {}, {}
-local last_info  -- the info column after the last call
-
-function torvy.init() skips_next, skips_first = {}, {} end
-
-function torvy.dissector(tvb, pinfo, tree)
-  local direction = ("%s %d %s %d"):format(pinfo.src, pinfo.src_port, pinfo.dst, pinfo.dst_port)
-  if not pinfo.visited then skips_first[pinfo.number] = skips_first[pinfo.number] or skips_next[direction] end
-  local skip = skips_first[pinfo.number]
-  local bytes, offset, missing, infos = tvb:raw(), 0, nil, {}
-  while offset < #bytes and not missing do
-    local size, left = size_at(bytes, offset), #bytes - offset
-    if skip or size == 0 then
-      local next_offset, is_complete = resume_at(bytes, skip and offset or offset + 1)
-      if not skip then infos[#infos + 1] = add_packet(tree, tvb, offset, next_offset - offset) end
-      offset, skip = next_offset, not is_complete
-      missing = skip and DESEGMENT_ONE_MORE_SEGMENT
-    elseif size and size <= left then
-      infos[#infos + 1] = add_packet(tree, tvb, offset, size)
-      offset = offset + size
-    else
-      missing = size and size - left or DESEGMENT_ONE_MORE_SEGMENT
-    end
-  end
-  if not pinfo.visited then skips_next[direction] = skip end
-  if offset < #bytes then pinfo.desegment_offset, pinfo.desegment_len = offset, missing end
-  if #infos == 0 then return end
-  -- A frame that ends one packet and has others is dissected in two calls; the second adds to the column.
-  local info = pinfo.cols.info
-  info:set((tostring(info) == last_info and "; " or "") .. table.concat(infos, "; "))
-  last_info = tostring(info)
   pinfo.cols.protocol = "TORVY"
+  local column = pinfo.cols.info
+  if tostring(column) == last_info then column:append("; " .. info) else column:set(info) end
+  last_info = tostring(column)
 end
 
-DissectorTable.get("tcp.port"):add(20300, torvy)
+function torvy.dissector(tvb, _, tree) dissect_tcp_pdus(tvb, tree, 1, length_at, dissect_packet) end
+
+local tcp_ports, ports = DissectorTable.get("tcp.port"), torvy.prefs.ports
+tcp_ports:add(ports, torvy)
+function torvy.prefs_changed()
+  tcp_ports:remove(ports, torvy)
+  ports = torvy.prefs.ports
+  tcp_ports:add(ports, torvy)
+end
