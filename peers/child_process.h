@@ -15,8 +15,8 @@
 
 class ChildProcess {
  public:
-  // Starts a program, a path or a name in PATH. `prepare` runs in the child between fork and exec and may call only async-signal-safe
-  // functions. Throws std::system_error if the program cannot be started.
+  // Starts a program, a path or a name in PATH. `prepare` runs in the child between fork and exec and may call only
+  // async-signal-safe functions. Throws std::system_error if the program cannot be started.
   ChildProcess(const std::string& program, const std::vector<std::string>& arguments,
                const std::function<void()>& prepare = nullptr);
   // Kills the child if it is still running.
