@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <array>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cwchar>
@@ -69,15 +70,21 @@ class LineEditor::Terminal {
     el_set(editor_.get(), EL_PROMPT, &Terminal::Prompt);
     el_set(editor_.get(), EL_EDITOR, "emacs");
     el_set(editor_.get(), EL_HIST, history, history_.get());
+    el_source(editor_.get(), nullptr);
     // The wide form, because the library never frees its copies of narrow strings.
     el_wset(editor_.get(), EL_ADDFN, L"complete-step", L"Complete a step", &Terminal::Complete);
     el_set(editor_.get(), EL_BIND, "^I", "complete-step", nullptr);
-    el_source(editor_.get(), nullptr);
+    el_wset(editor_.get(), EL_ADDFN, L"suspend", L"Stop the process", &Terminal::Suspend);
+    el_set(editor_.get(), EL_BIND, "^Z", "suspend", nullptr);
+    el_set(editor_.get(), EL_BIND, "-a", "^Z", "suspend", nullptr);    // in the command mode of vi
+    el_set(editor_.get(), EL_SETTY, "-d", "-susp", "susp=", nullptr);  // while editing, Ctrl-Z is a key
     transcript_.BeforeLine = [this] {
       if (reading_) HideLine();
     };
     transcript_.AfterLine = [this] {
-      if (reading_) el_set(editor_.get(), EL_REFRESH);
+      if (!reading_) return;
+      el_resize(editor_.get());
+      el_set(editor_.get(), EL_REFRESH);
     };
   }
   ~Terminal() {
@@ -90,7 +97,6 @@ class LineEditor::Terminal {
   Terminal& operator=(const Terminal&) = delete;
 
   std::optional<std::string> ReadLine(const std::function<bool()>& is_over) {
-    const signals::WhileEditing handlers;
     is_over_ = &is_over;
     for (;;) {
       interrupted_ = false;
@@ -137,6 +143,7 @@ class LineEditor::Terminal {
       if (typed_ahead_.empty() && !AwaitInput()) return 0;
       const char byte = typed_ahead_.front();
       typed_ahead_.erase(0, 1);
+      el_resize(editor_.get());
       const std::size_t length = std::mbrtowc(&character, &byte, 1, &state);
       if (length <= 1) return 1;
       if (length == static_cast<std::size_t>(-1)) state = {};  // invalid in this locale: skipped
@@ -148,8 +155,6 @@ class LineEditor::Terminal {
     constexpr std::chrono::milliseconds kSlice{10};
     while (!input_.Ready) {
       platform::EventPump::Instance().Run(kSlice);
-      if (signals::WhileEditing::TakeContinued()) TakeTerminalOver();
-      if (signals::WhileEditing::TakeResized()) el_resize(editor_.get());
       // Checked last: an interruption discards pending input.
       if (signals::TakeInterrupt()) interrupted_ = true;
       if (interrupted_ || signals::TerminationIsPending() || (*is_over_)()) return false;
@@ -158,11 +163,13 @@ class LineEditor::Terminal {
     return !typed_ahead_.empty();
   }
 
-  // Restores the editor's terminal mode after another process used the terminal, and redraws the line.
-  void TakeTerminalOver() {
-    el_set(editor_.get(), EL_PREP_TERM, 0);
-    el_set(editor_.get(), EL_PREP_TERM, 1);
-    el_set(editor_.get(), EL_REFRESH);
+  // Stops the process, as Ctrl-Z does outside the editor; meanwhile the terminal has its usual mode.
+  static unsigned char Suspend(EditLine* editor, wint_t /*key*/) {
+    el_set(editor, EL_PREP_TERM, 0);
+    kill(0, SIGTSTP);
+    el_set(editor, EL_PREP_TERM, 1);
+    el_set(editor, EL_REFRESH);
+    return CC_NORM;
   }
 
   // Clears the prompt and the line, on all rows that they occupy.

@@ -1,5 +1,5 @@
-// Catches signals and records them for polling: those that ask the process to end, so that the simulator can clean up
-// first, and those of the terminal.
+// Catches the signals that ask the process to end and records them for polling, so that the simulator can clean up
+// first.
 
 #ifndef SIMULATOR_SIGNALS_H_
 #define SIMULATOR_SIGNALS_H_
@@ -21,22 +21,6 @@ bool TakeInterrupt();
 
 // Clears all of these signals, so that the end of the session can be interrupted again.
 void Clear();
-
-// While an instance exists, Ctrl-Z first restores the terminal settings that were in effect when it was created, then
-// acts as usual. At most one instance at a time.
-class WhileEditing {
- public:
-  WhileEditing();
-  // Restores the default actions.
-  ~WhileEditing();
-  WhileEditing(const WhileEditing&) = delete;
-  WhileEditing& operator=(const WhileEditing&) = delete;
-
-  // Whether the process was continued since the last call; the editor must then set up the terminal again.
-  static bool TakeContinued();
-  // Whether the terminal was resized since the last call.
-  static bool TakeResized();
-};
 
 }  // namespace signals
 

@@ -78,8 +78,7 @@ TEST_F(Simulator, EditsLinesAtTerminal) {
   type("stream -1\r", "stream requires a number from 1 to 1000000");
   type("command \xC3\xBCx ON\r", "unit \xC3\xBCx,");
   type("0102", "0102");
-  shown.clear();
-  simulator.Signal(SIGTSTP);
+  type("\x1a", "");
   const auto continued = [&] {
     // Without a shell the system does not stop it, and editing continues; an emulator stops it all the same.
     siginfo_t stopped{};
