@@ -1,12 +1,10 @@
 #include "simulator/line_editor.h"
 
 #include <histedit.h>
-#include <sys/ioctl.h>
-#include <termios.h>
+#include <poll.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -19,26 +17,6 @@
 #include "simulator/steps.h"
 
 namespace {
-
-// Standard input. It stays blocking, because other processes share it.
-class Input : public platform::EventSource {
- public:
-  // Returns the available bytes, or none at the end of input. Call only when Ready is set; otherwise it blocks.
-  std::string Read() {
-    std::array<char, 4096> bytes{};
-    Ready = false;
-    const ssize_t count = read(descriptor_.Number(), bytes.data(), bytes.size());
-    return {bytes.data(), static_cast<std::size_t>(std::max<ssize_t>(count, 0))};
-  }
-  bool Ready = false;
-
- protected:
-  platform::Interest PrepareToWait() override { return {.descriptors = {&descriptor_, 1}, .read = !Ready}; }
-  void HandleReady() override { Ready = true; }
-
- private:
-  const platform::Descriptor descriptor_ = platform::Descriptor(dup(STDIN_FILENO));
-};
 
 void Show(std::string_view text) {
   std::fwrite(text.data(), 1, text.size(), stdout);
@@ -76,8 +54,9 @@ class LineEditor::Terminal {
     el_set(editor_.get(), EL_BIND, "^I", "complete-step", nullptr);
     el_wset(editor_.get(), EL_ADDFN, L"suspend", L"Stop the process", &Terminal::Suspend);
     el_set(editor_.get(), EL_BIND, "^Z", "suspend", nullptr);
-    el_set(editor_.get(), EL_BIND, "-a", "^Z", "suspend", nullptr);    // in the command mode of vi
-    el_set(editor_.get(), EL_SETTY, "-d", "-susp", "susp=", nullptr);  // while editing, Ctrl-Z is a key
+    el_set(editor_.get(), EL_BIND, "-a", "^Z", "suspend", nullptr);      // in the command mode of vi
+    el_set(editor_.get(), EL_BIND, "^@", "em-delete-or-list", nullptr);  // Ctrl-D typed ahead
+    el_set(editor_.get(), EL_SETTY, "-d", "-susp", "susp=", nullptr);    // while editing, Ctrl-Z is a key
     transcript_.BeforeLine = [this] {
       if (reading_) HideLine();
     };
@@ -90,8 +69,6 @@ class LineEditor::Terminal {
   ~Terminal() {
     transcript_.BeforeLine = nullptr;
     transcript_.AfterLine = nullptr;
-    // Discard unread input, which was not meant for the shell.
-    tcflush(STDIN_FILENO, TCIFLUSH);
   }
   Terminal(const Terminal&) = delete;
   Terminal& operator=(const Terminal&) = delete;
@@ -99,16 +76,13 @@ class LineEditor::Terminal {
   std::optional<std::string> ReadLine(const std::function<bool()>& is_over) {
     is_over_ = &is_over;
     for (;;) {
-      interrupted_ = false;
-      el_resize(editor_.get());
       reading_ = true;
+      el_set(editor_.get(), EL_PREP_TERM, 1);  // before the prompt, so that no key is lost after it
       int count = 0;
       const char* const typed = el_gets(editor_.get(), &count);
       reading_ = false;
-      if (interrupted_) {
-        typed_ahead_.clear();
+      if (signals::TakeInterrupt()) {
         Show("^C\n");
-        el_reset(editor_.get());
         continue;
       }
       if (typed == nullptr || count <= 0 || is_over()) {
@@ -126,7 +100,6 @@ class LineEditor::Terminal {
  private:
   static constexpr std::string_view kPrompt = "torvy> ";
   static constexpr int kHistorySize = 500;
-  static constexpr int kUsualColumns = 80;
 
   static Terminal& Of(EditLine* editor) {
     Terminal* self = nullptr;
@@ -134,33 +107,23 @@ class LineEditor::Terminal {
     return *self;
   }
 
-  // Called by the editor to read the next character; returns 1, or 0 at the end.
-  static int Character(EditLine* editor, wchar_t* character) { return Of(editor).NextCharacter(*character); }
-
-  int NextCharacter(wchar_t& character) {
+  // Called by the editor to read a character; runs the event pump until one is typed. Returns 1, or 0 at the end of
+  // input or of the session, or after Ctrl-C.
+  static int Character(EditLine* editor, wchar_t* character) {
+    constexpr std::chrono::milliseconds kSlice{10};
+    const auto stopped = [&] { return signals::IsPending() || (*Of(editor).is_over_)(); };
+    pollfd input{.fd = STDIN_FILENO, .events = POLLIN, .revents = 0};
     std::mbstate_t state{};
     for (;;) {
-      if (typed_ahead_.empty() && !AwaitInput()) return 0;
-      const char byte = typed_ahead_.front();
-      typed_ahead_.erase(0, 1);
-      el_resize(editor_.get());
-      const std::size_t length = std::mbrtowc(&character, &byte, 1, &state);
-      if (length <= 1) return 1;
+      while (!stopped() && poll(&input, 1, 0) == 0) platform::EventPump::Instance().Run(kSlice);
+      char byte = 0;
+      if (stopped() || read(STDIN_FILENO, &byte, 1) != 1) return 0;
+      const std::size_t length = std::mbrtowc(character, &byte, 1, &state);
+      if (length <= 1) break;
       if (length == static_cast<std::size_t>(-1)) state = {};  // invalid in this locale: skipped
     }
-  }
-
-  // Runs the event pump until something is typed; returns false at the end of input or of the session, or after Ctrl-C.
-  bool AwaitInput() {
-    constexpr std::chrono::milliseconds kSlice{10};
-    while (!input_.Ready) {
-      platform::EventPump::Instance().Run(kSlice);
-      // Checked last: an interruption discards pending input.
-      if (signals::TakeInterrupt()) interrupted_ = true;
-      if (interrupted_ || signals::TerminationIsPending() || (*is_over_)()) return false;
-    }
-    typed_ahead_ = input_.Read();
-    return !typed_ahead_.empty();
+    el_resize(editor);
+    return 1;
   }
 
   // Stops the process, as Ctrl-Z does outside the editor; meanwhile the terminal has its usual mode.
@@ -172,27 +135,8 @@ class LineEditor::Terminal {
     return CC_NORM;
   }
 
-  // Clears the prompt and the line, on all rows that they occupy.
-  void HideLine() {
-    if (dumb_) {
-      Show("\n");
-      return;
-    }
-    winsize size{};
-    const bool known = ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
-    const int columns = known ? size.ws_col : kUsualColumns;
-    const LineInfoW* const line = el_wline(editor_.get());
-    int row = 0;
-    int column = static_cast<int>(kPrompt.size());
-    for (const wchar_t* character = line->buffer; character < line->cursor; ++character) {
-      const int width = std::max(wcwidth(*character), 1);
-      const bool wraps = column + width > columns;
-      row += wraps ? 1 : 0;
-      column = wraps ? width : column + width;
-    }
-    if (column == columns) ++row;  // the editor wraps as soon as a row is full
-    Show((row > 0 ? "\x1b[" + std::to_string(row) + "A" : "") + "\r\x1b[J");
-  }
+  // Clears the row of the cursor and the rows below it; rows of a long line above it remain.
+  void HideLine() const { Show(dumb_ ? "\n" : "\r\x1b[J"); }
 
   static char* Prompt(EditLine* /*editor*/) {
     static std::string prompt(kPrompt);
@@ -218,11 +162,8 @@ class LineEditor::Terminal {
   Transcript& transcript_;
   std::unique_ptr<History, decltype(&history_end)> history_{history_init(), &history_end};
   std::unique_ptr<EditLine, decltype(&el_end)> editor_{el_init("torvy-simulator", stdin, stdout, stderr), &el_end};
-  Input input_;
-  std::string typed_ahead_;  // read, but not yet passed to the editor
   const std::function<bool()>* is_over_ = nullptr;
   bool reading_ = false;
-  bool interrupted_ = false;
   bool dumb_ = false;
 };
 

@@ -1,5 +1,6 @@
 #include "simulator/signals.h"
 
+#include <algorithm>
 #include <array>
 #include <csignal>
 #include <cstddef>
@@ -34,11 +35,7 @@ void Catch() {
 }
 
 bool IsPending() {
-  return received[SIGINT] != 0 || TerminationIsPending();
-}
-
-bool TerminationIsPending() {
-  return received[SIGTERM] != 0 || received[SIGHUP] != 0 || received[SIGQUIT] != 0;
+  return std::ranges::any_of(kEnding, [](int signal) { return received.at(static_cast<std::size_t>(signal)) != 0; });
 }
 
 bool TakeInterrupt() {

@@ -10,11 +10,9 @@ namespace signals {
 // that the system stops a background process that is about to change the mode of its terminal.
 void Catch();
 
-// Whether Ctrl-C was pressed or the process was asked to terminate.
+// Whether Ctrl-C was pressed or the process was asked to terminate: by SIGTERM, by Ctrl-\, or by SIGHUP when its
+// terminal was closed.
 bool IsPending();
-
-// Whether the process was asked to terminate: by SIGTERM, by Ctrl-\, or by SIGHUP when its terminal was closed.
-bool TerminationIsPending();
 
 // Clears Ctrl-C; returns whether it was pressed.
 bool TakeInterrupt();
