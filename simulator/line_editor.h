@@ -4,27 +4,14 @@
 #define SIMULATOR_LINE_EDITOR_H_
 
 #include <functional>
-#include <memory>
-#include <optional>
 #include <string>
 
 #include "simulator/transcript.h"
 
-class LineEditor {
- public:
-  // The transcript, which must outlive the editor, prints its lines above the line being edited.
-  explicit LineEditor(Transcript& transcript);
-  ~LineEditor();
-  LineEditor(const LineEditor&) = delete;
-  LineEditor& operator=(const LineEditor&) = delete;
-
-  // Runs the event pump until a line is typed; returns it without the line end. Returns nothing at the end of input,
-  // when `is_over` returns true, or when the process is asked to terminate. Ctrl-C discards the line.
-  std::optional<std::string> ReadLine(const std::function<bool()>& is_over);
-
- private:
-  class Terminal;
-  std::unique_ptr<Terminal> terminal_;
-};
+// Calls `perform` for each line that is typed, without its line end, and runs the event pump in between. The transcript
+// prints its lines above the line being edited. Ctrl-C discards the line. Returns at the end of input, when `is_over`
+// returns true, or when the process is asked to terminate.
+void EditLines(Transcript& transcript, const std::function<bool()>& is_over,
+               const std::function<void(const std::string&)>& perform);
 
 #endif  // SIMULATOR_LINE_EDITOR_H_

@@ -44,14 +44,11 @@ void Player::PlayPipe() {
 }
 
 void Player::PlayTerminal() {
-  LineEditor editor(session_.Output());
   session_.Output().Note("ready; type help for a list of steps, quit to end");
-  const auto is_over = [this] { return session_.DriverHasEnded() || session_.Output().WriteError() != 0; };
-  while (!session_.QuitWasSent() && !is_over()) {
-    const auto line = editor.ReadLine(is_over);
-    if (!line) break;
-    PlayLine(*line, {});
-  }
+  const auto is_over = [this] {
+    return session_.QuitWasSent() || session_.DriverHasEnded() || session_.Output().WriteError() != 0;
+  };
+  EditLines(session_.Output(), is_over, [this](const std::string& line) { PlayLine(line, {}); });
 }
 
 bool Player::Finish() {
