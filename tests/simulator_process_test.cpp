@@ -1,5 +1,4 @@
-// The simulator as a child process at a terminal and at both ends of a serial line; tests/simulator/test runs other
-// sessions.
+// The simulator as a child process at a terminal and at both ends of a serial line; tests/simulator/ has other tests.
 
 #include <fcntl.h>
 #include <sys/ioctl.h>
