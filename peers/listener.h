@@ -20,6 +20,8 @@ class Listener : public platform::EventSource {
   explicit Listener(const std::string& address = "127.0.0.1", int backlog = kUsualBacklog, std::int32_t port = 0);
 
   std::int32_t Port() const { return port_; }
+  // Returns the listening descriptor.
+  int Number() const { return listening_.Number(); }
   // Returns the last accepted connection; null before the first.
   Channel* Peer() const { return peer_.get(); }
   // Transfers ownership of the last connection, which the next one would otherwise replace.

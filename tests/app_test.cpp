@@ -14,7 +14,7 @@
 #include "peers/simulated_host.h"
 #include "ports/ip_stream_abstractor.h"
 #include "ports/serial_port_abstractor.h"
-#include "tests/virtual_clock.h"
+#include "tests/system_calls.h"
 
 namespace {
 
@@ -53,9 +53,7 @@ class AppTest : public testing::Test {
   std::ptrdiff_t Sleeps(milliseconds time) const {
     return std::count(clock.sleeps.begin() + 1, clock.sleeps.end(), time);
   }
-  // Stops time until the host has received the ready entry; the host then sends `message`.
   void SendWhenReady(const cQuorvaneCommand& message) {
-    clock.may_pass = [this] { return State().Driver == nullptr || host.HasLogged(App::kReadyLine); };
     host.OnLog = [this, message](const SimulatedHost::LogEntry& line) {
       if (line.text == App::kReadyLine) host.Send(message);
     };
@@ -67,13 +65,10 @@ class AppTest : public testing::Test {
   }
 };
 
-TEST_F(AppTest, PrintsBannerForOneArgument) {
+TEST_F(AppTest, PrintsBannerForOneArgumentAndUsageForTooFew) {
   EXPECT_EQ(Run({"driver", "IP"}),
             "Quorvane Torvy Driver\r\nCopyright (c) 2026 the Torvy driver developers\r\nversion 1 (build 001)\r\n");
   EXPECT_EQ(clock.sleeps, std::vector(100, milliseconds(10)));
-}
-
-TEST_F(AppTest, PrintsUsageForTooFewArguments) {
   for (const std::vector<std::string>& arguments :
        {std::vector<std::string>{}, {"driver"}, {"driver", "a", "b"}, {"driver", "a", "b", "c"}}) {
     EXPECT_THAT(Run(arguments), MatchesRegex("usage: torvy-driver PORT [^\n]*\n"));
@@ -91,10 +86,11 @@ TEST_F(AppTest, WaitsFifteenSecondsForHostThatRefuses) {
 
 TEST_F(AppTest, ServesSerialDeviceUntilHostAsksToQuit) {
   SendWhenReady(DeviceCommand("0102", "ON", "1"));
-  clock.before_wait = [this](milliseconds limit) {
-    const bool is_fourth_loop_run = clock.sleeps.size() == 6 && limit.count() > 0;
+  clock.may_pass = [this] { return State().Driver == nullptr || host.HasLogged(App::kReadyLine); };
+  Calls().hooks[kPoll] = [this](long limit, auto...) {
+    const bool is_fourth_loop_run = clock.sleeps.size() == 6 && limit > 0;
     if (is_fourth_loop_run) host.Send(ControllerCommand("Q"));  // received in the fifth
-    return 0;
+    return std::nullopt;
   };
   EXPECT_EQ(Run(Serial(terminal.Path())), "");
   EXPECT_EQ(Sleeps(milliseconds(1000)), 1);
@@ -106,14 +102,22 @@ TEST_F(AppTest, ServesSerialDeviceUntilHostAsksToQuit) {
   EXPECT_EQ(std::dynamic_pointer_cast<cSerialPortAbstractor>(State().DevicePort)->Parent, State().Driver);
 }
 
-TEST_F(AppTest, ServesNetworkDeviceNamedByLastTwoArguments) {
+TEST_F(AppTest, ServesNetworkDeviceNamedByLastTwoArgumentsInDebugMode) {
+  DebugFromStart();
   SendWhenReady(ControllerCommand("P"));
-  std::vector<std::string> arguments = Ip(std::to_string(network_device.Port()));
+  const std::string port = std::to_string(network_device.Port());
+  std::vector<std::string> arguments = Ip(port);
   arguments.insert(arguments.begin() + 5, {"127.0.0.9", "1"});
   EXPECT_EQ(Run(arguments), "");
   EXPECT_TRUE(network_device.Peer()->Ended);
-  EXPECT_THAT(host.Entries(), ElementsAre(kReady, "2 The torvy plx has been asked to quit. (2)"));
-  EXPECT_EQ(std::dynamic_pointer_cast<cIPStreamAbstractor>(State().DevicePort)->Parent, State().Driver);
+  EXPECT_THAT(host.Entries(),
+              ElementsAre(MatchesRegex(kConnected), "4 torvy making IP connection to (127.0.0.1) port (" + port + ")",
+                          "4 torvy opening IP connection, polling and waiting...", "4 torvy Device connection event. ",
+                          MatchesRegex("4 torvy Connection is open after [0-9]+ ticks."), kReady,
+                          "2 received command from Quorvane: P", "2 The torvy plx has been asked to quit. (2)"));
+  const auto device_port = std::dynamic_pointer_cast<cIPStreamAbstractor>(State().DevicePort);
+  EXPECT_EQ(device_port->Parent, State().Driver);
+  EXPECT_TRUE(device_port->InitialFlush);
 }
 
 TEST_F(AppTest, LogsAndExitsIfPortCannotBeOpened) {
@@ -142,32 +146,27 @@ TEST_F(AppTest, LogsNetworkStartInDebugMode) {
                                           "2 IP Open  to 127.0.0.1:" + refusing + " failed."));
 }
 
-TEST(ConnectToHost, AppliesDefaults) {
+TEST(ConnectToHost, AppliesDefaultsAndReplacesSocket) {
   ConnectToHost("", 0, "17");
+  const std::weak_ptr<cQuorvaneDeviceSocket> first = State().HostSocket;
+  ConnectToHost("", 0, "17");
+  EXPECT_TRUE(first.expired());
   EXPECT_EQ(State().HostSocket->Address, "127.0.0.1");
   EXPECT_EQ(State().HostSocket->Port, 20300);
   State() = {};
 }
 
-TEST(ConnectToHost, ReplacesSocket) {
-  ConnectToHost("", 0, "17");
-  const std::weak_ptr<cQuorvaneDeviceSocket> first = State().HostSocket;
-  ConnectToHost("", 0, "17");
-  EXPECT_TRUE(first.expired());
-  State() = {};
-}
-
 TEST(ProcessState, ReleasesPortThenDriverThenHostSocket) {
-  std::vector<std::string> order;
+  std::string order;
   const auto named = [&order](const char* name) {
-    return std::shared_ptr<void>(nullptr, [&order, name](void*) { order.emplace_back(name); });
+    return std::shared_ptr<void>(nullptr, [&order, name](void*) { order += name; });
   };
   ProcessState state;
   state.HostSocket = {named("socket"), nullptr};
-  state.Driver = {named("driver"), nullptr};
-  state.DevicePort = {named("port"), nullptr};
+  state.Driver = {named("driver "), nullptr};
+  state.DevicePort = {named("port "), nullptr};
   state.Release();
-  EXPECT_THAT(order, ElementsAre("port", "driver", "socket"));
+  EXPECT_EQ(order, "port driver socket");
 }
 
 }  // namespace

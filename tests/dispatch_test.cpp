@@ -66,22 +66,15 @@ TEST_F(Dispatch, LogsCommandsInDebugMode) {
   EXPECT_THAT(Receive(ControllerCommand("r")), ElementsAre("2 received command from Quorvane: r"));
 }
 
-TEST_F(Dispatch, QuitsForEitherLetter) {
+TEST_F(Dispatch, ExecutesControllerCommands) {
   EXPECT_THAT(Receive(ControllerCommand("q")), ElementsAre("2 The torvy plx has been asked to quit. (1)"));
-  EXPECT_TRUE(State().QuitRequested);
-  State().QuitRequested = false;
+  EXPECT_TRUE(std::exchange(State().QuitRequested, false));
   EXPECT_THAT(Receive(ControllerCommand("p")), ElementsAre("2 The torvy plx has been asked to quit. (2)"));
   EXPECT_TRUE(State().QuitRequested);
-}
-
-TEST_F(Dispatch, TogglesDebugMode) {
   Receive(ControllerCommand("D"));
   EXPECT_TRUE(State().DebugMode);
   Receive(ControllerCommand("d"));
   EXPECT_FALSE(State().DebugMode);
-}
-
-TEST_F(Dispatch, SendsRawDataUnchanged) {
   const std::string longest = std::string("\0\r\xFF", 3) + std::string(241, 'r');
   EXPECT_THAT(Receive(RawDataCommand(longest)), IsEmpty());
   EXPECT_EQ(written, longest);
@@ -93,6 +86,11 @@ TEST_F(Dispatch, ReportsPlainCommandsButNotLogPackets) {
   // Without the controller flag, it is a low-battery "P" and does not quit.
   EXPECT_THAT(Receive(plain), ElementsAre("4 unsupported command: UNKNOWN COMMAND CODE: (P) 0x50 for address A1"));
   EXPECT_FALSE(State().QuitRequested);
+  plain.SetCommand("3");
+  plain.SetHouseCode("C");
+  plain.SetUnitCode(12);
+  plain.SetFlag("&h0A");
+  EXPECT_THAT(Receive(plain), ElementsAre("4 unsupported command: stacked OFF for address C12 (W)"));
   EXPECT_THAT(ReceiveBytes("L\x05\x02hi"), IsEmpty());
 }
 

@@ -10,8 +10,8 @@
 #include <cstdlib>
 
 #include "peers/child_process.h"
-#include "tests/bytes.h"
-#include "tests/stream_fixtures.h"
+#include "peers/pseudo_terminal.h"
+#include "tests/support.h"
 
 namespace {
 

@@ -2,14 +2,12 @@
 
 #include "simulator/steps.h"
 
-#include <gmock/gmock.h>
-
 #include <regex>
 #include <sstream>
 
 #include "simulator/command_line.h"
 #include "simulator/format.h"
-#include "tests/bytes.h"
+#include "tests/support.h"
 
 namespace {
 

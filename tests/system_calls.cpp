@@ -20,8 +20,6 @@
 #include <new>
 #include <thread>
 
-#include "tests/virtual_clock.h"
-
 using std::chrono::nanoseconds;
 
 FailureInjector allocation_failure;
@@ -74,8 +72,19 @@ SystemCalls& Calls() {
   return calls;
 }
 
-int SystemPoll(pollfd* polled, nfds_t count, int limit) {
-  return System<&poll>(polled, count, limit);
+int VirtualClock::OnWait(pollfd* polled, nfds_t count, int limit) {
+  int ready = System<&poll>(polled, count, 0);
+  if (ready != 0 || limit == 0) return ready;
+  constexpr int kMaxSlices = 60'000;
+  for (int slices = 0; ready == 0 && may_pass && !may_pass() && slices < kMaxSlices; ++slices) {
+    ready = System<&poll>(polled, count, 1);
+  }
+  if (ready == 0) ready = System<&poll>(polled, count, 0);
+  if (ready == 0) {
+    sleeps.emplace_back(limit);
+    Pass(sleeps.back());
+  }
+  return ready;
 }
 
 void* operator new(std::size_t size) {
@@ -120,25 +129,25 @@ ssize_t write(int descriptor, const void* bytes, std::size_t count) {
 }
 
 int tcgetattr(int descriptor, termios* settings) noexcept {
-  return AnswerOr([=] { return System<&tcgetattr>(descriptor, settings); }, kTcgetattr, descriptor, 0, settings);
+  return AnswerOr([=] { return System<&tcgetattr>(descriptor, settings); }, kGetTty, descriptor, 0, settings);
 }
 
 int tcsetattr(int descriptor, int when, const termios* settings) noexcept {
-  return AnswerOr([=] { return System<&tcsetattr>(descriptor, when, settings); }, kTcsetattr, descriptor, 0,
+  return AnswerOr([=] { return System<&tcsetattr>(descriptor, when, settings); }, kSetTty, descriptor, 0,
                   const_cast<termios*>(settings));
 }
 
 int tcdrain(int descriptor) {
-  return AnswerOr([=] { return System<&tcdrain>(descriptor); }, kTcdrain, descriptor);
+  return AnswerOr([=] { return System<&tcdrain>(descriptor); }, kDrain, descriptor);
 }
 
 int tcflush(int descriptor, int queue) noexcept {
-  return AnswerOr([=] { return System<&tcflush>(descriptor, queue); }, kTcflush, descriptor);
+  return AnswerOr([=] { return System<&tcflush>(descriptor, queue); }, kFlush, descriptor);
 }
 
 int poll(pollfd* polled, nfds_t count, int limit) {
   const auto wait = [=] {
-    return Calls().clock != nullptr ? Calls().clock->OnWait(polled, count, limit) : SystemPoll(polled, count, limit);
+    return Calls().clock != nullptr ? Calls().clock->OnWait(polled, count, limit) : System<&poll>(polled, count, limit);
   };
   return AnswerOr(wait, kPoll, limit, count, polled);
 }
@@ -153,7 +162,7 @@ int nanosleep(const timespec* time, timespec* left) {
   const auto sleep = [=] {
     return Calls().clock == nullptr ? System<&nanosleep>(time, left) : static_cast<int>(After(duration, 0));
   };
-  return AnswerOr(sleep, kNanosleep, static_cast<long>(duration / std::chrono::milliseconds(1)));
+  return AnswerOr(sleep, kSleep, static_cast<long>(duration / std::chrono::milliseconds(1)));
 }
 
 int ioctl(int descriptor, unsigned long request, ...) {

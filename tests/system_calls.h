@@ -1,8 +1,10 @@
 // Interposes the test program's system calls and allocations, so that a test can count them, replace their results or
-// make them fail.
+// make them fail, and can replace the clock.
 
 #ifndef TESTS_SYSTEM_CALLS_H_
 #define TESTS_SYSTEM_CALLS_H_
+
+#include <poll.h>
 
 #include <array>
 #include <atomic>
@@ -11,36 +13,22 @@
 #include <cstddef>
 #include <functional>
 #include <optional>
+#include <vector>
 
 class VirtualClock;
 
-enum Call {
-  kClose,
-  kConnect,
-  kIoctl,
-  kNanosleep,
-  kOpen,
-  kPoll,
-  kRead,
-  kSocket,
-  kTcdrain,
-  kTcflush,
-  kTcgetattr,
-  kTcsetattr,
-  kWrite,
-  kCalls
-};
+enum Call { kClose, kConnect, kIoctl, kSleep, kOpen, kPoll, kRead, kSocket, kDrain, kFlush, kGetTty, kSetTty, kWrite };
 
 struct SystemCalls {
   // Returns the result of a call, or nothing to make the system call. `number` is a descriptor or, for poll and
   // nanosleep, the time in milliseconds; `value` is a size or a request.
   using Hook = std::function<std::optional<long>(long number, unsigned long value, void* argument)>;
-  std::array<Hook, kCalls> hooks;
+  std::array<Hook, kWrite + 1> hooks;
 
   // Called first for every call; returns the errno value to fail with, or 0.
   std::function<int(Call)> error;
 
-  std::array<int, kCalls> counts{};  // number of calls so far
+  std::array<int, kWrite + 1> counts{};  // number of calls so far
 
   VirtualClock* clock = nullptr;                  // replaces the monotonic clock
   std::chrono::nanoseconds time_passed{};         // added to the monotonic clock
@@ -77,5 +65,23 @@ extern FailureInjector allocation_failure;
 
 // The number of bytes allocated now.
 extern std::atomic<std::size_t> allocated_bytes;
+
+// A virtual clock for one test. While it exists, time passes only in polls, in sleeps and by Pass, without waiting.
+// Readiness still comes from the system, so real sockets and terminals work as usual.
+class VirtualClock {
+ public:
+  VirtualClock() { Calls().clock = this; }
+  ~VirtualClock() { Calls() = {}; }
+
+  std::vector<std::chrono::milliseconds> sleeps;  // the limits of the polls that timed out, so that time passed
+
+  // Called when nothing is ready. While it returns false, time does not pass; it may itself make something ready.
+  std::function<bool()> may_pass;
+
+  void Pass(std::chrono::nanoseconds time) { Calls().time_passed += time; }
+
+  // Called in place of poll; the limit is in milliseconds.
+  int OnWait(pollfd* polled, nfds_t count, int limit);
+};
 
 #endif  // TESTS_SYSTEM_CALLS_H_
