@@ -37,7 +37,7 @@ Device::TcpAddress ReadTcpAddress(const std::string& text) {
 }
 
 // Returns the path of the driver next to this program, or else its name, to be searched for in PATH.
-std::string UsualDriver(const char* own_name) {
+std::string DefaultDriver(const char* own_name) {
   std::error_code ignored;
   for (std::filesystem::path path : {std::filesystem::read_symlink("/proc/self/exe", ignored), {own_name}}) {
     path.replace_filename(kDriverName);
@@ -162,6 +162,6 @@ std::variant<Options, std::string> ReadCommandLine(int argument_count, const cha
   if (!options.listen.empty()) endpoint.listen = ReadTcpAddress(options.listen);
   endpoint.over_ip = endpoint.over_ip || !options.device.empty() || !options.listen.empty();
   if (options.record == "-") throw InputError("--record needs a file; standard output shows the transcript");
-  if (options.setup.driver.empty()) options.setup.driver = UsualDriver(*argument_values);
+  if (options.setup.driver.empty()) options.setup.driver = DefaultDriver(*argument_values);
   return options;
 }

@@ -34,7 +34,7 @@ Channel* Device::Link() {
   return connections_.empty() ? nullptr : connections_.back()->channel;
 }
 
-void Device::StayForNextDriver() {
+void Device::KeepOpen() {
   if (terminal_) driver_side_ = platform::Descriptor(open(names_.front().c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC));
 }
 
@@ -50,14 +50,14 @@ void Device::Attach(Channel& channel, std::unique_ptr<Channel> accepted) {
   connections_.push_back(std::make_unique<Connection>(++drivers_, std::move(accepted), &channel));
   channel.OnChange = [this, connection = connections_.back().get()] {
     const std::string bytes = std::exchange(connection->channel->Received, {});
-    if (!bytes.empty()) Take(*connection, bytes);
+    if (!bytes.empty()) HandleReceived(*connection, bytes);
     if (!connection->channel->Ended) return;
-    Show(*connection, connection->unshown.size());
+    ShowFirst(*connection, connection->unshown.size());
     if (connection->accepted && OnLink) OnLink(ShownNumber(*connection), false);
   };
 }
 
-void Device::Take(Connection& connection, const std::string& bytes) {
+void Device::HandleReceived(Connection& connection, const std::string& bytes) {
   bytes_seen_ += bytes.size();
   last_bytes_ = platform::MonotonicNow();
   connection.unshown += bytes;
@@ -67,7 +67,7 @@ void Device::Take(Connection& connection, const std::string& bytes) {
   std::size_t count = CompleteCommands(connection.unshown);
   const bool all = count == 0 && (!other_end_ || connection.unshown.size() > kMaxShown);
   if (all) count = connection.unshown.size();
-  Show(connection, count);
+  ShowFirst(connection, count);
 }
 
 platform::Interest Device::PrepareToWait() {
@@ -80,11 +80,11 @@ bool Device::IsQuiet() const {
   return platform::MonotonicNow() - last_bytes_ >= kQuietTime;
 }
 
-void Device::Show() {
-  for (const auto& connection : connections_) Show(*connection, connection->unshown.size());
+void Device::ShowPending() {
+  for (const auto& connection : connections_) ShowFirst(*connection, connection->unshown.size());
 }
 
-void Device::Show(Connection& connection, std::size_t count) {
+void Device::ShowFirst(Connection& connection, std::size_t count) {
   const std::string shown = connection.unshown.substr(0, count);
   connection.unshown.erase(0, count);
   for (const std::string_view line : DeviceLines(shown)) OnShow(ShownNumber(connection), line);

@@ -34,19 +34,19 @@ class Device : public platform::EventSource {
 
     bool IsReal() const { return !port.empty() || !network.address.empty(); }
     // Whether the simulator can see what the interface receives.
-    bool IsVisible() const { return !IsReal() || !other_end.empty(); }
+    bool IsObservable() const { return !IsReal() || !other_end.empty(); }
   };
-  static constexpr const char* kNotVisible = "a real device cannot be observed or made to fail";
+  static constexpr const char* kNotObservable = "a real device cannot be observed or made to fail";
 
   // Throws std::system_error if the endpoint cannot be opened.
   explicit Device(const Endpoint& endpoint);
 
   // Returns the driver's device arguments: a serial port, or an address and a port.
   const std::vector<std::string>& Names() const { return names_; }
-  // Returns the interface's end of the latest link; null if it is not visible or no driver has connected yet.
+  // Returns the interface's end of the latest link; null if it cannot be observed or no driver has connected yet.
   Channel* Link();
   // Keeps the pseudo-terminal open between drivers, so that another one can use it.
-  void StayForNextDriver();
+  void KeepOpen();
 
   // OnBytes is called with bytes as they arrive; OnShow with the same bytes, split into lines for display, with each
   // command in one line if possible. `driver` counts from 1, but is 0 until a second one connects.
@@ -56,14 +56,14 @@ class Device : public platform::EventSource {
   std::function<void(int driver, bool connected)> OnLink;
 
   // Shows all bytes now, even an incomplete command, which is otherwise shown when the device has become quiet.
-  void Show();
+  void ShowPending();
   // Whether nothing has arrived for a while (100 ms).
   bool IsQuiet() const;
   std::size_t BytesSeen() const { return bytes_seen_; }
 
  protected:
   platform::Interest PrepareToWait() override;
-  void HandleReady() override { Show(); }
+  void HandleReady() override { ShowPending(); }
 
  private:
   static constexpr std::chrono::milliseconds kQuietTime{100};
@@ -77,8 +77,8 @@ class Device : public platform::EventSource {
 
   void Attach(Channel& channel, std::unique_ptr<Channel> accepted = nullptr);
   void Accept();
-  void Take(Connection& connection, const std::string& bytes);
-  void Show(Connection& connection, std::size_t count);
+  void HandleReceived(Connection& connection, const std::string& bytes);
+  void ShowFirst(Connection& connection, std::size_t count);
   // Returns the driver number to show.
   int ShownNumber(const Connection& connection) const { return drivers_ > 1 ? connection.number : 0; }
 

@@ -32,8 +32,8 @@ std::size_t CommandLength(std::string_view bytes) {
     if (bytes.substr(first.size(), first.size()) != first) return 0;
     address = bytes.substr(0, 2 * first.size());
   }
-  const bool whole = address.size() < bytes.size() && EndsCommand(bytes[address.size()]) && IsText(address);
-  return whole ? address.size() + 1 : 0;
+  const bool complete = address.size() < bytes.size() && EndsCommand(bytes[address.size()]) && IsText(address);
+  return complete ? address.size() + 1 : 0;
 }
 
 }  // namespace
@@ -66,10 +66,10 @@ std::optional<std::string> ReadPrintable(std::string_view text) {
       continue;
     }
     const std::string_view digits = text.substr(1, 2);
-    const bool whole = digits.size() == 2 && std::ranges::all_of(digits, [](char digit) {
-                         return std::isxdigit(static_cast<unsigned char>(digit)) != 0;
-                       });
-    if (!whole) return std::nullopt;
+    const bool complete = digits.size() == 2 && std::ranges::all_of(digits, [](char digit) {
+                            return std::isxdigit(static_cast<unsigned char>(digit)) != 0;
+                          });
+    if (!complete) return std::nullopt;
     bytes += static_cast<char>(platform::ReadHexadecimal(digits));
     text.remove_prefix(3);
   }

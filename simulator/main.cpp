@@ -68,11 +68,11 @@ void ApplyTransport(const Script& script, Options& options) {
   device.over_ip = over_ip;
 }
 
-// Rejects a script whose steps need a visible device. The demonstration skips such steps instead.
-void RequireVisibleDevice(const Script& script) {
+// Rejects a script whose steps need an observable device. The demonstration skips such steps instead.
+void RequireObservableDevice(const Script& script) {
   for (const Step& step : script.steps) {
-    if (!step.row->NeedsVisibleDevice()) continue;
-    throw InputError(step.position + ": " + Device::kNotVisible +
+    if (!step.row->NeedsObservableDevice()) continue;
+    throw InputError(step.position + ": " + Device::kNotObservable +
                      "; name the other end of a serial line with --other-end");
   }
 }
@@ -105,7 +105,7 @@ int Play(const Options& options, const Script& script, Transcript& transcript) {
   const bool passed = player.Finish() && !player.HadInvalidStep();
   if (!passed) {
     transcript.Problem("the session failed");
-  } else if (session.Endpoint().IsVisible()) {
+  } else if (session.Endpoint().IsObservable()) {
     transcript.Note("the session passed");
   } else {
     transcript.Note("the session passed on the host side only: a real device cannot be observed");
@@ -125,7 +125,7 @@ int Run(Options options) {
   }
   const Script script = options.script.empty() ? Demonstration() : ReadScript(options.script);
   if (!options.interactive) ApplyTransport(script, options);
-  if (!options.script.empty() && !options.setup.device.IsVisible()) RequireVisibleDevice(script);
+  if (!options.script.empty() && !options.setup.device.IsObservable()) RequireObservableDevice(script);
   if (!MayMoveUnits(options)) return PrintError("cancelled; nothing was sent", kWrongInput);
   signals::Catch();  // not earlier: until here, Ctrl-C ends the program, even while it reads a script or asks
   const int status = Play(options, script, transcript);
@@ -138,9 +138,9 @@ int main(int argument_count, char** argument_values) {
   platform::PrepareProcess();
   SetCharacterEncoding();
   try {
-    const auto asked = ReadCommandLine(argument_count, argument_values);
-    if (const auto* const options = std::get_if<Options>(&asked)) return Run(*options);
-    const bool lost = std::fputs(std::get<std::string>(asked).c_str(), stdout) < 0;
+    const auto requested = ReadCommandLine(argument_count, argument_values);
+    if (const auto* const options = std::get_if<Options>(&requested)) return Run(*options);
+    const bool lost = std::fputs(std::get<std::string>(requested).c_str(), stdout) < 0;
     return Finish(kPassed, lost ? errno : 0);
   } catch (const InputError& error) {
     return PrintError(error.what(), kWrongInput);

@@ -15,7 +15,7 @@ bool Player::Start() {
 
 void Player::PlayScript(const Script& script) {
   for (const Step& step : script.steps) {
-    if (step.row->NeedsVisibleDevice() && !session_.Endpoint().IsVisible()) continue;
+    if (step.row->NeedsObservableDevice() && !session_.Endpoint().IsObservable()) continue;
     failed_ = !Perform(step);
     if (failed_) break;
   }
@@ -79,14 +79,14 @@ bool Player::Perform(const Step& step) {
   if (step.row == nullptr) return true;
   const auto perform = [&] {
     platform::EventPump::Instance().Run(std::chrono::milliseconds(0));
-    if (step.row->NeedsVisibleDevice()) session_.DeviceLink();
+    if (step.row->NeedsObservableDevice()) session_.DeviceLink();
     recorder_.Performed(step);
     Transcript& transcript = session_.Output();
     const std::string_view operand = std::string_view(step.line).substr(step.line.find_first_of(" \t") + 1);
     if (step.row->IsFault()) transcript.Note("fault: " + std::string(operand));
     step.row->perform(session_, expectations_, step);
     if (!step.row->IsExpectation()) return;
-    session_.DeviceEnd().Show();
+    session_.DeviceEnd().ShowPending();
     transcript.Event(Transcript::Kind::kAsExpected, Shortened(operand));
   };
   return Try(perform, step.position);

@@ -18,7 +18,8 @@ class Player {
 
   // Waits until the driver is ready for commands; returns whether it is.
   bool Start();
-  // Plays a script up to the first step that fails. Skips steps that need a visible device if it is not visible.
+  // Plays a script up to the first step that fails. Skips steps that need an observable device if it cannot be
+  // observed.
   void PlayScript(const Script& script);
   // Performs each line of standard input as it arrives, until the input or the driver ends.
   void PlayPipe();

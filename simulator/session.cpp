@@ -94,7 +94,7 @@ Channel& Session::HostLink() {
 }
 
 Channel& Session::DeviceLink() {
-  if (!endpoint_.IsVisible()) throw StepFailed(Device::kNotVisible);
+  if (!endpoint_.IsObservable()) throw StepFailed(Device::kNotObservable);
   if (device_.Link() == nullptr) throw StepFailed("the driver has not connected to the device");
   return *device_.Link();
 }
@@ -120,14 +120,14 @@ void Session::SendStream(std::int32_t count) {
     packets += DeviceCommand(address, "ON", std::to_string(i)).GetRawCommand();
     stream_bytes_ += address + "U";
   }
-  SendUntilTaken(packets, "a stream of " + std::to_string(count) + " commands");
+  SendUntilAccepted(packets, "a stream of " + std::to_string(count) + " commands");
 }
 
 void Session::SendRawPackets(std::int32_t count) {
   const std::string packet = RawDataCommand(std::string(cQuorvaneCommand::kMaxRawData, '-')).GetRawCommand();
   std::string packets;
   for (std::int32_t i = 0; i < count; ++i) packets += packet;
-  SendUntilTaken(packets, "raw data in " + std::to_string(count) + " packets");
+  SendUntilAccepted(packets, "raw data in " + std::to_string(count) + " packets");
 }
 
 void Session::Flood() {
@@ -159,7 +159,7 @@ void Session::Send(cQuorvaneCommand message, const std::string& in_words) {
   link.Send(packet);
 }
 
-void Session::SendUntilTaken(const std::string& packets, const std::string& in_words) {
+void Session::SendUntilAccepted(const std::string& packets, const std::string& in_words) {
   Channel& link = HostLink();
   transcript_.Event(Kind::kHostToDriver, in_words);
   link.Send(packets);
@@ -231,7 +231,7 @@ void Session::End() {
     before = Progress();
     platform::EventPump::Instance().Run(kPause);
   }
-  device_.Show();
+  device_.ShowPending();
   recorder_.Ended(driver_.Output().Received, driver_.Status().value_or(-1));
   transcript_.Note(killed ? "the driver had not connected; the simulator killed it"
                           : "the driver ended with " + ExitState());

@@ -84,7 +84,7 @@ class Session {
   std::vector<std::string> DriverArguments() const;
   void ShowEvents();
   void ShowConsole();
-  void SendUntilTaken(const std::string& packets, const std::string& in_words);
+  void SendUntilAccepted(const std::string& packets, const std::string& in_words);
   void ReportLostCommands();
   // Returns a number that changes with each byte or log entry that is sent or received.
   std::size_t Progress();

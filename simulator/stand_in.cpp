@@ -46,7 +46,7 @@ void RunStandIn(const Device::Endpoint& endpoint, const std::string& link, Trans
   constexpr std::chrono::milliseconds kSlice{200};
   using Kind = Transcript::Kind;
   Device device(endpoint);
-  device.StayForNextDriver();
+  device.KeepOpen();
   device.OnShow = [&](int driver, std::string_view line) {
     const std::string sender = driver == 0 ? "" : DriverName(driver) + ": ";
     transcript.Event(Kind::kDriverToDevice, sender + DeviceBytesInWords(line));

@@ -9,43 +9,44 @@
 
 namespace {
 
-using Takes = StepRow::Takes;
+using OperandKind = StepRow::OperandKind;
 using Use = StepRow::Use;
 
 constexpr std::array kRows{
-    StepRow(Use::kAlways, "", {"ADDRESS COMMAND", Takes::kCommand},
+    StepRow(Use::kAlways, "", {"ADDRESS COMMAND", OperandKind::kCommand},
             "send a command (ON, OFF or Stop) to the unit at an address: 0102 ON",
             [](Session& session, Expectations&, const Step& step) { session.SendCommand(step.address, step.text); }),
-    StepRow(Use::kAlways, "command", {"ADDRESS COMMAND", Takes::kCommand}, "the same, for an address without a digit",
+    StepRow(Use::kAlways, "command", {"ADDRESS COMMAND", OperandKind::kCommand},
+            "the same, for an address without a digit",
             [](Session& session, Expectations&, const Step& step) { session.SendCommand(step.address, step.text); }),
     StepRow(Use::kAlways, "debug", {}, "turn the driver's debug mode on or off",
             [](Session& session, Expectations&, const Step&) {
               session.Send(ControllerCommand("D"), "toggle debug mode");
             }),
-    StepRow(Use::kAlways, "raw", {"BYTE...", Takes::kBytes}, "send bytes to the device unchanged: raw 01 2A FF",
+    StepRow(Use::kAlways, "raw", {"BYTE...", OperandKind::kBytes}, "send bytes to the device unchanged: raw 01 2A FF",
             [](Session& session, Expectations&, const Step& step) { session.SendRaw(step.text); }),
-    StepRow(Use::kAlways, "stream", {"COUNT", Takes::kCount},
+    StepRow(Use::kAlways, "stream", {"COUNT", OperandKind::kCount},
             "send this many ON commands at once, starting with unit 0000",
             [](Session& session, Expectations&, const Step& step) { session.SendStream(step.count); }),
     StepRow(
-        Use::kAlways, "wait", {"MILLISECONDS", Takes::kCount}, "wait for this many milliseconds",
+        Use::kAlways, "wait", {"MILLISECONDS", OperandKind::kCount}, "wait for this many milliseconds",
         [](Session& session, Expectations&, const Step& step) { session.Wait(std::chrono::milliseconds(step.count)); }),
-    StepRow(Use::kVisibleDevice, "expect", {"BYTES", Takes::kText},
+    StepRow(Use::kObservableDevice, "expect", {"BYTES", OperandKind::kText},
             "the device receives these bytes next: expect 0102U; a session that uses this must expect all device bytes",
             [](Session&, Expectations& expected, const Step& step) { expected.DeviceReceives(step.text); }),
-    StepRow(Use::kVisibleDevice, "expect stream", {}, "the device receives the last stream, complete and in order",
+    StepRow(Use::kObservableDevice, "expect stream", {}, "the device receives the last stream, complete and in order",
             [](Session&, Expectations& expected, const Step&) { expected.DeviceReceivesStream(); }),
-    StepRow(Use::kAlways, "expect log", {"TEXT", Takes::kText}, "the driver logs this text to the host",
+    StepRow(Use::kAlways, "expect log", {"TEXT", OperandKind::kText}, "the driver logs this text to the host",
             [](Session&, Expectations& expected, const Step& step) { expected.DriverLogs(step.text); }),
-    StepRow(Use::kAlways, "expect console", {"TEXT", Takes::kText}, "the driver's console shows this text",
+    StepRow(Use::kAlways, "expect console", {"TEXT", OperandKind::kText}, "the driver's console shows this text",
             [](Session&, Expectations& expected, const Step& step) { expected.ConsoleShows(step.text); }),
     StepRow(Use::kAlways, "expect end", {}, "the driver exits with status 0",
             [](Session&, Expectations& expected, const Step&) { expected.DriverEnds(); }),
-    StepRow(Use::kVisibleDevice, "fault device pause", {}, "the device stops reading",
+    StepRow(Use::kObservableDevice, "fault device pause", {}, "the device stops reading",
             [](Session& session, Expectations&, const Step&) { session.DeviceLink().Paused = true; }),
-    StepRow(Use::kVisibleDevice, "fault device resume", {}, "the device resumes reading",
+    StepRow(Use::kObservableDevice, "fault device resume", {}, "the device resumes reading",
             [](Session& session, Expectations&, const Step&) { session.DeviceLink().Paused = false; }),
-    StepRow(Use::kVisibleDevice, "fault device close", {},
+    StepRow(Use::kObservableDevice, "fault device close", {},
             "the device closes its link; over a pseudo-terminal, as if its adapter were unplugged",
             [](Session& session, Expectations&, const Step&) { session.DeviceLink().Close(); }),
     StepRow(Use::kAlways, "fault host pause", {}, "the host stops reading",
@@ -71,13 +72,13 @@ constexpr std::array kRows{
             [](Session& session, Expectations&, const Step&) { session.Quit(); }),
     StepRow(Use::kAlways, "help", {}, "show this list; a line that begins with # is a comment",
             [](Session& session, Expectations&, const Step&) { session.Output().Note(StepsHelp()); }),
-    StepRow(Use::kDriverTest, "fill", {"COUNT", Takes::kCount}, "send this many packets of 244 raw bytes at once",
+    StepRow(Use::kDriverTest, "fill", {"COUNT", OperandKind::kCount}, "send this many packets of 244 raw bytes at once",
             [](Session& session, Expectations&, const Step& step) { session.SendRawPackets(step.count); }),
     StepRow(Use::kDriverTest, "flood", {}, "send device commands continuously until the driver exits",
             [](Session& session, Expectations&, const Step&) { session.Flood(); }),
     StepRow(Use::kDriverTest, "expect idle", {}, "the driver becomes idle",
             [](Session&, Expectations& expected, const Step&) { expected.DriverBecomesIdle(); }),
-    StepRow(Use::kDriverTest, "expect memory", {"MIB", Takes::kCount},
+    StepRow(Use::kDriverTest, "expect memory", {"MIB", OperandKind::kCount},
             "the driver's memory grew by less than this many MiB after it was ready; use after the driver has exited",
             [](Session&, Expectations& expected, const Step& step) { expected.MemoryGrewByLessThan(step.count); }),
 };

@@ -11,7 +11,7 @@
 
 namespace {
 
-using Takes = StepRow::Takes;
+using OperandKind = StepRow::OperandKind;
 constexpr std::string_view kBlanks = " \t\r";
 constexpr std::int32_t kMaxCount = 1'000'000;
 
@@ -85,15 +85,15 @@ std::string ReadCommand(std::string_view rest, Step& step) {
 
 std::string ReadOperand(std::string_view rest, Step& step) {
   switch (step.row->operand.kind) {
-    case Takes::kNothing:
+    case OperandKind::kNothing:
       return rest.empty() ? "" : "does not allow an operand: " + Quoted(rest);
-    case Takes::kText:
+    case OperandKind::kText:
       return ReadText(rest, step);
-    case Takes::kBytes:
+    case OperandKind::kBytes:
       return ReadBytes(rest, step);
-    case Takes::kCount:
+    case OperandKind::kCount:
       return ReadCount(rest, step);
-    case Takes::kCommand:
+    case OperandKind::kCommand:
       return ReadCommand(rest, step);
   }
   return {};

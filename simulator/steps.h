@@ -25,15 +25,15 @@ struct Step {
 };
 
 struct StepRow {
-  enum class Use { kAlways, kVisibleDevice, kDriverTest };
-  enum class Takes { kNothing, kText, kBytes, kCount, kCommand };
+  enum class Use { kAlways, kObservableDevice, kDriverTest };
+  enum class OperandKind { kNothing, kText, kBytes, kCount, kCommand };
   struct Operand {
     std::string_view name = {};  // as in the help
-    Takes kind = Takes::kNothing;
+    OperandKind kind = OperandKind::kNothing;
   };
   using Action = void (*)(Session& session, Expectations& expected, const Step& step);
 
-  Use use;                 // whether it needs a visible device, or only serves to test a driver
+  Use use;                 // whether it needs an observable device, or only serves to test a driver
   std::string_view words;  // what the line begins with; empty for a device command
   Operand operand;
   std::string_view help;
@@ -42,7 +42,7 @@ struct StepRow {
   constexpr StepRow(Use used, std::string_view begin, Operand taken, std::string_view meaning, Action action)
       : use(used), words(begin), operand(taken), help(meaning), perform(action) {}
 
-  bool NeedsVisibleDevice() const { return use == Use::kVisibleDevice; }
+  bool NeedsObservableDevice() const { return use == Use::kObservableDevice; }
   bool IsExpectation() const { return words.starts_with("expect"); }
   bool IsFault() const { return words.starts_with("fault"); }
   // Returns the step as shown in the help.
