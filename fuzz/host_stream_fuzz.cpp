@@ -36,6 +36,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   Require(socket.Buffer.size() < 65536 + cQuorvaneDeviceSocket::kHostReceiveSize);
   platform::EventPump::Instance().Run(std::chrono::milliseconds(0));
   Require(host.Unexpected().empty());
-  host.ForgetLog();
+  host.ClearLog();
   return 0;
 }

@@ -17,7 +17,7 @@ class Listener : public platform::EventSource {
  public:
   // Starts to listen on a numeric local address, with a queue of `backlog` connections not yet accepted; port 0 picks a
   // free port. Throws std::system_error on failure.
-  explicit Listener(const std::string& address = "127.0.0.1", int backlog = kUsualBacklog, std::int32_t port = 0);
+  explicit Listener(const std::string& address = "127.0.0.1", int backlog = kDefaultBacklog, std::int32_t port = 0);
 
   std::int32_t Port() const { return port_; }
   // Returns the listening descriptor.
@@ -34,7 +34,7 @@ class Listener : public platform::EventSource {
   void HandleReady() override;
 
  private:
-  static constexpr int kUsualBacklog = 16;
+  static constexpr int kDefaultBacklog = 16;
 
   platform::Descriptor listening_;
   std::int32_t port_ = 0;

@@ -27,7 +27,7 @@ cQuorvaneCommand RawDataCommand(std::string_view bytes) {
 SimulatedHost::SimulatedHost() {
   listener_.OnAccept = [this] {
     connection_id_.reset();
-    Link()->OnChange = [this] { TakeFromLink(); };
+    Link()->OnChange = [this] { ParseReceived(); };
   };
 }
 
@@ -42,7 +42,7 @@ std::vector<std::string> SimulatedHost::Entries() const {
   return entries;
 }
 
-void SimulatedHost::TakeFromLink() {
+void SimulatedHost::ParseReceived() {
   std::string& received = Link()->Received;
   if (!connection_id_) {
     constexpr std::string_view kStart = "TORVY:";

@@ -43,7 +43,7 @@ class SimulatedHost {
   const std::vector<LogEntry>& Log() const { return log_; }
   // Returns the log so far, each entry as "LEVEL TEXT".
   std::vector<std::string> Entries() const;
-  void ForgetLog() { log_.clear(); }
+  void ClearLog() { log_.clear(); }
   // Whether the driver has logged this text.
   bool HasLogged(std::string_view text) const;
   // Returns received bytes that are not part of the handshake or a log packet. There should be none.
@@ -53,7 +53,7 @@ class SimulatedHost {
   std::function<void(const LogEntry&)> OnLog;
 
  private:
-  void TakeFromLink();
+  void ParseReceived();
 
   Listener listener_;
   std::optional<std::string> connection_id_;

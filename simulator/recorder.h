@@ -24,7 +24,7 @@ class Recorder {
   void Logged(std::string_view text);
   void Ended(std::string_view console, int status);
   // Discards device bytes that were not written yet.
-  void ForgetDeviceBytes() { device_bytes_.clear(); }
+  void ClearDeviceBytes() { device_bytes_.clear(); }
 
   // Writes the recording, if one was begun, over the file. Returns false if it could not be written.
   bool Keep() const;

@@ -143,7 +143,7 @@ void Session::Flood() {
     return DriverHasEnded();
   };
   Await(ended, "the driver to end", kPauseAtEnd);
-  recorder_.ForgetDeviceBytes();
+  recorder_.ClearDeviceBytes();
 }
 
 void Session::Quit() {

@@ -42,7 +42,7 @@ class ConnectedSocket : public cQuorvaneDeviceSocket {
     EXPECT_TRUE(WaitFor([this] { return Host.HasLogged("end of the lines"); }));
     std::vector<std::string> lines = Host.Entries();
     lines.pop_back();
-    Host.ForgetLog();
+    Host.ClearLog();
     return lines;
   }
 
