@@ -21,7 +21,7 @@ constexpr std::int32_t kMaxLogLevel = 4;
 constexpr std::size_t kMaxLogText = 249;  // the host accepts at most 250 bytes, including the level
 
 constexpr std::size_t kMinBody = 13;
-constexpr std::size_t kAroundBody = 3;  // header, length byte and carriage return
+constexpr std::size_t kPacketOverhead = 3;  // header, length byte and carriage return
 constexpr std::int32_t kDefaultTransaction = 64;
 constexpr std::int32_t kLevelReadAsZero = 'L';  // as in the host's other drivers
 
@@ -148,7 +148,7 @@ std::string cQuorvaneCommand::BuildPlainPacket() {
   // A "Z" body is never shorter than this.
   if (body.size() < kMinBody) body.resize(kMinBody, ' ');
 
-  const std::string packet = Header + LowByte(static_cast<std::int32_t>(body.size() + kAroundBody)) + body + '\r';
+  const std::string packet = Header + LowByte(static_cast<std::int32_t>(body.size() + kPacketOverhead)) + body + '\r';
   PacketLength = static_cast<std::int32_t>(packet.size());
   return packet;
 }
