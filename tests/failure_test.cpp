@@ -200,7 +200,7 @@ TEST(FailingSession, ReportsEveryFailedAllocationCompletely) {
   }
 }
 
-TEST(FailingSession, ExitsInOrderAfterAnyFailedSystemCall) {
+TEST(FailingSession, ExitsNormallyAfterAnyFailedSystemCall) {
   ForEachCall(call_failure, EIO,
               [](const ChildResult& result) { EXPECT_EQ(result.status, kFailure) << result.console; });
 }

@@ -221,7 +221,7 @@ TEST(Multipacket, ParsesAndBuildsEntriesInEitherByteOrder) {
   EXPECT_EQ(message.GetRawCommand(), kAcknowledgement);
 }
 
-TEST(Multipacket, KeepsBytesOfCutEntry) {
+TEST(Multipacket, KeepsBytesOfTruncatedEntry) {
   const std::string packet = Examples()["device-command"];
   EXPECT_EQ(ParseMulti(packet.substr(0, 12)).GetMulti("addr"), "01");
   EXPECT_TRUE(ParseMulti(packet.substr(0, 10)).hasKey("addr"));

@@ -178,7 +178,7 @@ class SerialLimits : public SerialPortTest {
     return Wait(Calls().alarm.value_or(std::chrono::hours(1)), result);
   }
   // Makes the line accept one byte each time that the test clears `full`, and otherwise none, without an error.
-  void TakeByteByByte() {
+  void AcceptByteByByte() {
     full = true;
     Calls().hooks[kWrite] = [this](auto...) { return std::exchange(full, true) ? Failure(EIO) + 1 : 1; };
   }
@@ -212,7 +212,7 @@ TEST_F(SerialLimits, StalledLineFailsAfterFiveSeconds) {
 
 TEST_F(SerialLimits, LineThatAcceptsAByteEveryFourSecondsDoesNotFail) {
   int waits = 0;  // of 100 ms each
-  TakeByteByByte();
+  AcceptByteByByte();
   Calls().hooks[kPoll] = [&](long time, auto...) {
     if (++waits % 40 == 0) full = false;
     return Wait(milliseconds(time), 0);
@@ -278,7 +278,7 @@ TEST_F(SerialLimits, PortAssertsDtrAndLimitsOutputAfterQuit) {
   line.Close();
   cSerialPortAbstractor port(terminal.Path());
   EXPECT_TRUE(dtr);
-  TakeByteByByte();
+  AcceptByteByByte();
   Calls().hooks[kPoll] = [this](long limit, auto...) {
     full = false;
     return Wait(milliseconds(limit), 0);

@@ -20,7 +20,7 @@
 namespace {
 
 const std::thread::id main_thread = std::this_thread::get_id();
-std::atomic<bool> resolver_is_apart = false;  // whether it last ran on a separate thread with SIGALRM blocked
+std::atomic<bool> resolver_is_off_main_thread = false;  // whether it last ran on a separate thread with SIGALRM blocked
 std::atomic<bool> resolver_may_answer = false;
 
 }  // namespace
@@ -31,7 +31,7 @@ extern "C" int getaddrinfo(const char* name, const char* service, const addrinfo
   if (hints != nullptr && (hints->ai_flags & AI_NUMERICHOST) != 0) return system_resolver(name, service, hints, found);
   sigset_t blocked;
   pthread_sigmask(SIG_BLOCK, nullptr, &blocked);
-  resolver_is_apart = std::this_thread::get_id() != main_thread && sigismember(&blocked, SIGALRM) == 1;
+  resolver_is_off_main_thread = std::this_thread::get_id() != main_thread && sigismember(&blocked, SIGALRM) == 1;
   while (name == std::string_view("slow.test") && !resolver_may_answer) std::this_thread::yield();
   addrinfo numeric = *hints;
   numeric.ai_flags |= AI_NUMERICHOST;
@@ -114,7 +114,7 @@ TEST_F(TcpClientSocketTest, TriesNextAddressIfOneRefusesOrDoesNotAnswer) {
     client->Write(name);
     EXPECT_TRUE(WaitFor([&] { return listener.Peer() != nullptr && listener.Peer()->Received == name; }));
     EXPECT_THAT(Events(1), ElementsAre("connected"));
-    EXPECT_TRUE(resolver_is_apart);
+    EXPECT_TRUE(resolver_is_off_main_thread);
   }
 }
 
