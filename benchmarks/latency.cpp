@@ -100,17 +100,18 @@ void MeasureLatency(const Measured& measured) {
     relays.push_back({"socat", socat_host.Peer()->Number(),
                       over_ip ? socat_device.Peer()->Number() : terminal.Line().Number(), "0102U"});
 
-    Listener least_host;
-    Listener least_device;
-    PseudoTerminal least_terminal;
-    const ChildProcess least(
-        measured.least_relay,
-        {std::to_string(least_host.Port()), over_ip ? std::to_string(least_device.Port()) : least_terminal.Path()});
-    Require(WaitFor([&] { return least_host.Peer() != nullptr && (!over_ip || least_device.Peer() != nullptr); }),
-            "the least relay's start");
+    Listener minimal_host;
+    Listener minimal_device;
+    PseudoTerminal minimal_terminal;
+    const ChildProcess minimal(measured.minimal_relay,
+                               {std::to_string(minimal_host.Port()),
+                                over_ip ? std::to_string(minimal_device.Port()) : minimal_terminal.Path()});
+    Require(WaitFor([&] { return minimal_host.Peer() != nullptr && (!over_ip || minimal_device.Peer() != nullptr); }),
+            "the minimal relay's start");
     platform::EventPump::Instance().Run(std::chrono::milliseconds(500));  // until it has opened its terminal
-    relays.push_back({"least relay", least_host.Peer()->Number(),
-                      over_ip ? least_device.Peer()->Number() : least_terminal.Line().Number(), DeviceCommandBytes()});
+    relays.push_back({"minimal relay", minimal_host.Peer()->Number(),
+                      over_ip ? minimal_device.Peer()->Number() : minimal_terminal.Line().Number(),
+                      DeviceCommandBytes()});
     Sample(relays);
     PrintRows(over_ip ? "TCP" : "a terminal", relays);
     if (over_ip) WriteDistribution(measured.data_folder + "/latency.data", relays);

@@ -23,7 +23,7 @@ void Require(bool holds, const char* what);
 // The programs to measure, and the folder for the plot data.
 struct Measured {
   std::string driver;
-  std::string least_relay;
+  std::string minimal_relay;
   std::string socat;
   std::string data_folder;
 };

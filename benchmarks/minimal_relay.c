@@ -18,7 +18,7 @@ static int ConnectTo(const char* port) {
   address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
   const int link = socket(AF_INET, SOCK_STREAM, 0);
   if (link < 0 || connect(link, (struct sockaddr*)&address, sizeof address) != 0) {
-    perror("least_relay");
+    perror("minimal_relay");
     exit(1);
   }
   setsockopt(link, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
@@ -29,7 +29,7 @@ static int OpenTerminal(const char* path) {
   const int line = open(path, O_RDWR | O_NOCTTY);
   struct termios settings;
   if (line < 0 || tcgetattr(line, &settings) != 0) {
-    perror("least_relay");
+    perror("minimal_relay");
     exit(1);
   }
   cfmakeraw(&settings);
@@ -39,7 +39,7 @@ static int OpenTerminal(const char* path) {
 
 int main(int argument_count, char** arguments) {
   if (argument_count != 3) {
-    fputs("usage: least_relay HOST-PORT DEVICE-PORT|TERMINAL\n", stderr);
+    fputs("usage: minimal_relay HOST-PORT DEVICE-PORT|TERMINAL\n", stderr);
     return 2;
   }
   const int host = ConnectTo(arguments[1]);
