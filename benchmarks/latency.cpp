@@ -97,8 +97,8 @@ void MeasureLatency(const Measured& measured) {
     Require(WaitFor([&] { return socat_host.Peer() != nullptr && (!over_ip || socat_device.Peer() != nullptr); }),
             "socat's start");
     platform::EventPump::Instance().Run(std::chrono::milliseconds(500));  // until socat has opened its terminal
-    relays.push_back({"socat", socat_host.Peer()->Number(),
-                      over_ip ? socat_device.Peer()->Number() : terminal.Line().Number(), "0102U"});
+    relays.push_back({"socat", socat_host.Peer()->DescriptorNumber(),
+                      over_ip ? socat_device.Peer()->DescriptorNumber() : terminal.Line().DescriptorNumber(), "0102U"});
 
     Listener minimal_host;
     Listener minimal_device;
@@ -109,8 +109,8 @@ void MeasureLatency(const Measured& measured) {
     Require(WaitFor([&] { return minimal_host.Peer() != nullptr && (!over_ip || minimal_device.Peer() != nullptr); }),
             "the minimal relay's start");
     platform::EventPump::Instance().Run(std::chrono::milliseconds(500));  // until it has opened its terminal
-    relays.push_back({"minimal relay", minimal_host.Peer()->Number(),
-                      over_ip ? minimal_device.Peer()->Number() : minimal_terminal.Line().Number(),
+    relays.push_back({"minimal relay", minimal_host.Peer()->DescriptorNumber(),
+                      over_ip ? minimal_device.Peer()->DescriptorNumber() : minimal_terminal.Line().DescriptorNumber(),
                       DeviceCommandBytes()});
     Sample(relays);
     PrintRows(over_ip ? "TCP" : "a terminal", relays);

@@ -36,8 +36,10 @@ struct RunningDriver {
   std::unique_ptr<ChildProcess> process;
 
   RunningDriver(const std::string& program, bool over_ip);
-  int HostNumber() const { return host.Link()->Number(); }
-  int DeviceNumber(bool over_ip) { return over_ip ? device.Peer()->Number() : terminal.Line().Number(); }
+  int HostNumber() const { return host.Link()->DescriptorNumber(); }
+  int DeviceNumber(bool over_ip) {
+    return over_ip ? device.Peer()->DescriptorNumber() : terminal.Line().DescriptorNumber();
+  }
 };
 
 // Returns the packet of a device command; it produces five bytes for the device.

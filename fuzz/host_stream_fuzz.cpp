@@ -29,7 +29,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   if (size < 2) return 0;
   const std::size_t piece = data[0] == 0 ? size : data[0];
   for (std::size_t at = 1; at < size; at += piece) {
-    Require(send(host.Link()->Number(), data + at, std::min(piece, size - at), 0) >= 0);
+    Require(send(host.Link()->DescriptorNumber(), data + at, std::min(piece, size - at), 0) >= 0);
     platform::EventPump::Instance().RunOnly(socket);
   }
   Require(socket.IsConnected());

@@ -3,13 +3,13 @@
 #include <sys/socket.h>
 
 void Channel::Send(std::string_view bytes) {
-  if (ByteStream::CanSend()) QueueOutput(bytes);
+  if (CanSend()) QueueOutput(bytes);
 }
 
 void Channel::Reset() {
   const linger at_once{1, 0};  // with a time of 0, close sends a reset
   setsockopt(DescriptorNumber(), SOL_SOCKET, SO_LINGER, &at_once, sizeof at_once);
-  Close();
+  CloseStream();
 }
 
 void Channel::FinishSending() {

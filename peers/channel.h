@@ -20,21 +20,20 @@ class Channel : public platform::ByteStream {
   bool Paused = false;             // reads nothing, not even the end of the stream: the sender's buffers fill up
   std::function<void()> OnChange;  // called when Received or Ended has changed
 
-  // Queues bytes, which are sent when the event pump runs; drops them if the link is closed.
+  // Queues bytes, which are sent when the event pump runs; drops them if CanSend returns false.
   void Send(std::string_view bytes);
-  // Returns the number of bytes still queued.
-  std::size_t Unsent() const { return OutputQueued(); }
-
   // Whether bytes can still be sent, as far as this side knows.
-  bool PeerCanReceive() const { return ByteStream::CanSend() && !finished_; }
+  bool CanSend() const { return ByteStream::CanSend() && !finished_; }
 
-  void Close() { CloseStream(); }
   // Closes a socket with a reset.
   void Reset();
   // Shuts down a socket's sending half; still reads.
   void FinishSending();
-  // Returns the descriptor; -1 if closed.
-  int Number() const { return DescriptorNumber(); }
+
+  using ByteStream::CloseStream;
+  using ByteStream::DescriptorNumber;
+  using ByteStream::IsOpen;
+  using ByteStream::OutputQueued;
 
  protected:
   platform::Interest PrepareToWait() override;

@@ -18,7 +18,7 @@ class PseudoTerminal {
   // Waits, without running the event pump, until bytes sent by Line can be read on the driver's side.
   bool WaitForInput() const;
   // Hangs up, like an adapter that is unplugged.
-  void HangUp() { line_->Close(); }
+  void HangUp() { line_->CloseStream(); }
 
  private:
   std::string path_;

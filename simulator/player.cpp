@@ -54,8 +54,7 @@ void Player::PlayTerminal() {
 bool Player::Finish() {
   signals::Clear();  // after an interruption, still ask the driver to quit
   const Channel* const link = session_.HostEnd().Link();
-  const bool can_ask =
-      !session_.QuitWasSent() && !session_.DriverHasEnded() && link != nullptr && link->PeerCanReceive();
+  const bool can_ask = !session_.QuitWasSent() && !session_.DriverHasEnded() && link != nullptr && link->CanSend();
   if (can_ask) Perform(ReadStep("quit"));
   const bool ended = Try([this] { session_.End(); });
   return expectations_.Verdict() && ended && !failed_;

@@ -89,7 +89,7 @@ void Session::WaitUntilReady() {
 }
 
 Channel& Session::HostLink() {
-  if (host_.Link() != nullptr && host_.Link()->PeerCanReceive()) return *host_.Link();
+  if (host_.Link() != nullptr && host_.Link()->CanSend()) return *host_.Link();
   throw StepFailed("the link to the driver is closed; nothing can be sent");
 }
 
@@ -138,7 +138,7 @@ void Session::Flood() {
   Channel& link = HostLink();
   transcript_.Event(Kind::kHostToDriver, "continuous commands");
   const auto ended = [&] {
-    if (link.Unsent() < kQueued) link.Send(packets);
+    if (link.OutputQueued() < kQueued) link.Send(packets);
     DeviceBytes.clear();
     return DriverHasEnded();
   };
@@ -163,7 +163,7 @@ void Session::SendUntilAccepted(const std::string& packets, const std::string& i
   Channel& link = HostLink();
   transcript_.Event(Kind::kHostToDriver, in_words);
   link.Send(packets);
-  Await([&] { return link.Unsent() == 0 || driver_.Status(); }, "the driver to accept the data");
+  Await([&] { return link.OutputQueued() == 0 || driver_.Status(); }, "the driver to accept the data");
   ReportLostCommands();
 }
 
@@ -173,7 +173,7 @@ void Session::ReportLostCommands() {
   const Channel* const link = device_.Link();
   if (quit_sent_ || driver_.Status() || link == nullptr) return;
   if (link->Ended) throw StepFailed("the device link is closed; the data sent is lost");
-  if (link->Number() < 0) transcript_.Note("a step closed the device link; the data sent is lost");
+  if (!link->IsOpen()) transcript_.Note("a step closed the device link; the data sent is lost");
 }
 
 void Session::Wait(std::chrono::milliseconds time) {
@@ -189,7 +189,7 @@ void Session::Wait(std::chrono::milliseconds time) {
 }
 
 std::size_t Session::Progress() {
-  const std::size_t unsent = host_.Link() == nullptr ? 0 : host_.Link()->Unsent();
+  const std::size_t unsent = host_.Link() == nullptr ? 0 : host_.Link()->OutputQueued();
   return device_.BytesSeen() + host_.Log().size() + driver_.Output().Received.size() - unsent;
 }
 

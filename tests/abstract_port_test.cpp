@@ -86,7 +86,7 @@ TEST_P(Ports, PassInputToReceiver) {
 }
 
 TEST_P(Ports, ReportOneError) {
-  Device().Close();
+  Device().CloseStream();
   EXPECT_TRUE(WaitFor([this] { return !receiver->errors.empty(); }));
   port->PortSendData("nobody gets this");
   port->PortXmitWait();
@@ -112,7 +112,7 @@ TEST_P(Ports, ReceiverMayClearPortInAnyEvent) {
       EXPECT_FALSE(watched.expired());
     };
     receiver.reset();
-    if (in_error_event) Device().Close();
+    if (in_error_event) Device().CloseStream();
     if (!in_error_event) Device().Send("clear");
     EXPECT_TRUE(WaitFor([&] { return watched.expired() && (in_error_event || Device().Ended); }));
   }
@@ -143,7 +143,7 @@ TEST(SerialPortAbstractor, AcquiresNoControllingTerminal) {
   const ChildResult result = RunInChild([&terminal] {
     setsid();
     const cSerialPortAbstractor port(terminal.Path());
-    return tcgetsid(terminal.Line().Number());
+    return tcgetsid(terminal.Line().DescriptorNumber());
   });
   EXPECT_EQ(result.status, 255);  // tcgetsid returned -1: not a controlling terminal
 }

@@ -32,8 +32,8 @@ class ConnectedSocket : public cQuorvaneDeviceSocket {
   void Deliver(std::string_view bytes) {
     const int events_before = data_events_;
     Host.Link()->Send(bytes);
-    EXPECT_TRUE(
-        WaitFor([&] { return data_events_ > events_before && Host.Link()->Unsent() == 0 && InputWaiting() == 0; }));
+    EXPECT_TRUE(WaitFor(
+        [&] { return data_events_ > events_before && Host.Link()->OutputQueued() == 0 && InputWaiting() == 0; }));
   }
 
   // Returns the log lines that the host has received since the last call.

@@ -33,7 +33,8 @@ class HostStream : public testing::Test {
 
   // Sends bytes from the host and makes one data event.
   void DeliverOnce(const std::string& bytes) {
-    ASSERT_EQ(send(socket.Host.Link()->Number(), bytes.data(), bytes.size(), 0), static_cast<ssize_t>(bytes.size()));
+    ASSERT_EQ(send(socket.Host.Link()->DescriptorNumber(), bytes.data(), bytes.size(), 0),
+              static_cast<ssize_t>(bytes.size()));
     platform::EventPump::Instance().RunOnly(socket);
   }
 };

@@ -43,7 +43,7 @@ class SerialPortTest : public testing::Test {
 
   termios Settings() {
     termios settings{};
-    EXPECT_EQ(tcgetattr(terminal.Line().Number(), &settings), 0);
+    EXPECT_EQ(tcgetattr(terminal.Line().DescriptorNumber(), &settings), 0);
     return settings;
   }
 };
@@ -65,7 +65,7 @@ TEST_F(SerialPortTest, DriverOpensRawAt9600With8DataBitsAnd1StopBit) {
   settings.c_iflag |= IXON | IXOFF | ICRNL;
   settings.c_cc[VMIN] = settings.c_cc[VTIME] = 7;
   cfsetspeed(&settings, B300);
-  ASSERT_EQ(tcsetattr(terminal.Line().Number(), TCSANOW, &settings), 0);
+  ASSERT_EQ(tcsetattr(terminal.Line().DescriptorNumber(), TCSANOW, &settings), 0);
   const cSerialPortAbstractor port(terminal.Path());
   settings = Settings();
   constexpr tcflag_t kAsked = CSIZE | PARENB | CSTOPB | CRTSCTS | CREAD | CLOCAL;

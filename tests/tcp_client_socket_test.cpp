@@ -74,7 +74,8 @@ class TcpClientSocketTest : public testing::Test {
   }
   // Sends at once, without the event pump.
   void SendFromPeer(std::string_view bytes) const {
-    EXPECT_EQ(send(listener.Peer()->Number(), bytes.data(), bytes.size(), 0), static_cast<ssize_t>(bytes.size()));
+    EXPECT_EQ(send(listener.Peer()->DescriptorNumber(), bytes.data(), bytes.size(), 0),
+              static_cast<ssize_t>(bytes.size()));
   }
   // Waits for `count` events, and a little longer for unexpected ones.
   const std::vector<std::string>& Events(std::size_t count) {
@@ -182,7 +183,7 @@ TEST_F(TcpClientSocketTest, SlowResolverDoesNotBlock) {
   other.Address = "slow.test";
   client->then = [&](const std::string& /*event*/) { other.Connect(); };
   SendFromPeer("go");
-  ASSERT_EQ(send(other_listener.Peer()->Number(), "lost", 4, 0), 4);
+  ASSERT_EQ(send(other_listener.Peer()->DescriptorNumber(), "lost", 4, 0), 4);
   EventPump::Instance().Run(milliseconds(0));  // both are ready, but one reconnects the other
   other.Close();
   EventPump::Instance().Run(milliseconds(20));
@@ -335,7 +336,7 @@ TEST_F(TcpClientSocketTest, PollOrRunInDataEventSendsWithoutNestingOrSpinning) {
       peer.Send("second");
       client->Write(answer);
       for (int i = 0; i < 3; ++i) client->Poll();
-      EXPECT_TRUE(WaitFor([&] { return peer.Received == answer && peer.Unsent() == 0; }));
+      EXPECT_TRUE(WaitFor([&] { return peer.Received == answer && peer.OutputQueued() == 0; }));
       ExpectQuietPump();
     }
     --depth;
