@@ -3,6 +3,7 @@
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
+#include <array>
 
 #include "app/process_state.h"
 #include "device/torvy.h"
@@ -35,7 +36,7 @@ void Framing(benchmark::State& state, cQuorvaneCommand message) {
   state.SetItemsProcessed(packets);
 }
 
-constexpr std::int64_t kStreamSizes[] = {1 << 10, 64 << 10, 16 << 20};
+constexpr auto kStreamSizes = std::to_array<std::int64_t>({1 << 10, 64 << 10, 16 << 20});
 
 void FramePlainPackets(benchmark::State& state) {
   Framing(state, ControllerCommand("D"));

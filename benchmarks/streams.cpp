@@ -55,7 +55,7 @@ void MeasureStreams(const Measured& measured) {
 
   constexpr int kMessages = 100'000;
   constexpr int kRepetitions = 7;
-  constexpr std::array<int, 6> kHundredThousands{1, 2, 3, 4, 6, 8};
+  constexpr auto kHundredThousands = std::to_array({1, 2, 3, 4, 6, 8});
   std::array<Samples, kHundredThousands.size()> by_driver;
   for (int i = 0; i < kRepetitions; ++i) {
     for (std::size_t j = 0; j < kHundredThousands.size(); ++j) {

@@ -34,7 +34,7 @@ std::string FunctionName(std::uintptr_t address) {
 
 // Returns the index of the first frame after the C++ runtime's frames for throwing and terminating.
 std::size_t FirstOwnFrame(const std::vector<std::string>& names) {
-  constexpr std::array<std::string_view, 3> kRuntime{"__cxa_throw", "__cxa_rethrow", "std::terminate()"};
+  constexpr auto kRuntime = std::to_array<std::string_view>({"__cxa_throw", "__cxa_rethrow", "std::terminate()"});
   std::size_t first = 0;
   for (std::size_t i = 0; i < names.size(); ++i) {
     for (const std::string_view function : kRuntime) {

@@ -29,11 +29,18 @@ struct Speed {
   speed_t code;
 };
 
-constexpr std::array kSpeeds{Speed{300, B300},     Speed{600, B600},      Speed{1200, B1200},   Speed{2400, B2400},
-                             Speed{4800, B4800},   Speed{9600, B9600},    Speed{19200, B19200}, Speed{38400, B38400},
-                             Speed{57600, B57600}, Speed{115200, B115200}};
+constexpr auto kSpeeds = std::to_array<Speed>({{300, B300},
+                                               {600, B600},
+                                               {1200, B1200},
+                                               {2400, B2400},
+                                               {4800, B4800},
+                                               {9600, B9600},
+                                               {19200, B19200},
+                                               {38400, B38400},
+                                               {57600, B57600},
+                                               {115200, B115200}});
 
-constexpr std::array<tcflag_t, 4> kDataBits{CS5, CS6, CS7, CS8};
+constexpr auto kDataBits = std::to_array<tcflag_t>({CS5, CS6, CS7, CS8});
 constexpr std::int32_t kMinDataBits = 5;
 
 // Returns the termios code of a speed; B0 if the speed is not standard.

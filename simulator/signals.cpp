@@ -9,7 +9,7 @@
 namespace signals {
 namespace {
 
-constexpr std::array kEnding{SIGINT, SIGTERM, SIGHUP, SIGQUIT};
+constexpr auto kEnding = std::to_array({SIGINT, SIGTERM, SIGHUP, SIGQUIT});
 
 std::array<volatile std::sig_atomic_t, NSIG> received{};  // by signal number
 

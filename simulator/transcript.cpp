@@ -15,11 +15,11 @@ struct LineStyle {
   std::string_view name;
   std::string_view colour;
 };
-constexpr std::array<LineStyle, 5> kLineStyles{{{"host -> driver  ", "\x1b[36m"},
-                                                {"host <- driver  ", "\x1b[33m"},
-                                                {"driver -> device", "\x1b[32;1m"},
-                                                {"driver's console", "\x1b[35m"},
-                                                {"as expected     ", "\x1b[32m"}}};
+constexpr auto kLineStyles = std::to_array<LineStyle>({{"host -> driver  ", "\x1b[36m"},
+                                                       {"host <- driver  ", "\x1b[33m"},
+                                                       {"driver -> device", "\x1b[32;1m"},
+                                                       {"driver's console", "\x1b[35m"},
+                                                       {"as expected     ", "\x1b[32m"}});
 constexpr std::string_view kProblemColour = "\x1b[31;1m";
 constexpr std::string_view kPlain = "\x1b[0m";
 

@@ -102,7 +102,7 @@ std::string ReceiveAll(int link) {
   return bytes;
 }
 
-constexpr std::array kInterruptible{kConnect, kSleep, kOpen, kPoll, kRead, kDrain, kWrite};
+constexpr auto kInterruptible = std::to_array({kConnect, kSleep, kOpen, kPoll, kRead, kDrain, kWrite});
 
 // A session that exercises every kind of log entry. The far ends are plain sockets, into which no failures are
 // injected.
