@@ -71,7 +71,7 @@ void ApplyTransport(const Script& script, Options& options) {
 // Rejects a script whose steps need an observable device. The demonstration skips such steps instead.
 void RequireObservableDevice(const Script& script) {
   for (const Step& step : script.steps) {
-    if (!step.row->NeedsObservableDevice()) continue;
+    if (step.row->use != StepRow::Use::kObservableDevice) continue;
     throw InputError(step.position + ": " + Device::kNotObservable +
                      "; name the other end of a serial line with --other-end");
   }

@@ -15,7 +15,7 @@ bool Player::Start() {
 
 void Player::PlayScript(const Script& script) {
   for (const Step& step : script.steps) {
-    if (step.row->NeedsObservableDevice() && !session_.Endpoint().IsObservable()) continue;
+    if (step.row->use == StepRow::Use::kObservableDevice && !session_.Endpoint().IsObservable()) continue;
     failed_ = !Perform(step);
     if (failed_) break;
   }
@@ -71,20 +71,20 @@ void Player::PlayLine(std::string_view line, const std::string& position) {
   }
   if (Perform(step)) return;
   const bool left = typed && signals::TakeInterrupt();
-  if (!left || step.row->IsExpectation()) failed_ = true;
+  if (!left || step.row->kind == StepRow::Kind::kExpectation) failed_ = true;
 }
 
 bool Player::Perform(const Step& step) {
   if (step.row == nullptr) return true;
   const auto perform = [&] {
     platform::EventPump::Instance().Run(std::chrono::milliseconds(0));
-    if (step.row->NeedsObservableDevice()) session_.DeviceLink();
+    if (step.row->use == StepRow::Use::kObservableDevice) session_.DeviceLink();
     recorder_.Performed(step);
     Transcript& transcript = session_.Output();
     const std::string_view operand = std::string_view(step.line).substr(step.line.find_first_of(" \t") + 1);
-    if (step.row->IsFault()) transcript.Note("fault: " + std::string(operand));
-    step.row->perform(session_, expectations_, step);
-    if (!step.row->IsExpectation()) return;
+    if (step.row->kind == StepRow::Kind::kFault) transcript.Note("fault: " + std::string(operand));
+    step.row->perform({session_, expectations_, step});
+    if (step.row->kind != StepRow::Kind::kExpectation) return;
     session_.DeviceEnd().ShowPending();
     transcript.Event(Transcript::Kind::kAsExpected, Shortened(operand));
   };

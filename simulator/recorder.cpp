@@ -45,13 +45,15 @@ void Recorder::Begin(bool over_ip) {
 }
 
 void Recorder::Performed(const Step& step) {
-  if (!HasBegun() || step.row->IsExpectation() || step.row->words == "help") return;
+  using Kind = StepRow::Kind;
+  const Kind kind = step.row->kind;
+  if (!HasBegun() || kind == Kind::kExpectation || kind == Kind::kHelp) return;
   WriteDeviceBytes();
   // Pauses before the driver's answers are not recorded, because expectations wait for the answers.
   constexpr std::chrono::milliseconds kMinPause{100};
   const auto pause = std::chrono::floor<std::chrono::milliseconds>(platform::MonotonicNow() - last_event_);
   if (pause > kMinPause) WriteWait(pause);
-  if (step.row->words != "wait") Write(step.line);
+  if (kind != Kind::kWait) Write(step.line);
   last_event_ = platform::MonotonicNow();
 }
 

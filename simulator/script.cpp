@@ -29,7 +29,7 @@ constexpr const char* kDemonstration =
 
 // Applies an `over` step to the script; returns false for any other step.
 bool TakeTransport(const Step& step, Script& script) {
-  if (step.row->words != "over ip" && step.row->words != "over serial") return false;
+  if (step.row->kind != StepRow::Kind::kTransport) return false;
   script.over_ip = step.row->words == "over ip";
   return true;
 }

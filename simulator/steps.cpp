@@ -84,7 +84,7 @@ std::string ReadCommand(std::string_view rest, Step& step) {
 }
 
 std::string ReadOperand(std::string_view rest, Step& step) {
-  switch (step.row->operand.kind) {
+  switch (step.row->operand) {
     case OperandKind::kNothing:
       return rest.empty() ? "" : "does not allow an operand: " + Quoted(rest);
     case OperandKind::kText:
@@ -114,8 +114,8 @@ Step NoStep(std::string_view line, std::string why) {
 
 std::string StepRow::Usage() const {
   std::string usage(words);
-  if (!words.empty() && !operand.name.empty()) usage += ' ';
-  return usage += operand.name;
+  if (!words.empty() && !operand_name.empty()) usage += ' ';
+  return usage += operand_name;
 }
 
 Step ReadStep(std::string_view line) {
@@ -139,7 +139,7 @@ Step ReadStep(std::string_view line) {
 }
 
 std::string WhyNotPerformable(const Step& step) {
-  const bool first_only = step.row != nullptr && step.row->perform == nullptr;
+  const bool first_only = step.row != nullptr && step.row->kind == StepRow::Kind::kTransport;
   return first_only ? Shortened(step.line) + " can only be a script's first step" : step.wrong;
 }
 
@@ -147,7 +147,7 @@ std::vector<std::string> StepsThatBegin(std::string_view typed) {
   std::vector<std::string> steps;
   for (const StepRow& row : StepRows()) {
     const bool begins = platform::EqualIgnoringCase(row.words.substr(0, typed.size()), typed);
-    if (!row.words.empty() && row.perform != nullptr && begins) steps.emplace_back(row.words);
+    if (!row.words.empty() && row.kind != StepRow::Kind::kTransport && begins) steps.emplace_back(row.words);
   }
   return steps;
 }

@@ -25,26 +25,24 @@ struct Step {
 };
 
 struct StepRow {
-  enum class Use { kAlways, kObservableDevice, kDriverTest };
+  enum class Kind { kSend, kWait, kExpectation, kFault, kTransport, kHelp };
   enum class OperandKind { kNothing, kText, kBytes, kCount, kCommand };
-  struct Operand {
-    std::string_view name = {};  // as in the help
-    OperandKind kind = OperandKind::kNothing;
+  enum class Use { kAlways, kObservableDevice, kDriverTest };
+  // What an action uses.
+  struct Context {
+    Session& session;
+    Expectations& expected;
+    const Step& step;
   };
-  using Action = void (*)(Session& session, Expectations& expected, const Step& step);
 
-  Use use;                 // whether it needs an observable device, or only serves to test a driver
+  Kind kind;
   std::string_view words;  // what the line begins with; empty for a device command
-  Operand operand;
+  OperandKind operand;
+  std::string_view operand_name;  // as in the help
   std::string_view help;
-  Action perform;  // throws StepFailed; null for `over` steps
+  void (*perform)(const Context& context);  // throws StepFailed; null for a transport, which is only selected
+  Use use = Use::kAlways;                   // whether it needs an observable device, or only serves to test a driver
 
-  constexpr StepRow(Use used, std::string_view begin, Operand taken, std::string_view meaning, Action action)
-      : use(used), words(begin), operand(taken), help(meaning), perform(action) {}
-
-  bool NeedsObservableDevice() const { return use == Use::kObservableDevice; }
-  bool IsExpectation() const { return words.starts_with("expect"); }
-  bool IsFault() const { return words.starts_with("fault"); }
   // Returns the step as shown in the help.
   std::string Usage() const;
 };
