@@ -72,8 +72,8 @@ void ApplyTransport(const Script& script, Options& options) {
 void RequireObservableDevice(const Script& script) {
   for (const Step& step : script.steps) {
     if (step.row->use != StepRow::Use::kObservableDevice) continue;
-    throw InputError(step.position + ": " + Device::kNotObservable +
-                     "; name the other end of a serial line with --other-end");
+    throw InputError(
+        step.Message(std::string(Device::kNotObservable) + "; name the other end of a serial line with --other-end"));
   }
 }
 

@@ -2,6 +2,8 @@
 
 #include <unistd.h>
 
+#include <utility>
+
 #include "peers/channel.h"
 #include "platform/event_pump.h"
 #include "simulator/format.h"
@@ -48,7 +50,7 @@ void Player::PlayTerminal() {
   const auto is_over = [this] {
     return session_.QuitWasSent() || session_.DriverHasEnded() || session_.Output().WriteError() != 0;
   };
-  EditLines(session_.Output(), is_over, [this](const std::string& line) { PlayLine(line, {}); });
+  EditLines(session_.Output(), is_over, [this](const std::string& line) { PlayLine(line, std::nullopt); });
 }
 
 bool Player::Finish() {
@@ -60,12 +62,12 @@ bool Player::Finish() {
   return expectations_.Verdict() && ended && !failed_;
 }
 
-void Player::PlayLine(std::string_view line, const std::string& position) {
+void Player::PlayLine(std::string_view line, std::optional<std::string> position) {
   Step step = ReadStep(line);
-  step.position = position;
-  const bool typed = position.empty();
+  step.position = std::move(position);
+  const bool typed = !step.position;
   if (const std::string wrong = WhyNotPerformable(step); !wrong.empty()) {
-    session_.Output().Problem(typed ? wrong : position + ": " + wrong);
+    session_.Output().Problem(step.Message(wrong));
     if (!typed) had_invalid_step_ = true;
     return;
   }
@@ -88,15 +90,15 @@ bool Player::Perform(const Step& step) {
     session_.DeviceEnd().ShowPending();
     transcript.Event(Transcript::Kind::kAsExpected, Shortened(operand));
   };
-  return Try(perform, step.position);
+  return Try(perform, step);
 }
 
-bool Player::Try(const std::function<void()>& action, const std::string& position) {
+bool Player::Try(const std::function<void()>& action, const Step& step) {
   try {
     action();
     return true;
   } catch (const StepFailed& failure) {
-    session_.Output().Problem(position.empty() ? failure.what() : position + ": " + failure.what());
+    session_.Output().Problem(step.Message(failure.what()));
     return false;
   }
 }

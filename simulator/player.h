@@ -4,6 +4,7 @@
 #define SIMULATOR_PLAYER_H_
 
 #include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -33,10 +34,10 @@ class Player {
   bool HadInvalidStep() const { return had_invalid_step_; }
 
  private:
-  void PlayLine(std::string_view line, const std::string& position);
+  void PlayLine(std::string_view line, std::optional<std::string> position);
   bool Perform(const Step& step);
-  // Returns false, with the reason in the transcript, if the action throws StepFailed.
-  bool Try(const std::function<void()>& action, const std::string& position = {});
+  // Returns false, with the reason in the transcript, if the action, of a step or between steps, throws StepFailed.
+  bool Try(const std::function<void()>& action, const Step& step = {});
 
   Session& session_;
   Expectations expectations_;

@@ -59,7 +59,7 @@ Script Read(const std::string& contents, const std::string& name) {
     const bool first = script.steps.empty() && !script.over_ip;
     if (first && step.row != nullptr && TakeTransport(step, script)) continue;
     const std::string wrong = WhyNotPerformable(step);
-    if (!wrong.empty()) throw InputError(step.position + ": " + wrong);
+    if (!wrong.empty()) throw InputError(step.Message(wrong));
     if (step.row != nullptr) script.steps.push_back(std::move(step));
   }
   if (script.steps.empty()) throw InputError(name + " contains no steps");

@@ -4,6 +4,7 @@
 #define SIMULATOR_STEPS_H_
 
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -15,13 +16,16 @@ struct StepRow;
 
 // One parsed line.
 struct Step {
-  const StepRow* row = nullptr;  // null for an empty line, a comment or an invalid line
-  std::string line{};            // as written in the script
-  std::string position{};        // of the line, as in compiler messages: "file:7"; empty if it was typed
-  std::string text{};            // the operand: a text, bytes, or a command for the unit at `address`
+  const StepRow* row = nullptr;           // null for an empty line, a comment or an invalid line
+  std::string line{};                     // as written in the script
+  std::optional<std::string> position{};  // "file:7", as in compiler messages; none if typed at a terminal
+  std::string text{};                     // the operand: a text, bytes, or a command for the unit at `address`
   std::string address{};
   std::int32_t count = 0;  // the operand, if it is a number
   std::string wrong{};     // why the line is invalid; empty if it is valid
+
+  // Returns a message about the line, with its position.
+  std::string Message(const std::string& why) const { return position ? *position + ": " + why : why; }
 };
 
 struct StepRow {
