@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -49,11 +50,11 @@ class Device : public platform::EventSource {
   void KeepOpen();
 
   // OnBytes is called with bytes as they arrive; OnShow with the same bytes, split into lines for display, with each
-  // command in one line if possible. `driver` counts from 1, but is 0 until a second one connects.
+  // command in one line if possible. `driver` counts from 1; there is none until a second driver connects.
   std::function<void(const std::string& bytes)> OnBytes;
-  std::function<void(int driver, std::string_view line)> OnShow;
+  std::function<void(std::optional<int> driver, std::string_view line)> OnShow;
   // Called when a driver connects or disconnects; over TCP only.
-  std::function<void(int driver, bool connected)> OnLink;
+  std::function<void(std::optional<int> driver, bool connected)> OnLink;
 
   // Shows all bytes now, even an incomplete command, which is otherwise shown when the device has become quiet.
   void ShowPending();
@@ -79,8 +80,10 @@ class Device : public platform::EventSource {
   void Accept();
   void HandleReceived(Connection& connection, const std::string& bytes);
   void ShowFirst(Connection& connection, std::size_t count);
-  // Returns the driver number to show.
-  int ShownNumber(const Connection& connection) const { return drivers_ > 1 ? connection.number : 0; }
+  // Returns the number to show, if there is more than one driver.
+  std::optional<int> ShownNumber(const Connection& connection) const {
+    return drivers_ > 1 ? std::optional(connection.number) : std::nullopt;
+  }
 
   std::unique_ptr<PseudoTerminal> terminal_;
   std::unique_ptr<Channel> other_end_;

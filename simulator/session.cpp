@@ -57,7 +57,7 @@ void Session::ShowEvents() {
     DeviceBytes += bytes;
     recorder_.DeviceGot(bytes);
   };
-  device_.OnShow = [this](int /*driver*/, std::string_view line) {
+  device_.OnShow = [this](std::optional<int> /*driver*/, std::string_view line) {
     transcript_.Event(Kind::kDriverToDevice, DeviceBytesInWords(line));
   };
   driver_.Output().OnChange = [this] { ShowConsole(); };

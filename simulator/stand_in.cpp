@@ -36,8 +36,8 @@ class SymbolicLink {
   std::string target_;
 };
 
-std::string DriverName(int driver) {
-  return driver == 0 ? "the driver" : "driver " + std::to_string(driver);
+std::string DriverName(std::optional<int> driver) {
+  return driver ? "driver " + std::to_string(*driver) : "the driver";
 }
 
 }  // namespace
@@ -47,11 +47,11 @@ void RunStandIn(const Device::Endpoint& endpoint, const std::string& link, Trans
   using Kind = Transcript::Kind;
   Device device(endpoint);
   device.KeepOpen();
-  device.OnShow = [&](int driver, std::string_view line) {
-    const std::string sender = driver == 0 ? "" : DriverName(driver) + ": ";
+  device.OnShow = [&](std::optional<int> driver, std::string_view line) {
+    const std::string sender = driver ? DriverName(driver) + ": " : "";
     transcript.Event(Kind::kDriverToDevice, sender + DeviceBytesInWords(line));
   };
-  device.OnLink = [&](int driver, bool connected) {
+  device.OnLink = [&](std::optional<int> driver, bool connected) {
     transcript.Event(Kind::kDriverToDevice, DriverName(driver) + (connected ? " connected" : " disconnected"));
   };
   const std::vector<std::string>& names = device.Names();
