@@ -36,6 +36,14 @@ Device::TcpAddress ReadTcpAddress(const std::string& text) {
   return address;
 }
 
+Device::Endpoint EndpointOf(const Options& options) {
+  if (!options.port.empty()) return Device::OnSerialLine{options.port, options.other_end};
+  if (!options.device.empty()) return Device::OnNetwork{ReadTcpAddress(options.device)};
+  if (!options.listen.empty()) return Device::OnTcp{ReadTcpAddress(options.listen)};
+  if (options.over_ip) return Device::OnTcp{};
+  return Device::OnTerminal{};
+}
+
 // Returns the path of the driver next to this program, or else its name, to be searched for in PATH.
 std::string DefaultDriver(const char* own_name) {
   std::error_code ignored;
@@ -50,11 +58,11 @@ void Describe(CLI::App& app, Options& options) {
   constexpr int kMaxSeconds = 86'400;
   auto& setup = options.setup;
   CLI::Option* const ip =
-      app.add_flag("--ip", setup.device.over_ip, "connect to the device over TCP instead of a serial line");
-  CLI::Option* const port = app.add_option("--port", setup.device.port,
-                                           "use a real device on this serial port (a path, or a name under /dev)")
-                                ->type_name("NAME");
-  app.add_option("--other-end", setup.device.other_end,
+      app.add_flag("--ip", options.over_ip, "connect to the device over TCP instead of a serial line");
+  CLI::Option* const port =
+      app.add_option("--port", options.port, "use a real device on this serial port (a path, or a name under /dev)")
+          ->type_name("NAME");
+  app.add_option("--other-end", options.other_end,
                  "with --port: the port at the other end of the line, to show and check the bytes that arrive there")
       ->type_name("NAME")
       ->needs(port);
@@ -157,10 +165,7 @@ std::variant<Options, std::string> ReadCommandLine(int argument_count, const cha
   } catch (const CLI::ParseError& error) {
     throw InputError(std::string(error.what()) + "\nTry torvy-simulator --help.");
   }
-  Device::Endpoint& endpoint = options.setup.device;
-  if (!options.device.empty()) endpoint.network = ReadTcpAddress(options.device);
-  if (!options.listen.empty()) endpoint.listen = ReadTcpAddress(options.listen);
-  endpoint.over_ip = endpoint.over_ip || !options.device.empty() || !options.listen.empty();
+  options.setup.device = EndpointOf(options);
   if (options.record == "-") throw InputError("--record needs a file; standard output shows the transcript");
   if (options.setup.driver.empty()) options.setup.driver = DefaultDriver(*argument_values);
   return options;

@@ -12,11 +12,14 @@
 
 struct Options {
   Session::Setup setup;
-  std::string device;  // ADDRESS:PORT as given
-  std::string listen;  // ADDRESS:PORT as given
-  std::string script;  // "-" for standard input; empty for the demonstration
-  std::string record;  // file to record to; empty for none
-  std::string link;    // symbolic link to the stand-in's pseudo-terminal; empty for none
+  bool over_ip = false;
+  std::string port;       // the real device's serial port; empty for none
+  std::string other_end;  // the port at the other end of that line; empty for none
+  std::string device;     // ADDRESS:PORT as given
+  std::string listen;     // ADDRESS:PORT as given
+  std::string script;     // "-" for standard input; empty for the demonstration
+  std::string record;     // file to record to; empty for none
+  std::string link;       // symbolic link to the stand-in's pseudo-terminal; empty for none
   std::string color = "auto";
   std::string time;  // empty for the default
   bool interactive = false;

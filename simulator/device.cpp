@@ -9,24 +9,32 @@
 #include "platform/clock.h"
 #include "simulator/format.h"
 
+bool Device::IsOverIp(const Endpoint& endpoint) {
+  return std::holds_alternative<OnTcp>(endpoint) || std::holds_alternative<OnNetwork>(endpoint);
+}
+
+bool Device::IsObservable(const Endpoint& endpoint) {
+  if (const auto* const line = std::get_if<OnSerialLine>(&endpoint)) return !line->other_end.empty();
+  return !std::holds_alternative<OnNetwork>(endpoint);
+}
+
 Device::Device(const Endpoint& endpoint) {
-  if (!endpoint.network.address.empty()) {
-    names_ = {endpoint.network.address, std::to_string(endpoint.network.port)};
-  } else if (endpoint.over_ip) {
+  if (const auto* const network = std::get_if<OnNetwork>(&endpoint)) {
+    names_ = {network->address, std::to_string(network->port)};
+  } else if (const auto* const tcp = std::get_if<OnTcp>(&endpoint)) {
     constexpr int kBacklog = 16;
-    listener_ = std::make_unique<Listener>(endpoint.listen.address, kBacklog, endpoint.listen.port);
+    listener_ = std::make_unique<Listener>(tcp->address, kBacklog, tcp->port);
     listener_->OnAccept = [this] { Accept(); };
-    names_ = {endpoint.listen.address, std::to_string(listener_->Port())};
-  } else if (endpoint.port.empty()) {
+    names_ = {tcp->address, std::to_string(listener_->Port())};
+  } else if (const auto* const line = std::get_if<OnSerialLine>(&endpoint)) {
+    names_ = {line->port};
+    if (line->other_end.empty()) return;
+    other_end_ = std::make_unique<Channel>(OpenSerialLine(line->other_end));
+    Attach(*other_end_);
+  } else {
     terminal_ = std::make_unique<PseudoTerminal>();
     Attach(terminal_->Line());
     names_ = {terminal_->Path()};
-  } else {
-    names_ = {endpoint.port};
-    if (!endpoint.other_end.empty()) {
-      other_end_ = std::make_unique<Channel>(OpenSerialLine(endpoint.other_end));
-      Attach(*other_end_);
-    }
   }
 }
 

@@ -12,6 +12,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <variant>
 #include <vector>
 
 #include "peers/channel.h"
@@ -20,23 +21,25 @@
 
 class Device : public platform::EventSource {
  public:
+  // By default, a free port of this computer.
   struct TcpAddress {
-    std::string address;
+    std::string address = "127.0.0.1";
     std::int32_t port = 0;
   };
 
-  // Where the interface is.
-  struct Endpoint {
-    bool over_ip = false;
-    std::string port;                   // a real serial port; empty for a pseudo-terminal
-    std::string other_end;              // the port at the other end of that line; empty if there is none
-    TcpAddress network;                 // a real interface on the network; empty to simulate one
-    TcpAddress listen{"127.0.0.1", 0};  // where the simulated one listens; port 0 picks a free port
-
-    bool IsReal() const { return !port.empty() || !network.address.empty(); }
-    // Whether the simulator can see what the interface receives.
-    bool IsObservable() const { return !IsReal() || !other_end.empty(); }
+  // Where the interface is: simulated on a pseudo-terminal or over TCP, or real on a serial line or on the network.
+  struct OnTerminal {};
+  struct OnTcp : TcpAddress {};
+  struct OnSerialLine {
+    std::string port;
+    std::string other_end;  // the port at the other end of the line; empty if there is none
   };
+  struct OnNetwork : TcpAddress {};
+  using Endpoint = std::variant<OnTerminal, OnTcp, OnSerialLine, OnNetwork>;
+
+  static bool IsOverIp(const Endpoint& endpoint);
+  // Whether the simulator can see what the interface receives.
+  static bool IsObservable(const Endpoint& endpoint);
   static constexpr const char* kNotObservable = "a real device cannot be observed or made to fail";
 
   // Throws std::system_error if the endpoint cannot be opened.

@@ -59,13 +59,11 @@ bool WantsColours(const std::string& when) {
 }
 
 // Applies the transport named by the script. Throws InputError if it contradicts the command line.
-void ApplyTransport(const Script& script, Options& options) {
-  Device::Endpoint& device = options.setup.device;
+void ApplyTransport(const Script& script, Device::Endpoint& endpoint) {
   if (!script.over_ip) return;
-  const bool over_ip = *script.over_ip;
-  if (over_ip && !device.port.empty()) throw InputError(script.name + " is for a device over TCP");
-  if (!over_ip && device.over_ip) throw InputError(script.name + " is for a device on a serial line");
-  device.over_ip = over_ip;
+  if (*script.over_ip && std::holds_alternative<Device::OnTerminal>(endpoint)) endpoint = Device::OnTcp{};
+  if (*script.over_ip == Device::IsOverIp(endpoint)) return;
+  throw InputError(script.name + (*script.over_ip ? " is for a device over TCP" : " is for a device on a serial line"));
 }
 
 // Rejects a script whose steps need an observable device. The demonstration skips such steps instead.
@@ -79,9 +77,8 @@ void RequireObservableDevice(const Script& script) {
 
 // Whether real units may move. A script named on the command line and typed commands may always move them.
 bool MayMoveUnits(const Options& options) {
-  const Device::Endpoint& device = options.setup.device;
-  if (!device.IsReal() || options.interactive || !options.script.empty() || options.yes) return true;
-  const std::string where = device.port.empty() ? device.network.address : device.port;
+  const std::string& where = options.port.empty() ? options.device : options.port;
+  if (where.empty() || options.interactive || !options.script.empty() || options.yes) return true;
   const std::string warning = "the demonstration moves the units " + kDemonstrationUnits + " of the device at " + where;
   if (!IsAtTerminal()) throw InputError(warning + "; allow it with --yes, or name a script");
   std::cout << "torvy-simulator: " << warning << ". Continue? [y/N] " << std::flush;
@@ -105,7 +102,7 @@ int Play(const Options& options, const Script& script, Transcript& transcript) {
   const bool passed = player.Finish() && !player.HadInvalidStep();
   if (!passed) {
     transcript.Problem("the session failed");
-  } else if (session.Endpoint().IsObservable()) {
+  } else if (Device::IsObservable(session.Endpoint())) {
     transcript.Note("the session passed");
   } else {
     transcript.Note("the session passed on the host side only: a real device cannot be observed");
@@ -124,8 +121,8 @@ int Run(Options options) {
     return Finish(kPassed, transcript.WriteError());
   }
   const Script script = options.script.empty() ? Demonstration() : ReadScript(options.script);
-  if (!options.interactive) ApplyTransport(script, options);
-  if (!options.script.empty() && !options.setup.device.IsObservable()) RequireObservableDevice(script);
+  if (!options.interactive) ApplyTransport(script, options.setup.device);
+  if (!options.script.empty() && !Device::IsObservable(options.setup.device)) RequireObservableDevice(script);
   if (!MayMoveUnits(options)) return PrintError("cancelled; nothing was sent", kWrongInput);
   signals::Catch();  // not earlier: until here, Ctrl-C ends the program, even while it reads a script or asks
   const int status = Play(options, script, transcript);

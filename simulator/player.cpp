@@ -17,7 +17,7 @@ bool Player::Start() {
 
 void Player::PlayScript(const Script& script) {
   for (const Step& step : script.steps) {
-    if (step.row->use == StepRow::Use::kObservableDevice && !session_.Endpoint().IsObservable()) continue;
+    if (step.row->use == StepRow::Use::kObservableDevice && !Device::IsObservable(session_.Endpoint())) continue;
     failed_ = !Perform(step);
     if (failed_) break;
   }

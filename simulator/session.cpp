@@ -85,7 +85,7 @@ void Session::WaitUntilReady() {
   Await(ready, "the driver to become ready", kDeviceConnectLimit);
   if (driver_.Status()) throw StepFailed("the driver ended before it was ready");
   memory_when_ready_ = driver_.PeakMemoryKiB();
-  recorder_.Begin(endpoint_.over_ip);
+  recorder_.Begin(Device::IsOverIp(endpoint_));
 }
 
 Channel& Session::HostLink() {
@@ -94,7 +94,7 @@ Channel& Session::HostLink() {
 }
 
 Channel& Session::DeviceLink() {
-  if (!endpoint_.IsObservable()) throw StepFailed(Device::kNotObservable);
+  if (!Device::IsObservable(endpoint_)) throw StepFailed(Device::kNotObservable);
   if (device_.Link() == nullptr) throw StepFailed("the driver has not connected to the device");
   return *device_.Link();
 }
