@@ -60,7 +60,7 @@ void Device::Attach(Channel& channel, std::unique_ptr<Channel> accepted) {
     const std::string bytes = std::exchange(connection->channel->Received, {});
     if (!bytes.empty()) HandleReceived(*connection, bytes);
     if (!connection->channel->Ended) return;
-    ShowFirst(*connection, connection->unshown.size());
+    Show(*connection, true);
     if (connection->accepted && OnLink) OnLink(ShownNumber(*connection), false);
   };
 }
@@ -70,12 +70,7 @@ void Device::HandleReceived(Connection& connection, const std::string& bytes) {
   last_bytes_ = platform::MonotonicNow();
   connection.unshown += bytes;
   if (OnBytes) OnBytes(bytes);
-  // Keep an incomplete command until the rest arrives: a receive may end within one, and a serial line delivers single
-  // bytes.
-  std::size_t count = CompleteCommands(connection.unshown);
-  const bool all = count == 0 && (!other_end_ || connection.unshown.size() > kMaxShown);
-  if (all) count = connection.unshown.size();
-  ShowFirst(connection, count);
+  Show(connection, false);
 }
 
 platform::Interest Device::PrepareToWait() {
@@ -89,11 +84,17 @@ bool Device::IsQuiet() const {
 }
 
 void Device::ShowPending() {
-  for (const auto& connection : connections_) ShowFirst(*connection, connection->unshown.size());
+  for (const auto& connection : connections_) Show(*connection, true);
 }
 
-void Device::ShowFirst(Connection& connection, std::size_t count) {
-  const std::string shown = connection.unshown.substr(0, count);
-  connection.unshown.erase(0, count);
-  for (const std::string_view line : DeviceLines(shown)) OnShow(ShownNumber(connection), line);
+void Device::Show(Connection& connection, bool all) {
+  std::string_view rest = connection.unshown;
+  while (!rest.empty()) {
+    const std::string_view line = FirstLine(rest);
+    const bool may_continue = line.size() == rest.size() && line.size() <= kMaxShown && CommandLength(line) == 0;
+    if (may_continue && !all) break;
+    OnShow(ShownNumber(connection), line);
+    rest.remove_prefix(line.size());
+  }
+  connection.unshown = std::string(rest);
 }

@@ -82,7 +82,8 @@ class Device : public platform::EventSource {
   void Attach(Channel& channel, std::unique_ptr<Channel> accepted = nullptr);
   void Accept();
   void HandleReceived(Connection& connection, const std::string& bytes);
-  void ShowFirst(Connection& connection, std::size_t count);
+  // Shows the bytes that were not shown yet, except, unless `all` is true, what may be the start of a command.
+  void Show(Connection& connection, bool all);
   // Returns the number to show, if there is more than one driver.
   std::optional<int> ShownNumber(const Connection& connection) const {
     return drivers_ > 1 ? std::optional(connection.number) : std::nullopt;

@@ -8,39 +8,37 @@
 
 namespace {
 
-bool IsPrintable(char byte) {
-  return byte >= ' ' && byte <= '~';
+// Whether a terminal shows the character, instead of acting on it.
+bool IsShown(std::string_view character) {
+  if (character.size() == 1) return character >= " " && character <= "~";
+  const auto is_in = [character](std::string_view first, std::string_view last) {
+    return character >= first && character <= last;
+  };
+  // Control characters, and those that change the direction of writing.
+  return !is_in("\u0080", "\u009F") && !is_in("\u202A", "\u202E") && !is_in("\u2066", "\u2069");
 }
 
-// Whether a text consists of printable ASCII and other UTF-8 characters.
-bool IsText(std::string_view text) {
+// Writes each byte of characters that are not shown, and of those in `also`, as a backslash and two hexadecimal digits.
+std::string Escaped(std::string_view text, std::string_view also) {
+  std::string escaped;
   while (!text.empty()) {
-    const std::size_t length = platform::CharacterLength(text, 0);
-    if (length == 1 && !IsPrintable(text.front())) return false;
-    text.remove_prefix(length);
+    const std::string_view character = platform::FirstCharacters(text, 1);
+    text.remove_prefix(character.size());
+    if (IsShown(character) && also.find(character) == std::string_view::npos) {
+      escaped += character;
+    } else {
+      for (const char byte : character) escaped += '\\' + TwoDigits(byte);
+    }
   }
-  return true;
+  return escaped;
 }
 
-// Returns the length of the device command at the front of `bytes`; 0 if there is none. The driver sends the first two
-// and the last two characters of an address, so that an address of one character is sent twice.
-std::size_t CommandLength(std::string_view bytes) {
-  constexpr std::size_t kCharacters = 4;
-  std::string_view address = platform::FirstCharacters(bytes, kCharacters);
-  if (address.size() == bytes.size() || !EndsCommand(bytes[address.size()])) {
-    const std::string_view first = platform::FirstCharacters(bytes, 1);
-    if (bytes.substr(first.size(), first.size()) != first) return 0;
-    address = bytes.substr(0, 2 * first.size());
-  }
-  const bool complete = address.size() < bytes.size() && EndsCommand(bytes[address.size()]) && IsText(address);
-  return complete ? address.size() + 1 : 0;
+const TorvyAction* ActionOf(char letter) {
+  const auto* const action = std::ranges::find(kTorvyActions, letter, &TorvyAction::letter);
+  return action == kTorvyActions.end() ? nullptr : action;
 }
 
 }  // namespace
-
-bool EndsCommand(char byte) {
-  return std::ranges::find(kTorvyActions, byte, &TorvyAction::letter) != kTorvyActions.end();
-}
 
 std::string TwoDigits(char byte) {
   constexpr std::string_view kDigits = "0123456789ABCDEF";
@@ -49,40 +47,27 @@ std::string TwoDigits(char byte) {
 }
 
 std::string Printable(std::string_view bytes) {
-  std::string text;
-  for (const char byte : bytes) {
-    const bool plain = IsPrintable(byte) && byte != '\\';
-    text += plain ? std::string(1, byte) : '\\' + TwoDigits(byte);
-  }
-  return text;
+  return Escaped(bytes, "\\");
 }
 
 std::optional<std::string> ReadPrintable(std::string_view text) {
   std::string bytes;
-  while (!text.empty()) {
-    if (text.front() != '\\') {
-      bytes += text.front();
-      text.remove_prefix(1);
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    if (text[i] != '\\') {
+      bytes += text[i];
       continue;
     }
-    const std::string_view digits = text.substr(1, 2);
-    const bool complete = digits.size() == 2 && std::ranges::all_of(digits, [](char digit) {
-                            return std::isxdigit(static_cast<unsigned char>(digit)) != 0;
-                          });
-    if (!complete) return std::nullopt;
+    const std::string_view digits = text.substr(i + 1, 2);
+    const auto is_digit = [](char digit) { return std::isxdigit(static_cast<unsigned char>(digit)) != 0; };
+    if (digits.size() < 2 || !std::ranges::all_of(digits, is_digit)) return std::nullopt;
     bytes += static_cast<char>(platform::ReadHexadecimal(digits));
-    text.remove_prefix(3);
+    i += digits.size();
   }
   return bytes;
 }
 
 std::string Shortened(std::string_view text) {
-  std::string shown;
-  for (const char byte : platform::TruncateToBytes(text, kMaxShown)) {
-    const bool control = std::iscntrl(static_cast<unsigned char>(byte)) != 0;
-    shown += control ? Printable({&byte, 1}) : std::string(1, byte);
-  }
-  return text.size() > kMaxShown ? shown + "..." : shown;
+  return Escaped(platform::TruncateToBytes(text, kMaxShown), {}) + (text.size() > kMaxShown ? "..." : "");
 }
 
 std::string Quoted(std::string_view text) {
@@ -110,48 +95,29 @@ std::string Wrapped(std::string_view text, std::size_t indent, std::size_t width
   return lines;
 }
 
-std::vector<std::string_view> SplitCommands(std::string_view bytes) {
-  std::vector<std::string_view> pieces;
-  std::size_t other = 0;  // bytes at the front that do not begin a command
-  while (other < bytes.size()) {
-    const std::size_t length = CommandLength(bytes.substr(other));
-    if (length == 0) {
-      ++other;
-      continue;
-    }
-    if (other > 0) pieces.push_back(bytes.substr(0, other));
-    pieces.push_back(bytes.substr(other, length));
-    bytes.remove_prefix(other + length);
-    other = 0;
-  }
-  if (other > 0) pieces.push_back(bytes);
-  return pieces;
+std::size_t CommandLength(std::string_view bytes) {
+  constexpr std::size_t kAddressCharacters = 4;
+  const std::string_view address = platform::FirstCharacters(bytes, kAddressCharacters);
+  const bool complete = address.size() < bytes.size() && ActionOf(bytes[address.size()]) != nullptr;
+  return complete && Printable(address) == address ? address.size() + 1 : 0;
 }
 
-std::size_t CompleteCommands(std::string_view bytes) {
-  constexpr std::size_t kUsualLength = 5;
-  std::size_t end = 0;
-  std::size_t complete = 0;
-  for (const std::string_view piece : SplitCommands(bytes)) {
-    end += piece.size();
-    if (piece.size() >= kUsualLength && CommandLength(piece) > 0) complete = end;
-  }
-  return complete;
+std::string_view FirstPiece(std::string_view bytes) {
+  std::size_t end = CommandLength(bytes);
+  if (end > 0) return bytes.substr(0, end);
+  while (end < bytes.size() && CommandLength(bytes.substr(end)) == 0) ++end;
+  return bytes.substr(0, end);
 }
 
-std::vector<std::string_view> DeviceLines(std::string_view bytes) {
-  std::vector<std::string_view> lines;
-  bool after_command = false;
-  for (const std::string_view piece : SplitCommands(bytes)) {
-    const bool command = CommandLength(piece) > 0;
-    if (command && after_command && lines.back().size() + piece.size() <= kMaxShown) {
-      lines.back() = {lines.back().data(), lines.back().size() + piece.size()};
-    } else {
-      lines.push_back(piece);
-    }
-    after_command = command;
+std::string_view FirstLine(std::string_view bytes) {
+  const bool commands = CommandLength(bytes) > 0;
+  std::size_t end = FirstPiece(bytes).size();
+  while (commands) {
+    const std::size_t next = CommandLength(bytes.substr(end));
+    if (next == 0 || end + next > kMaxShown) break;
+    end += next;
   }
-  return lines;
+  return bytes.substr(0, end);
 }
 
 std::string DeviceBytesInWords(std::string_view line) {
@@ -159,11 +125,13 @@ std::string DeviceBytesInWords(std::string_view line) {
     return line.size() > kMaxShown ? std::to_string(line.size()) + " raw bytes" : Printable(line) + "  (raw bytes)";
   }
   std::string words;
-  for (const std::string_view command : SplitCommands(line)) {
-    const auto* const action = std::ranges::find(kTorvyActions, command.back(), &TorvyAction::letter);
+  for (std::string_view rest = line; !rest.empty();) {
+    const std::string_view command = FirstPiece(rest);
+    rest.remove_prefix(command.size());
+    const TorvyAction& action = *ActionOf(command.back());
     words += (words.empty() ? "  unit " : ", then unit ") + std::string(command.substr(0, command.size() - 1)) + ' ';
-    words += action->effect;
-    if (!platform::EqualIgnoringCase(action->effect, action->name)) words += " (" + std::string(action->name) + ")";
+    words += action.effect;
+    if (!platform::EqualIgnoringCase(action.effect, action.name)) words += " (" + std::string(action.name) + ")";
   }
-  return Printable(line) + words;
+  return std::string(line) + words;
 }

@@ -94,7 +94,9 @@ void Recorder::Ended(std::string_view console, int status) {
 }
 
 void Recorder::WriteDeviceBytes() {
-  for (std::string_view line : DeviceLines(device_bytes_)) {
+  for (std::string_view rest = device_bytes_; !rest.empty();) {
+    std::string_view line = FirstLine(rest);
+    rest.remove_prefix(line.size());
     for (; !line.empty(); line.remove_prefix(std::min(line.size(), kMaxShown))) {
       Write(Expectation("expect", line.substr(0, kMaxShown)));
     }

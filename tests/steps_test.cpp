@@ -11,8 +11,6 @@
 
 namespace {
 
-using testing::ElementsAre;
-
 TEST(Steps, AreParsed) {
   const struct {
     std::string_view line;
@@ -90,19 +88,23 @@ TEST(Help, FitsIn80Columns) {
 }
 
 TEST(Format, DescribesDeviceBytes) {
-  EXPECT_EQ(DeviceBytesInWords("0102D77S"), "0102D77S  unit 0102 down (OFF), then unit 77 stop");
-  EXPECT_EQ(DeviceBytesInWords("01D2U"), "01D2U  unit 01D2 up (ON)");
-  EXPECT_EQ(DeviceBytesInWords("k\xC3\xBCxyS"), "k\\C3\\BCxyS  unit k\xC3\xBCxy stop");
+  EXPECT_EQ(DeviceBytesInWords("0102D01D2S"), "0102D01D2S  unit 0102 down (OFF), then unit 01D2 stop");
+  EXPECT_EQ(DeviceBytesInWords("k\xC3\xBCxyU"), "k\xC3\xBCxyU  unit k\xC3\xBCxy up (ON)");
+  EXPECT_EQ(DeviceBytesInWords("77S"), "77S  (raw bytes)");
   EXPECT_EQ(DeviceBytesInWords(std::string(61, 'X')), "61 raw bytes");
-  EXPECT_EQ(Printable("\\\x7F"), "\\5C\\7F");
 }
 
 TEST(Format, SplitsBurstIntoLinesOfCommands) {
   std::string commands;
   for (int i = 0; i < 13; ++i) commands += "0102U";
-  EXPECT_THAT(DeviceLines("hello" + commands + "\r77D"),
-              ElementsAre("hello", commands.substr(0, 60), "0102U", "\r", "77D"));
-  EXPECT_EQ(CompleteCommands("0102U0304D01D"), 10U);  // the next byte could be part of the last address
+  EXPECT_EQ(FirstLine("hello" + commands), "hello");
+  EXPECT_EQ(FirstLine(commands), commands.substr(0, 60));
+  EXPECT_EQ(FirstLine("0102U\r77D"), "0102U");
+}
+
+TEST(Format, EscapesWhatATerminalWouldActOn) {
+  EXPECT_EQ(Printable("a\\ \x7F\u009F\u202A\u2069\xE2"), "a\\5C \\7F\\C2\\9F\\E2\\80\\AA\\E2\\81\\A9\\E2");
+  EXPECT_EQ(Printable("\u00A0\u2029\u206A"), "\u00A0\u2029\u206A");
 }
 
 }  // namespace
