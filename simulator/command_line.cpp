@@ -85,9 +85,9 @@ void Describe(CLI::App& app, Options& options) {
                      "with --stand-in: keep a symbolic link to the pseudo-terminal at this path until the end")
           ->type_name("PATH")
           ->needs(stand_in);
-  CLI::Option* const record = app.add_option("--record", options.record,
-                                             "record the session to a file, as a script that expects the same events")
-                                  ->type_name("FILE");
+  CLI::Option* const record =
+      app.add_option("--record", setup.record, "record the session to a file, as a script that expects the same events")
+          ->type_name("FILE");
   CLI::Option* const driver =
       app.add_option("--driver", setup.driver,
                      "the driver to start (a path, or a name in PATH); default: torvy-driver next to this program")
@@ -166,7 +166,7 @@ std::variant<Options, std::string> ReadCommandLine(int argument_count, const cha
     throw InputError(std::string(error.what()) + "\nTry torvy-simulator --help.");
   }
   options.setup.device = EndpointOf(options);
-  if (options.record == "-") throw InputError("--record needs a file; standard output shows the transcript");
+  if (options.setup.record == "-") throw InputError("--record needs a file; standard output shows the transcript");
   if (options.setup.driver.empty()) options.setup.driver = DefaultDriver(*argument_values);
   return options;
 }

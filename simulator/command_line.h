@@ -18,7 +18,6 @@ struct Options {
   std::string device;     // ADDRESS:PORT as given
   std::string listen;     // ADDRESS:PORT as given
   std::string script;     // "-" for standard input; empty for the demonstration
-  std::string record;     // file to record to; empty for none
   std::string link;       // symbolic link to the stand-in's pseudo-terminal; empty for none
   std::string color = "auto";
   std::string time;  // empty for the default

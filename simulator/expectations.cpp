@@ -18,7 +18,7 @@ std::string Shown(std::string_view bytes) {
 
 void Expectations::DeviceReceives(const std::string& bytes) {
   constexpr std::size_t kMaxCommandSize = 17;  // four UTF-8 characters and a letter
-  std::string& received = session_.DeviceBytes;
+  const std::string& received = session_.DeviceBytes();
   device_expected_ = true;
   const auto decided = [&] {
     const auto [here, there] = std::ranges::mismatch(received, bytes);
@@ -30,11 +30,11 @@ void Expectations::DeviceReceives(const std::string& bytes) {
   try {
     session_.Await(decided, "the device to receive " + Shown(bytes));
   } catch (const StepFailed&) {
-    received.clear();
+    session_.RemoveDeviceBytes(received.size());
     throw;
   }
   if (received.starts_with(bytes)) {
-    received.erase(0, bytes.size());
+    session_.RemoveDeviceBytes(bytes.size());
     return;
   }
   std::string_view wanted = bytes;
@@ -48,7 +48,7 @@ void Expectations::DeviceReceives(const std::string& bytes) {
   const std::string why = "expected the device to receive " + Shown(wanted) + after + ", but it received " + Shown(got);
   // Remove as many commands as were expected, so that the next expectation is compared with those after them.
   for (; !wanted.empty(); wanted.remove_prefix(FirstPiece(wanted).size())) got.remove_prefix(FirstPiece(got).size());
-  received = std::string(got);
+  session_.RemoveDeviceBytes(received.size() - got.size());
   throw StepFailed(why);
 }
 
@@ -123,8 +123,8 @@ bool Expectations::Verdict() {
   if (const std::string& unexpected = session_.HostEnd().Unexpected(); !unexpected.empty()) {
     fail("the host received unexpected bytes: " + Printable(unexpected));
   }
-  if (device_expected_ && !session_.DeviceBytes.empty()) {
-    fail("the device received unexpected bytes: " + Printable(session_.DeviceBytes));
+  if (device_expected_ && !session_.DeviceBytes().empty()) {
+    fail("the device received unexpected bytes: " + Printable(session_.DeviceBytes()));
   }
   return passed;
 }

@@ -88,9 +88,8 @@ bool MayMoveUnits(const Options& options) {
 }
 
 int Play(const Options& options, const Script& script, Transcript& transcript) {
-  Recorder recorder(options.record);
-  Session session(options.setup, transcript, recorder);
-  Player player(session, recorder);
+  Session session(options.setup, transcript);
+  Player player(session);
   const bool ready = player.Start();
   if (ready && !options.interactive) {
     player.PlayScript(script);
@@ -107,7 +106,7 @@ int Play(const Options& options, const Script& script, Transcript& transcript) {
   } else {
     transcript.Note("the session passed on the host side only: a real device cannot be observed");
   }
-  if (!recorder.Keep()) return PrintError("cannot write " + options.record, kFailed);
+  if (!session.Recording().Keep()) return PrintError("cannot write " + options.setup.record, kFailed);
   if (passed) return kPassed;
   return player.HadInvalidStep() ? kWrongInput : kFailed;
 }

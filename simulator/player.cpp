@@ -81,7 +81,7 @@ bool Player::Perform(const Step& step) {
   const auto perform = [&] {
     platform::EventPump::Instance().Run(std::chrono::milliseconds(0));
     if (step.row->use == StepRow::Use::kObservableDevice) session_.DeviceLink();
-    recorder_.Performed(step);
+    session_.Recording().Performed(step);
     Transcript& transcript = session_.Output();
     const std::string_view operand = std::string_view(step.line).substr(step.line.find_first_of(" \t") + 1);
     if (step.row->kind == StepRow::Kind::kFault) transcript.Note("fault: " + std::string(operand));

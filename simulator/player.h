@@ -9,13 +9,13 @@
 #include <string_view>
 
 #include "simulator/expectations.h"
-#include "simulator/recorder.h"
 #include "simulator/script.h"
 #include "simulator/session.h"
 
 class Player {
  public:
-  Player(Session& session, Recorder& recorder) : session_(session), expectations_(session), recorder_(recorder) {}
+  // The session must outlive the player.
+  explicit Player(Session& session) : session_(session), expectations_(session) {}
 
   // Waits until the driver is ready for commands; returns whether it is.
   bool Start();
@@ -41,7 +41,6 @@ class Player {
 
   Session& session_;
   Expectations expectations_;
-  Recorder& recorder_;
   bool failed_ = false;
   bool had_invalid_step_ = false;
 };

@@ -20,9 +20,9 @@ constexpr const char* kConnectionID = "17";
 
 }  // namespace
 
-Session::Session(const Setup& setup, Transcript& transcript, Recorder& recorder)
+Session::Session(const Setup& setup, Transcript& transcript)
     : transcript_(transcript),
-      recorder_(recorder),
+      recorder_(setup.record),
       endpoint_(setup.device),
       timeout_(setup.timeout),
       device_(setup.device),
@@ -54,7 +54,7 @@ void Session::ShowEvents() {
     recorder_.Logged(entry.text);
   };
   device_.OnBytes = [this](const std::string& bytes) {
-    DeviceBytes += bytes;
+    device_bytes_ += bytes;
     recorder_.DeviceGot(bytes);
   };
   device_.OnShow = [this](std::optional<int> /*driver*/, std::string_view line) {
@@ -139,7 +139,7 @@ void Session::Flood() {
   transcript_.Event(Kind::kHostToDriver, "continuous commands");
   const auto ended = [&] {
     if (link.OutputQueued() < kQueued) link.Send(packets);
-    DeviceBytes.clear();
+    device_bytes_.clear();
     return DriverHasEnded();
   };
   Await(ended, "the driver to end", kPauseAtEnd);

@@ -29,18 +29,21 @@ class Session {
   struct Setup {
     std::string driver;  // a path, or a name in PATH
     Device::Endpoint device;
+    std::string record;                // file to record to; empty for none
     std::chrono::seconds timeout{30};  // a wait without progress fails after this time plus the driver's pauses
   };
 
-  // Starts the driver; throws std::system_error on failure. The transcript and recorder must outlive the session.
-  Session(const Setup& setup, Transcript& transcript, Recorder& recorder);
-
-  std::string DeviceBytes;  // received by the device and not yet removed
+  // Starts the driver; throws std::system_error on failure. The transcript must outlive the session.
+  Session(const Setup& setup, Transcript& transcript);
 
   const Device::Endpoint& Endpoint() const { return endpoint_; }
   Transcript& Output() { return transcript_; }
   SimulatedHost& HostEnd() { return host_; }
   Device& DeviceEnd() { return device_; }
+  // Returns the bytes that the device has received and that were not removed yet.
+  const std::string& DeviceBytes() const { return device_bytes_; }
+  void RemoveDeviceBytes(std::size_t count) { device_bytes_.erase(0, count); }
+  Recorder& Recording() { return recorder_; }
   ChildProcess& Driver() { return driver_; }
   bool DriverHasEnded() { return driver_.Status().has_value(); }
   // Returns "status N" or "signal N" once the driver has ended.
@@ -90,12 +93,13 @@ class Session {
   std::size_t Progress();
 
   Transcript& transcript_;
-  Recorder& recorder_;
+  Recorder recorder_;
   const Device::Endpoint endpoint_;
   const std::chrono::seconds timeout_;
   SimulatedHost host_;
   Device device_;
   ChildProcess driver_;
+  std::string device_bytes_;
   std::string stream_bytes_;
   std::size_t console_shown_ = 0;
   long memory_when_ready_ = 0;
