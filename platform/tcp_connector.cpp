@@ -93,7 +93,7 @@ Interest TcpConnector::PrepareToWait() const {
             .deadline = done.IsOpen() ? Interest::kNever : Interest::kNow};
   }
   if (attempts_.empty()) return {.deadline = Interest::kNow};
-  const bool more_to_try = next_address_ < addresses_.addresses.size();
+  const bool more_to_try = next_address_ < addresses_.size();
   return {.descriptors = attempts_, .write = true, .deadline = more_to_try ? next_attempt_ : Interest::kNever};
 }
 
@@ -109,32 +109,33 @@ std::optional<TcpConnector::Result> TcpConnector::Advance() {
          attempt = std::ranges::find_if(attempts_, HasFinished)) {
       const std::int32_t error = ConnectError(*attempt);
       if (error == 0) return Result{std::move(*attempt)};
-      addresses_.error = error;
+      error_ = error;
       attempts_.erase(attempt);
     }
     if (attempts_.size() < in_flight || MonotonicNow() >= next_attempt_) StartNextAttempt();
   }
-  if (attempts_.empty()) return Result{{}, addresses_.error};
+  if (attempts_.empty()) return Result{{}, error_};
   return std::nullopt;
 }
 
-void TcpConnector::StartAttempts(AddressList addresses) {
-  addresses_ = std::move(addresses);
-  Interleave(addresses_.addresses);
+void TcpConnector::StartAttempts(AddressList found) {
+  addresses_ = std::move(found.addresses);
+  error_ = found.error;
+  Interleave(addresses_);
   StartNextAttempt();
 }
 
 // Starts an attempt to connect to the next address, skipping addresses for which no attempt can be started.
 void TcpConnector::StartNextAttempt() {
-  while (next_address_ < addresses_.addresses.size()) {
-    const SocketAddress& address = addresses_.addresses[next_address_++];
+  while (next_address_ < addresses_.size()) {
+    const SocketAddress& address = addresses_[next_address_++];
     Descriptor socket = OpenSocket(address.family);
     if (socket.IsOpen() && StartConnecting(socket, address)) {
       attempts_.push_back(std::move(socket));
       next_attempt_ = MonotonicNow() + kAttemptDelay;
       return;
     }
-    addresses_.error = errno;
+    error_ = errno;
   }
 }
 

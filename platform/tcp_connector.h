@@ -46,13 +46,14 @@ class TcpConnector {
   std::optional<Result> Advance();
 
  private:
-  void StartAttempts(AddressList addresses);
+  void StartAttempts(AddressList found);
   void StartNextAttempt();
   Descriptor OpenSocket(int family) const;
 
   std::optional<KeepAlive> keep_alive_;
   std::optional<AddressLookup> lookup_;
-  AddressList addresses_;
+  std::vector<SocketAddress> addresses_;
+  std::int32_t error_ = 0;  // of the lookup or of the last failed attempt
   std::size_t next_address_ = 0;
   std::vector<Descriptor> attempts_;         // sockets with a connect in progress
   std::chrono::nanoseconds next_attempt_{};  // when to start the next one, unless one fails earlier
