@@ -34,7 +34,9 @@ class Receiver : public iAbstractPortReceiver {
   }
 };
 
-class Ports : public testing::TestWithParam<bool> {
+enum class PortKind { kSerial, kIP };
+
+class Ports : public testing::TestWithParam<PortKind> {
  protected:
   std::shared_ptr<ConnectedSocket> host = std::make_shared<ConnectedSocket>(nullptr);
   std::shared_ptr<Receiver> receiver = std::make_shared<Receiver>();
@@ -42,6 +44,7 @@ class Ports : public testing::TestWithParam<bool> {
   Listener listener;
   std::unique_ptr<iAbstractPort> port;
 
+  static bool IsIP() { return GetParam() == PortKind::kIP; }
   void SetUp() override {
     State() = {};
     State().HostSocket = host;
@@ -54,7 +57,7 @@ class Ports : public testing::TestWithParam<bool> {
     port.reset();
     listener.TakePeer();
     terminal = PseudoTerminal();
-    if (GetParam()) {
+    if (IsIP()) {
       port = std::make_unique<cIPStreamAbstractor>("127.0.0.1", listener.Port());
       ASSERT_TRUE(WaitFor([this] { return listener.Peer() != nullptr; }));
     } else {
@@ -63,17 +66,17 @@ class Ports : public testing::TestWithParam<bool> {
     port->PortSetParent(receiver);
   }
 
-  Channel& Device() { return GetParam() ? *listener.Peer() : terminal.Line(); }
+  Channel& Device() { return IsIP() ? *listener.Peer() : terminal.Line(); }
   // Sends from the device and waits until the bytes have arrived, without running the port.
   void SendFromDevice(std::string_view bytes) {
     Device().Send(bytes);
     platform::EventPump::Instance().RunOnly(Device());
-    ASSERT_TRUE(GetParam() || terminal.WaitForInput());
+    ASSERT_TRUE(IsIP() || terminal.WaitForInput());
   }
 };
 
-INSTANTIATE_TEST_SUITE_P(SerialAndIP, Ports, testing::Bool(),
-                         [](const auto& parameter) { return parameter.param ? "IP" : "Serial"; });
+INSTANTIATE_TEST_SUITE_P(All, Ports, testing::Values(PortKind::kSerial, PortKind::kIP),
+                         [](const auto& parameter) { return parameter.param == PortKind::kIP ? "IP" : "Serial"; });
 
 TEST_P(Ports, PassInputToReceiver) {
   SendFromDevice("heard");
@@ -123,7 +126,7 @@ TEST_P(Ports, TransmitWaitSendsQueuedOutput) {
   port->PortSendData("0102U");
   port->PortXmitWait();
   EXPECT_EQ(Calls().counts[kWrite], 1);
-  EXPECT_EQ(Calls().counts[kDrain], GetParam() ? 0 : 2);  // once by each call
+  EXPECT_EQ(Calls().counts[kDrain], IsIP() ? 0 : 2);  // once by each call
 }
 
 TEST_P(Ports, FlushDiscardsOnlyInput) {
@@ -132,7 +135,7 @@ TEST_P(Ports, FlushDiscardsOnlyInput) {
   port->PortFlush();
   SendFromDevice("noise");
   port->PortFlush();
-  EXPECT_THAT(host->Logged(), ElementsAre(GetParam() ? "4 port flush reads 0 bytes." : "4 port flush empty",
+  EXPECT_THAT(host->Logged(), ElementsAre(IsIP() ? "4 port flush reads 0 bytes." : "4 port flush empty",
                                           "4 port flush reads 5 bytes."));
   EXPECT_EQ(receiver->data, "");
   EXPECT_TRUE(WaitFor([this] { return Device().Received == "0102U"; }));
