@@ -106,7 +106,9 @@ int Play(const Options& options, const Script& script, Transcript& transcript) {
   } else {
     transcript.Note("the session passed on the host side only: a real device cannot be observed");
   }
-  if (!session.Recording().Keep()) return PrintError("cannot write " + options.setup.record, kFailed);
+  if (const int error = session.Recording().Keep(); error != 0) {
+    return PrintError("cannot write " + options.setup.record + ": " + std::generic_category().message(error), kFailed);
+  }
   if (passed) return kPassed;
   return player.HadInvalidStep() ? kWrongInput : kFailed;
 }

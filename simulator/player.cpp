@@ -58,7 +58,8 @@ bool Player::Finish() {
   const Channel* const link = session_.HostEnd().Link();
   const bool can_ask = !session_.QuitWasSent() && !session_.DriverHasEnded() && link != nullptr && link->CanSend();
   if (can_ask) Perform(ReadStep("quit"));
-  const bool ended = Try([this] { session_.End(); });
+  const bool ended = link == nullptr || Try([this] { session_.AwaitEnd(); });
+  session_.End();
   return expectations_.Verdict() && ended && !failed_;
 }
 
@@ -99,6 +100,7 @@ bool Player::Try(const std::function<void()>& action, const Step& step) {
     return true;
   } catch (const StepFailed& failure) {
     session_.Output().Problem(step.Message(failure.what()));
+    session_.Recording().Failed(step.line, failure.what());
     return false;
   }
 }

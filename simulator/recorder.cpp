@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <filesystem>
 #include <fstream>
 #include <system_error>
 #include <utility>
@@ -9,32 +10,19 @@
 #include "platform/clock.h"
 #include "simulator/format.h"
 
-namespace {
-
-// Formats an expectation as a script line. Escapes the first and last characters of the text if they would be misread.
-std::string Expectation(std::string_view words, std::string_view bytes) {
-  std::string text = Printable(bytes);
-  if (text.ends_with(' ')) text.replace(text.size() - 1, 1, "\\20");
-  if (text.starts_with(' ')) text.replace(0, 1, "\\20");
-  std::string line = std::string(words) + ' ' + text;
-  if (ReadStep(line).text == bytes) return line;
-  text.replace(0, 1, '\\' + TwoDigits(text.front()));
-  return std::string(words) + ' ' + text;
-}
-
-}  // namespace
-
 Recorder::Recorder(std::string path) : path_(std::move(path)) {
+  if (path_.empty()) return;
   // Opened to append, so that the file keeps its contents until the end of the session.
-  if (path_.empty() || std::ofstream(path_, std::ios::app)) return;
-  throw std::system_error(errno, std::generic_category(), path_);
+  const bool is_new = !std::filesystem::exists(std::filesystem::symlink_status(path_));
+  if (!std::ofstream(path_, std::ios::app)) throw std::system_error(errno, std::generic_category(), path_);
+  if (is_new) std::filesystem::remove(path_);
 }
 
-bool Recorder::Keep() const {
-  if (!HasBegun()) return true;
+int Recorder::Keep() const {
+  if (!HasBegun()) return 0;
   std::ofstream file(path_);
   file << script_ << std::flush;
-  return file.good();
+  return file ? 0 : errno;
 }
 
 void Recorder::Begin(bool over_ip) {
@@ -55,6 +43,12 @@ void Recorder::Performed(const Step& step) {
   if (pause > kMinPause) WriteWait(pause);
   if (kind != Kind::kWait) Write(step.line);
   last_event_ = platform::MonotonicNow();
+}
+
+void Recorder::Failed(std::string_view line, std::string_view why) {
+  if (!HasBegun()) return;
+  WriteDeviceBytes();
+  Write("# failed: " + std::string(line) + (line.empty() ? "" : ": ") + std::string(why));
 }
 
 void Recorder::Waited(std::chrono::milliseconds time) {
@@ -79,18 +73,25 @@ void Recorder::Logged(std::string_view text) {
   if (!HasBegun()) return;
   last_event_ = platform::MonotonicNow();
   WriteDeviceBytes();
-  if (!text.empty()) Write(Expectation("expect log", text));
+  if (!text.empty()) WriteExpectation("expect log", text);
 }
 
-void Recorder::Ended(std::string_view console, int status) {
+void Recorder::DriverStopped(bool stopped) {
   if (!HasBegun()) return;
   WriteDeviceBytes();
+  driver_is_stopped_ = stopped;
+  script_ += std::exchange(held_, {});
+}
+
+void Recorder::Ended(std::string_view console, const std::string& exit_state) {
+  DriverStopped(false);
+  if (!HasBegun()) return;
   while (!console.empty()) {
     const std::string_view line = console.substr(0, console.find('\n'));
-    if (!line.empty()) Write(Expectation("expect console", line));
+    if (!line.empty()) WriteExpectation("expect console", line);
     console.remove_prefix(std::min(console.size(), line.size() + 1));
   }
-  Write(status == 0 ? "expect end" : "# the driver ended with status " + std::to_string(status));
+  Write(exit_state == "status 0" ? "expect end" : "# the driver ended with " + exit_state);
 }
 
 void Recorder::WriteDeviceBytes() {
@@ -98,8 +99,18 @@ void Recorder::WriteDeviceBytes() {
     std::string_view line = FirstLine(rest);
     rest.remove_prefix(line.size());
     for (; !line.empty(); line.remove_prefix(std::min(line.size(), kMaxShown))) {
-      Write(Expectation("expect", line.substr(0, kMaxShown)));
+      WriteExpectation("expect", line.substr(0, kMaxShown));
     }
   }
   device_bytes_.clear();
+}
+
+// Escapes the first and last characters of the text if they would be misread.
+void Recorder::WriteExpectation(std::string_view words, std::string_view bytes) {
+  const std::string begin = std::string(words) + ' ';
+  std::string text = Printable(bytes);
+  if (text.ends_with(' ')) text.replace(text.size() - 1, 1, "\\20");
+  if (text.starts_with(' ')) text.replace(0, 1, "\\20");
+  if (ReadStep(begin + text).text != bytes) text.replace(0, 1, '\\' + TwoDigits(text.front()));
+  (driver_is_stopped_ ? held_ : script_) += begin + text + '\n';
 }

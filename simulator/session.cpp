@@ -146,6 +146,11 @@ void Session::Flood() {
   recorder_.ClearDeviceBytes();
 }
 
+void Session::SignalDriver(int signal) {
+  driver_.Signal(signal);
+  recorder_.DriverStopped(signal == SIGSTOP);
+}
+
 void Session::Quit() {
   quit_sent_ = true;
   Send(ControllerCommand("Q"), "quit");
@@ -221,20 +226,24 @@ void Session::AwaitEnd() {
 }
 
 void Session::End() {
-  const bool killed = host_.Link() == nullptr && !driver_.Status();
+  const bool killed = !DriverHasEnded();
   if (killed) driver_.Signal(SIGKILL);
-  AwaitEnd();
   constexpr std::chrono::seconds kOutputTimeout{1};
-  const bool output_ended = WaitFor([this] { return driver_.Output().Ended; }, kOutputTimeout);
+  const auto over = [this] { return DriverHasEnded() && driver_.Output().Ended; };
+  const bool output_ended = WaitFor(over, kOutputTimeout);
   constexpr std::chrono::milliseconds kPause{20};
   for (std::size_t before = Progress() + 1; before != Progress();) {
     before = Progress();
     platform::EventPump::Instance().Run(kPause);
   }
   device_.ShowPending();
-  recorder_.Ended(driver_.Output().Received, driver_.Status().value_or(-1));
-  transcript_.Note(killed ? "the driver had not connected; the simulator killed it"
-                          : "the driver ended with " + ExitState());
+  recorder_.Ended(driver_.Output().Received, ExitState());
+  if (killed) {
+    transcript_.Note(std::string("the driver ") + (host_.Link() == nullptr ? "had not connected" : "did not end") +
+                     "; the simulator killed it");
+  } else {
+    transcript_.Note("the driver ended with " + ExitState());
+  }
   if (!output_ended) transcript_.Note("a process that the driver started still has the driver's standard output open");
 }
 

@@ -40,6 +40,8 @@ class Session {
   Transcript& Output() { return transcript_; }
   SimulatedHost& HostEnd() { return host_; }
   Device& DeviceEnd() { return device_; }
+  // Stops or continues the driver: SIGSTOP or SIGCONT.
+  void SignalDriver(int signal);
   // Returns the bytes that the device has received and that were not removed yet.
   const std::string& DeviceBytes() const { return device_bytes_; }
   void RemoveDeviceBytes(std::size_t count) { device_bytes_.erase(0, count); }
@@ -77,8 +79,7 @@ class Session {
   void Await(const std::function<bool()>& condition, const std::string& what,
              std::chrono::seconds driver_pause = std::chrono::seconds::zero());
   void AwaitEnd();
-  // Waits for the end of the driver, which has been asked to quit, and for its remaining output. Kills a driver that
-  // has not connected.
+  // Kills the driver if it has not ended, and waits for its remaining output.
   void End();
 
  private:
