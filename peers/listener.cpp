@@ -24,9 +24,7 @@ sockaddr* AsSocketAddress(sockaddr_storage& storage) {
 
 Listener::Listener(const std::string& address, int backlog, std::int32_t port) {
   const auto list = platform::AddressLookup::Numeric(address, port);
-  if (!list || list->addresses.empty()) {
-    throw std::system_error(EINVAL, std::generic_category(), address + " is not a numeric address");
-  }
+  if (!list || list->addresses.empty()) throw std::system_error(EADDRNOTAVAIL, std::generic_category(), address);
   const platform::SocketAddress& where = list->addresses.front();
   listening_ = platform::Descriptor(socket(where.family, SOCK_STREAM, 0));
   listening_.SetNonBlocking();

@@ -6,6 +6,7 @@
 #include <filesystem>
 
 #include "app/version.h"
+#include "platform/address_lookup.h"
 #include "simulator/format.h"
 
 namespace {
@@ -36,10 +37,29 @@ Device::TcpAddress ReadTcpAddress(const std::string& text) {
   return address;
 }
 
+// Returns where a simulated device listens. Throws InputError.
+Device::OnTcp ReadListenAddress(const std::string& text) {
+  Device::OnTcp listen{ReadTcpAddress(text)};
+  // The system's resolver also accepts an asterisk.
+  if (listen.address != "*" && platform::AddressLookup::Numeric(listen.address, listen.port)) return listen;
+  throw InputError("invalid address " + Quoted(text) + ": --listen requires a numeric address");
+}
+
+// Throws InputError if a recording would replace anything but a regular file, or the simulator's own output.
+void CheckRecordingFile(const std::string& path) {
+  std::error_code ignored;
+  bool usable =
+      path != "-" && (!std::filesystem::exists(path, ignored) || std::filesystem::is_regular_file(path, ignored));
+  for (const char* const output : {"/dev/stdout", "/dev/stderr"}) {
+    usable = usable && !std::filesystem::equivalent(path, output, ignored);
+  }
+  if (!usable) throw InputError("--record needs a regular file, not " + path);
+}
+
 Device::Endpoint EndpointOf(const Options& options) {
   if (!options.port.empty()) return Device::OnSerialLine{options.port, options.other_end};
   if (!options.device.empty()) return Device::OnNetwork{ReadTcpAddress(options.device)};
-  if (!options.listen.empty()) return Device::OnTcp{ReadTcpAddress(options.listen)};
+  if (!options.listen.empty()) return ReadListenAddress(options.listen);
   if (options.over_ip) return Device::OnTcp{};
   return Device::OnTerminal{};
 }
@@ -57,59 +77,46 @@ std::string DefaultDriver(const char* own_name) {
 void Describe(CLI::App& app, Options& options) {
   constexpr int kMaxSeconds = 86'400;
   auto& setup = options.setup;
-  CLI::Option* const ip =
-      app.add_flag("--ip", options.over_ip, "connect to the device over TCP instead of a serial line");
-  CLI::Option* const port =
-      app.add_option("--port", options.port, "use a real device on this serial port (a path, or a name under /dev)")
-          ->type_name("NAME");
-  app.add_option("--other-end", options.other_end,
-                 "with --port: the port at the other end of the line, to show and check the bytes that arrive there")
-      ->type_name("NAME")
-      ->needs(port);
-  CLI::Option* const device =
-      app.add_option("--device", options.device, "use a real device on the network")->type_name("ADDRESS:PORT");
+  const auto value = [&app](const char* name, std::string& target, const char* type, const char* help) {
+    return app.add_option(name, target, help)->type_name(type);
+  };
+  app.add_flag("--ip", options.over_ip, "connect to the device over TCP instead of a serial line");
+  value("--port", options.port, "NAME", "use a real device on this serial port (a path, or a name under /dev)");
+  value("--other-end", options.other_end, "NAME",
+        "with --port: the port at the other end of the line, to show and check the bytes that arrive there")
+      ->needs("--port");
+  value("--device", options.device, "ADDRESS:PORT", "use a real device on the network");
   app.add_flag("--yes", options.yes, "with --port or --device: play the demonstration without asking");
-  CLI::Option* const script = app.add_option("--script", options.script,
-                                             "play the steps in a file and check its expectations; - is standard input")
-                                  ->type_name("FILE");
-  CLI::Option* const interactive =
-      app.add_flag("--interactive", options.interactive, "read steps from the terminal or a pipe");
-  CLI::Option* const stand_in = app.add_flag(
-      "--stand-in", options.stand_in, "simulate only the device, for a real host; show what it receives until Ctrl-C");
-  CLI::Option* const listen =
-      app.add_option("--listen", options.listen, "with --stand-in: listen for drivers on this TCP address and port")
-          ->type_name("ADDRESS:PORT")
-          ->needs(stand_in);
-  CLI::Option* const link =
-      app.add_option("--link", options.link,
-                     "with --stand-in: keep a symbolic link to the pseudo-terminal at this path until the end")
-          ->type_name("PATH")
-          ->needs(stand_in);
-  CLI::Option* const record =
-      app.add_option("--record", setup.record, "record the session to a file, as a script that expects the same events")
-          ->type_name("FILE");
-  CLI::Option* const driver =
-      app.add_option("--driver", setup.driver,
-                     "the driver to start (a path, or a name in PATH); default: torvy-driver next to this program")
-          ->type_name("NAME");
+  value("--script", options.script, "FILE", "play the steps in a file and check its expectations; - is standard input");
+  app.add_flag("--interactive", options.interactive, "read steps from the terminal or a pipe");
+  app.add_flag("--stand-in", options.stand_in,
+               "simulate only the device, for a real host; show what it receives until Ctrl-C");
+  value("--listen", options.listen, "ADDRESS:PORT", "with --stand-in: listen for drivers on this TCP address and port")
+      ->needs("--stand-in");
+  value("--link", options.link, "PATH",
+        "with --stand-in: keep a symbolic link to the pseudo-terminal at this path until the end")
+      ->needs("--stand-in");
+  value("--record", setup.record, "FILE", "record the session to a file, as a script that expects the same events");
+  value("--driver", setup.driver, "NAME",
+        "the driver to start (a path, or a name in PATH); default: torvy-driver next to this program");
   app.add_option_function<int>(
          "--timeout", [&setup](int seconds) { setup.timeout = std::chrono::seconds(seconds); },
          "fail a wait after this time without progress, in addition to the driver's own pauses; default: 30")
       ->type_name("SECONDS")
       ->check(CLI::Range(1, kMaxSeconds).description(""));
   app.add_flag("--verbose", options.verbose, "show the bytes and debug text of each packet");
-  app.add_option("--time", options.time, "show the date and time of day (clock) or seconds since the start (elapsed)")
-      ->type_name("KIND")
+  value("--time", options.time, "KIND", "show the date and time of day (clock) or seconds since the start (elapsed)")
       ->check(CLI::IsMember({"clock", "elapsed"}).description(""));
-  app.add_option("--color", options.color, "use colours: auto, always or never")
-      ->type_name("WHEN")
+  value("--color", options.color, "WHEN", "use colours: auto, always or never")
       ->check(CLI::IsMember({"auto", "always", "never"}).description(""));
-  const auto refuse_empty = [](const std::string& value) { return std::string(value.empty() ? "is empty" : ""); };
+  const auto refuse_empty = [](const std::string& text) { return std::string(text.empty() ? "is empty" : ""); };
   for (CLI::Option* const option : app.get_options()) option->check(refuse_empty);
-  port->excludes(ip, device);
-  link->excludes(ip, listen);
-  interactive->excludes(script);
-  stand_in->excludes(port, device, script, interactive, record, driver);
+  app.get_option("--port")->excludes("--ip", "--device");
+  app.get_option("--link")->excludes("--ip", "--listen");
+  app.get_option("--interactive")->excludes("--script");
+  app.get_option("--stand-in")
+      ->excludes("--port", "--device", "--yes", "--script", "--interactive", "--record", "--driver", "--timeout",
+                 "--verbose");
   app.set_help_flag("-h,--help", "show a summary of the options and steps");
   app.set_version_flag("--version", kVersion, "show the version");
 }
@@ -166,7 +173,7 @@ std::variant<Options, std::string> ReadCommandLine(int argument_count, const cha
     throw InputError(std::string(error.what()) + "\nTry torvy-simulator --help.");
   }
   options.setup.device = EndpointOf(options);
-  if (options.setup.record == "-") throw InputError("--record needs a file; standard output shows the transcript");
+  CheckRecordingFile(options.setup.record);
   if (options.setup.driver.empty()) options.setup.driver = DefaultDriver(*argument_values);
   return options;
 }

@@ -50,7 +50,10 @@ std::string Contents(std::istream& input, const std::string& path, const std::st
 }
 
 Script Read(const std::string& contents, const std::string& name) {
+  constexpr int kMaxProblems = 10;
   std::istringstream text(contents);
+  std::string problems;
+  int problem_count = 0;
   Script script{.name = name, .over_ip = {}, .steps = {}};
   std::string line;
   for (int number = 1; std::getline(text, line); ++number) {
@@ -59,10 +62,14 @@ Script Read(const std::string& contents, const std::string& name) {
     const bool first = script.steps.empty() && !script.over_ip;
     if (first && step.row != nullptr && TakeTransport(step, script)) continue;
     const std::string wrong = WhyNotPerformable(step);
-    if (!wrong.empty()) throw InputError(step.Message(wrong));
+    if (!wrong.empty() && ++problem_count <= kMaxProblems) problems += step.Message(wrong) + '\n';
     if (step.row != nullptr) script.steps.push_back(std::move(step));
   }
-  if (script.steps.empty()) throw InputError(name + " contains no steps");
+  if (problem_count > kMaxProblems) problems += "and " + std::to_string(problem_count - kMaxProblems) + " more lines\n";
+  if (!problems.empty()) throw InputError(problems.substr(0, problems.size() - 1));
+  if (script.steps.empty()) {
+    throw InputError(name + (script.over_ip ? " names a transport, but no steps to perform" : " contains no steps"));
+  }
   return script;
 }
 

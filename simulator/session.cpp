@@ -142,7 +142,7 @@ void Session::Flood() {
     device_bytes_.clear();
     return DriverHasEnded();
   };
-  Await(ended, "the driver to end", kPauseAtEnd);
+  Await(ended, "the driver to end", kPauseAtEnd, 1);
   recorder_.ClearDeviceBytes();
 }
 
@@ -198,13 +198,11 @@ std::size_t Session::Progress() {
   return device_.BytesSeen() + host_.Log().size() + driver_.Output().Received.size() - unsent;
 }
 
-void Session::Await(const std::function<bool()>& condition, const std::string& what,
-                    std::chrono::seconds driver_pause) {
-  // Progress restarts the timeout, so that a slow machine does not fail the session; the total is bounded. Once the
-  // driver has ended, only its remaining output can still arrive.
-  constexpr int kMaxTimeouts = 20;
+void Session::Await(const std::function<bool()>& condition, const std::string& what, std::chrono::seconds driver_pause,
+                    int max_timeouts) {
+  // Once the driver has ended, only its remaining output can still arrive.
   constexpr int kMaxPassesAfterEnd = 20;
-  WaitBudget budget(timeout_ + driver_pause, kMaxTimeouts);
+  WaitBudget budget(timeout_ + driver_pause, max_timeouts);
   int passes_after_end = 0;
   std::size_t before = Progress();
   while (!condition()) {

@@ -75,15 +75,17 @@ class Session {
   void Quit();
 
   void Wait(std::chrono::milliseconds time);
-  // Waits for a condition; progress restarts the timeout, which is that of the setup plus `driver_pause`.
+  // Waits for a condition. The timeout is that of the setup plus `driver_pause`. Progress restarts it, so that a slow
+  // machine does not fail the session; the total is at most `max_timeouts` times as long.
   void Await(const std::function<bool()>& condition, const std::string& what,
-             std::chrono::seconds driver_pause = std::chrono::seconds::zero());
+             std::chrono::seconds driver_pause = std::chrono::seconds::zero(), int max_timeouts = kMaxTimeouts);
   void AwaitEnd();
   // Kills the driver if it has not ended, and waits for its remaining output.
   void End();
 
  private:
   static constexpr std::chrono::seconds kPauseAtEnd{2};
+  static constexpr int kMaxTimeouts = 20;
 
   std::vector<std::string> DriverArguments() const;
   void ShowEvents();

@@ -15,12 +15,13 @@
 
 namespace {
 
-// A symbolic link that exists as long as the object. Replaces an existing symbolic link, but no other file.
+// A symbolic link that exists as long as the object. Replaces a symbolic link to nothing, which a stand-in that was
+// killed has left, but no other file.
 class SymbolicLink {
  public:
   SymbolicLink(std::string path, std::string target) : path_(std::move(path)), target_(std::move(target)) {
     std::error_code error;
-    if (std::filesystem::is_symlink(path_, error)) unlink(path_.c_str());
+    if (!std::filesystem::exists(path_, error) && std::filesystem::is_symlink(path_, error)) unlink(path_.c_str());
     if (symlink(target_.c_str(), path_.c_str()) != 0) throw std::system_error(errno, std::generic_category(), path_);
   }
   ~SymbolicLink() {
@@ -59,6 +60,8 @@ void RunStandIn(const Device::Endpoint& endpoint, const std::string& link, Trans
   if (!link.empty()) symbolic_link.emplace(link, names.front());
   if (names.size() == 1) {
     transcript.Note("the interface is at " + (link.empty() ? names.front() : std::filesystem::absolute(link).string()));
+  } else if (names.front().find_first_not_of("0.:") == std::string::npos) {
+    transcript.Note("the interface is at port " + names.back() + " of any address of this computer");
   } else {
     transcript.Note("the interface is at address " + names.front() + ", port " + names.back());
   }

@@ -17,7 +17,7 @@ using enum StepRow::Use;
 constexpr auto kRows = std::to_array<StepRow>({
     {kSend, "", kCommand, "ADDRESS COMMAND", "send a command (ON, OFF or Stop) to the unit at an address: 0102 ON",
      [](const Context& c) { c.session.SendCommand(c.step.address, c.step.text); }},
-    {kSend, "command", kCommand, "ADDRESS COMMAND", "the same, for an address without a digit",
+    {kSend, "command", kCommand, "ADDRESS COMMAND", "the same, for any address",
      [](const Context& c) { c.session.SendCommand(c.step.address, c.step.text); }},
     {kSend, "debug", kNothing, "", "turn the driver's debug mode on or off",
      [](const Context& c) { c.session.Send(ControllerCommand("D"), "toggle debug mode"); }},

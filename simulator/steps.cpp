@@ -1,6 +1,7 @@
 #include "simulator/steps.h"
 
 #include <algorithm>
+#include <cctype>
 #include <charconv>
 #include <optional>
 
@@ -78,6 +79,10 @@ std::string ReadCount(std::string_view rest, Step& step) {
 std::string ReadCommand(std::string_view rest, Step& step) {
   constexpr std::size_t kMaxBytes = 65'000;  // the packet, with its keys and lengths, is limited to 65535
   if (rest.size() > kMaxBytes) return "can have at most 65000 bytes; more would not fit in a packet";
+  for (std::size_t mark = rest.find('#'); mark != std::string_view::npos; mark = rest.find('#', mark + 1)) {
+    if (mark > 0 && kBlanks.find(rest[mark - 1]) != std::string_view::npos)
+      return "cannot contain a comment, which needs a line of its own";
+  }
   step.address = TakeWord(rest);
   step.text = rest;
   return step.text.empty() ? "requires an address and a command: 0102 ON" : "";
@@ -103,7 +108,7 @@ std::string ReadOperand(std::string_view rest, Step& step) {
 std::string HintFor(std::string_view line, std::string_view rest) {
   const auto is_action = [rest](const TorvyAction& action) { return platform::EqualIgnoringCase(action.name, rest); };
   if (std::ranges::none_of(kTorvyActions, is_action)) return "help lists all steps";
-  return "to send a device command to an address without a digit: " + Shortened("command " + std::string(line));
+  return "to send a device command to such an address: " + Shortened("command " + std::string(line));
 }
 
 Step NoStep(std::string_view line, std::string why) {
@@ -128,8 +133,10 @@ Step ReadStep(std::string_view line) {
   const std::string_view word = TakeWord(rest);
   Step step{.row = FindRow(line), .line = std::string(line)};
   if (step.row == nullptr) {
-    // Treat a first word without a digit as a mistyped step, not as the address of a unit.
-    const bool address = word.find_first_of("0123456789") != std::string_view::npos;
+    // Treat any other first word as a mistyped step, not as the address of a unit.
+    const bool begins_with_letter =
+        (word.front() & 0x80) != 0 || std::isalnum(static_cast<unsigned char>(word.front())) != 0;
+    const bool address = begins_with_letter && word.find_first_of("0123456789") != std::string_view::npos;
     if (!address) return NoStep(line, "unknown step " + Quoted(line) + "; " + HintFor(line, rest));
     step.row = &StepRows().front();
   }
