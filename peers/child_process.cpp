@@ -78,23 +78,12 @@ void ChildProcess::Signal(int signal) const {
   kill(id_, signal);
 }
 
-bool ChildProcess::IsBusy() const {
-  std::ifstream stat("/proc/" + std::to_string(id_) + "/stat");
-  std::string number;
-  std::string name;
-  std::string state;
-  stat >> number >> name >> state;
-  return state == "R";
-}
-
-long ChildProcess::Count(const std::string& name) const {
+std::string ChildProcess::Field(const std::string& name) const {
   std::ifstream status("/proc/" + std::to_string(id_) + "/status");
   std::string word;
-  long count = 0;
-  while (status >> word) {
-    if (word == name) status >> count;
+  while (status >> word && word != name) {
   }
-  return count;
+  return status >> word ? word : "0";
 }
 
 std::optional<int> ChildProcess::Status() {

@@ -29,17 +29,17 @@ class ChildProcess {
   void Signal(int signal) const;
 
   // Return whether the child is on the run queue, and its number of voluntary context switches.
-  bool IsBusy() const;
-  long Sleeps() const { return Count("voluntary_ctxt_switches:"); }
+  bool IsBusy() const { return Field("State:") == "R"; }
+  long Sleeps() const { return std::stol(Field("voluntary_ctxt_switches:")); }
   // Returns the peak resident memory; 0 if the system does not report it.
-  long PeakMemoryKiB() const { return status_ ? peak_memory_kib_ : Count("VmHWM:"); }
+  long PeakMemoryKiB() const { return status_ ? peak_memory_kib_ : std::stol(Field("VmHWM:")); }
 
   // Returns the exit status, or 128 plus the signal that killed the child; nothing while it runs.
   std::optional<int> Status();
 
  private:
-  // Returns the number after a name in /proc/PID/status.
-  long Count(const std::string& name) const;
+  // Returns the word after a name in /proc/PID/status; "0" if the system does not report it.
+  std::string Field(const std::string& name) const;
 
   pid_t id_ = -1;
   std::unique_ptr<Channel> output_;

@@ -10,18 +10,6 @@
 
 #include "platform/address_lookup.h"
 
-namespace {
-
-void Require(bool succeeded, const std::string& what) {
-  if (!succeeded) throw std::system_error(errno, std::generic_category(), what);
-}
-
-sockaddr* AsSocketAddress(sockaddr_storage& storage) {
-  return reinterpret_cast<sockaddr*>(&storage);
-}
-
-}  // namespace
-
 Listener::Listener(const std::string& address, int backlog, std::int32_t port) {
   const auto list = platform::AddressLookup::Numeric(address, port);
   if (!list || list->addresses.empty()) throw std::system_error(EADDRNOTAVAIL, std::generic_category(), address);
@@ -31,13 +19,15 @@ Listener::Listener(const std::string& address, int backlog, std::int32_t port) {
   // Allow a fixed port to be reused while connections of the last run are in TIME_WAIT.
   const int on = 1;
   if (port != 0) setsockopt(listening_.Number(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
-  Require(bind(listening_.Number(), reinterpret_cast<const sockaddr*>(where.bytes.data()),
-               static_cast<socklen_t>(where.bytes.size())) == 0 &&
-              listen(listening_.Number(), backlog) == 0,
-          "listening at " + address + ", port " + std::to_string(port));
+  if (bind(listening_.Number(), reinterpret_cast<const sockaddr*>(where.bytes.data()),
+           static_cast<socklen_t>(where.bytes.size())) != 0 ||
+      listen(listening_.Number(), backlog) != 0) {
+    throw std::system_error(errno, std::generic_category(),
+                            "listening at " + address + ", port " + std::to_string(port));
+  }
   sockaddr_storage bound{};
   socklen_t size = sizeof bound;
-  getsockname(listening_.Number(), AsSocketAddress(bound), &size);
+  getsockname(listening_.Number(), reinterpret_cast<sockaddr*>(&bound), &size);
   port_ = ntohs(where.family == AF_INET6 ? reinterpret_cast<const sockaddr_in6&>(bound).sin6_port
                                          : reinterpret_cast<const sockaddr_in&>(bound).sin_port);
 }

@@ -5,6 +5,7 @@
 
 #include <memory>
 #include <string>
+#include <utility>
 
 #include "peers/channel.h"
 
@@ -15,6 +16,8 @@ class PseudoTerminal {
 
   const std::string& Path() const { return path_; }
   Channel& Line() { return *line_; }
+  // Transfers ownership of this side.
+  std::unique_ptr<Channel> TakeLine() { return std::move(line_); }
   // Waits, without running the event pump, until bytes sent by Line can be read on the driver's side.
   bool WaitForInput() const;
   // Hangs up, like an adapter that is unplugged.

@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <termios.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <system_error>
@@ -10,17 +11,12 @@ platform::Descriptor OpenSerialLine(const std::string& name) {
   const std::string path = name.find('/') == std::string::npos ? "/dev/" + name : name;
   // O_NONBLOCK, so that the call does not wait for a modem's carrier.
   platform::Descriptor line(open(path.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC));
-  termios settings{};
-  bool usable = line.IsOpen() && tcgetattr(line.Number(), &settings) == 0;
+  bool usable = line.IsOpen() && isatty(line.Number()) == 1;
   if (usable) {
-    settings.c_iflag = 0;
-    settings.c_oflag = 0;
-    settings.c_lflag = 0;
+    termios settings{};
+    cfmakeraw(&settings);
     settings.c_cflag = CS8 | CREAD | CLOCAL;
-    settings.c_cc[VMIN] = 1;
-    settings.c_cc[VTIME] = 0;
-    cfsetispeed(&settings, B9600);
-    cfsetospeed(&settings, B9600);
+    cfsetspeed(&settings, B9600);
     usable = tcsetattr(line.Number(), TCSANOW, &settings) == 0 && tcflush(line.Number(), TCIFLUSH) == 0;
   }
   if (!usable) throw std::system_error(errno, std::generic_category(), path);

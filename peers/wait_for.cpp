@@ -2,11 +2,7 @@
 
 #include "platform/event_pump.h"
 
-namespace {
-
-constexpr std::chrono::milliseconds kSlice{2};
-
-}  // namespace
+static constexpr std::chrono::milliseconds kSlice{2};
 
 WaitBudget::WaitBudget(std::chrono::milliseconds each, int most)
     : each_(each / kSlice), left_(each_), most_(each_ * most) {}

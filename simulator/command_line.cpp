@@ -2,8 +2,8 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <charconv>
 #include <filesystem>
+#include <regex>
 
 #include "app/version.h"
 #include "platform/address_lookup.h"
@@ -18,23 +18,15 @@ constexpr std::size_t kWidth = 79;
 // Parses ADDRESS:PORT; an IPv6 address is in brackets. Throws InputError.
 Device::TcpAddress ReadTcpAddress(const std::string& text) {
   constexpr int kMaxPort = 65535;
-  const std::size_t colon = std::min(text.rfind(':'), text.size());
-  Device::TcpAddress address{text.substr(0, colon)};
-  std::string& host = address.address;
-  const bool bracketed = host.size() > 2 && host.front() == '[' && host.back() == ']';
-  if (bracketed) host = host.substr(1, host.size() - 2);
-  const std::string port = text.substr(std::min(colon + 1, text.size()));
-  const char* const end = port.data() + port.size();
-  const auto [stopped, error] = std::from_chars(port.data(), end, address.port);
-  const bool split = !host.empty() && (bracketed || host.find_first_of(":[]") == std::string::npos);
-  if (!split || error != std::errc() || stopped != end) {
+  static const std::regex form(R"((?:\[(.+)\]|([^:\[\]]+)):([0-9]{1,9}))");
+  std::smatch parts;
+  if (!std::regex_match(text, parts, form)) {
     throw InputError("invalid address " + Quoted(text) +
                      ": expected ADDRESS:PORT, such as 192.0.2.7:4001 or [2001:db8::7]:4001");
   }
-  if (address.port < 1 || address.port > kMaxPort) {
-    throw InputError("invalid port in " + Quoted(text) + ": expected 1 to 65535");
-  }
-  return address;
+  const std::int32_t port = std::stoi(parts[3]);
+  if (port < 1 || port > kMaxPort) throw InputError("invalid port in " + Quoted(text) + ": expected 1 to 65535");
+  return {parts[1].str() + parts[2].str(), port};
 }
 
 // Returns where a simulated device listens. Throws InputError.
@@ -45,15 +37,12 @@ Device::OnTcp ReadListenAddress(const std::string& text) {
   throw InputError("invalid address " + Quoted(text) + ": --listen requires a numeric address");
 }
 
-// Throws InputError if a recording would replace anything but a regular file, or the simulator's own output.
+// Throws InputError if a recording would replace anything but a regular file, or the transcript.
 void CheckRecordingFile(const std::string& path) {
   std::error_code ignored;
-  bool usable =
-      path != "-" && (!std::filesystem::exists(path, ignored) || std::filesystem::is_regular_file(path, ignored));
-  for (const char* const output : {"/dev/stdout", "/dev/stderr"}) {
-    usable = usable && !std::filesystem::equivalent(path, output, ignored);
-  }
-  if (!usable) throw InputError("--record needs a regular file, not " + path);
+  const bool is_other = std::filesystem::exists(path, ignored) && !std::filesystem::is_regular_file(path, ignored);
+  if (path != "-" && !is_other && !std::filesystem::equivalent(path, "/dev/stdout", ignored)) return;
+  throw InputError("--record needs a regular file, not " + path);
 }
 
 Device::Endpoint EndpointOf(const Options& options) {
@@ -131,9 +120,7 @@ std::string Help() {
               kDemonstrationUnits + "; it asks first.",
           0, kWidth) +
       "\n\n";
-  for (const OptionRow& row : OptionRows()) {
-    help += HelpRow(row.names + (row.value.empty() ? "" : " " + row.value), row.help);
-  }
+  for (const OptionRow& row : OptionRows()) help += HelpRow(row.usage, row.help);
   help += "\nSteps, one per line:\n" + StepsHelp() + "\n\n";
   return help +
          Wrapped(
@@ -151,10 +138,10 @@ std::vector<OptionRow> OptionRows() {
   Describe(app, options);
   std::vector<OptionRow> rows;
   for (const CLI::Option* option : app.get_options()) {
-    std::string names = option->get_name(false, true);
-    if (const std::size_t comma = names.find(','); comma != std::string::npos) names.insert(comma + 1, " ");
-    const bool takes_value = option->get_type_size() > 0;
-    rows.push_back({names, takes_value ? option->get_type_name() : "", option->get_description()});
+    std::string usage = option->get_name(false, true);
+    if (const std::size_t comma = usage.find(','); comma != std::string::npos) usage.insert(comma + 1, " ");
+    if (const std::string type = option->get_type_name(); !type.empty()) usage += " " + type;
+    rows.push_back({usage, option->get_description()});
   }
   return rows;
 }

@@ -29,8 +29,7 @@ struct Options {
 
 // An option as shown in the help.
 struct OptionRow {
-  std::string names;  // "-h, --help"
-  std::string value;  // "PATH", or empty
+  std::string usage;  // "--link PATH"
   std::string help;
 };
 std::vector<OptionRow> OptionRows();

@@ -28,40 +28,36 @@ Device::Device(const Endpoint& endpoint) {
     names_ = {tcp->address, std::to_string(listener_->Port())};
   } else if (const auto* const line = std::get_if<OnSerialLine>(&endpoint)) {
     names_ = {line->port};
-    if (line->other_end.empty()) return;
-    other_end_ = std::make_unique<Channel>(OpenSerialLine(line->other_end));
-    Attach(*other_end_);
+    if (!line->other_end.empty()) Attach(std::make_unique<Channel>(OpenSerialLine(line->other_end)));
   } else {
-    terminal_ = std::make_unique<PseudoTerminal>();
-    Attach(terminal_->Line());
-    names_ = {terminal_->Path()};
+    PseudoTerminal terminal;
+    Attach(terminal.TakeLine());
+    names_ = {terminal.Path()};
   }
 }
 
 Channel* Device::Link() {
-  return connections_.empty() ? nullptr : connections_.back()->channel;
+  return connections_.empty() ? nullptr : connections_.back()->channel.get();
 }
 
 void Device::KeepOpen() {
-  if (terminal_) driver_side_ = platform::Descriptor(open(names_.front().c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC));
+  if (!listener_) driver_side_ = platform::Descriptor(open(names_.front().c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC));
 }
 
 void Device::Accept() {
   std::erase_if(connections_, [](const auto& connection) { return connection->channel->Ended; });
-  std::unique_ptr<Channel> accepted = listener_->TakePeer();
-  Channel& channel = *accepted;
-  Attach(channel, std::move(accepted));
+  Attach(listener_->TakePeer());
   if (OnLink) OnLink(ShownNumber(*connections_.back()), true);
 }
 
-void Device::Attach(Channel& channel, std::unique_ptr<Channel> accepted) {
-  connections_.push_back(std::make_unique<Connection>(++drivers_, std::move(accepted), &channel));
-  channel.OnChange = [this, connection = connections_.back().get()] {
+void Device::Attach(std::unique_ptr<Channel> channel) {
+  connections_.push_back(std::make_unique<Connection>(++drivers_, std::move(channel)));
+  connections_.back()->channel->OnChange = [this, connection = connections_.back().get()] {
     const std::string bytes = std::exchange(connection->channel->Received, {});
     if (!bytes.empty()) HandleReceived(*connection, bytes);
     if (!connection->channel->Ended) return;
     Show(*connection, true);
-    if (connection->accepted && OnLink) OnLink(ShownNumber(*connection), false);
+    if (listener_ && OnLink) OnLink(ShownNumber(*connection), false);
   };
 }
 

@@ -74,12 +74,11 @@ class Device : public platform::EventSource {
 
   struct Connection {
     int number;
-    std::unique_ptr<Channel> accepted;  // null for a serial line
-    Channel* channel;
+    std::unique_ptr<Channel> channel;
     std::string unshown{};
   };
 
-  void Attach(Channel& channel, std::unique_ptr<Channel> accepted = nullptr);
+  void Attach(std::unique_ptr<Channel> channel);
   void Accept();
   void HandleReceived(Connection& connection, const std::string& bytes);
   // Shows the bytes that were not shown yet, except, unless `all` is true, what may be the start of a command.
@@ -89,8 +88,6 @@ class Device : public platform::EventSource {
     return drivers_ > 1 ? std::optional(connection.number) : std::nullopt;
   }
 
-  std::unique_ptr<PseudoTerminal> terminal_;
-  std::unique_ptr<Channel> other_end_;
   std::unique_ptr<Listener> listener_;
   std::vector<std::unique_ptr<Connection>> connections_;
   platform::Descriptor driver_side_;

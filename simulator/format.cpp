@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <sstream>
 
 #include "device/actions.h"
 #include "platform/text.h"
@@ -41,9 +42,8 @@ const TorvyAction* ActionOf(char letter) {
 }  // namespace
 
 std::string TwoDigits(char byte) {
-  constexpr std::string_view kDigits = "0123456789ABCDEF";
-  const auto value = static_cast<unsigned char>(byte);
-  return {kDigits[value / kDigits.size()], kDigits[value % kDigits.size()]};
+  constexpr unsigned kThirdDigit = 0x100;
+  return platform::ToHexadecimal(kThirdDigit + static_cast<unsigned char>(byte)).substr(1);
 }
 
 std::string Printable(std::string_view bytes) {
@@ -74,23 +74,19 @@ std::string Quoted(std::string_view text) {
   return '"' + Shortened(text) + '"';
 }
 
-std::string Wrapped(std::string_view text, std::size_t indent, std::size_t width) {
+std::string Wrapped(const std::string& text, std::size_t indent, std::size_t width) {
+  std::istringstream words(text);
   std::string lines;
   std::size_t column = indent;
-  while (!text.empty()) {
-    const std::string_view word = text.substr(0, text.find(' '));
-    const bool first = column == indent;
-    if (!first && column + 1 + word.size() > width) {
-      lines += '\n';
-      lines.append(indent, ' ');
+  for (std::string word; words >> word; column += word.size()) {
+    if (column + 1 + word.size() > width) {
+      lines += '\n' + std::string(indent, ' ');
       column = indent;
-    } else if (!first) {
+    } else if (!lines.empty()) {
       lines += ' ';
       ++column;
     }
     lines += word;
-    column += word.size();
-    text.remove_prefix(std::min(text.size(), word.size() + 1));
   }
   return lines;
 }

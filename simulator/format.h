@@ -29,7 +29,7 @@ std::string Shortened(std::string_view text);
 std::string Quoted(std::string_view text);
 
 // Wraps a text at blanks to at most `width` columns; indents all lines after the first.
-std::string Wrapped(std::string_view text, std::size_t indent, std::size_t width);
+std::string Wrapped(const std::string& text, std::size_t indent, std::size_t width);
 
 // Returns the length of the command at the front of the bytes that a device receives: four characters and the letter of
 // an action. Returns 0 if they do not begin with one.

@@ -12,20 +12,12 @@
 namespace {
 
 constexpr const char* kDemonstration =
-    "0102 ON\n"
-    "expect 0102U\n"
-    "0102 OFF\n"
-    "expect 0102D\n"
-    "0304 Stop\n"
-    "expect 0304S\n"
-    "0102 DIM\n"
-    "expect log unsupported command: DIM\n"
-    "debug\n"
-    "0102 ON\n"
-    "expect 0102U\n"
-    "expect log sending command: (0102U)\n"
-    "quit\n"
-    "expect log The torvy plx has been asked to quit. (1)\n";
+    "0102 ON\nexpect 0102U\n"
+    "0102 OFF\nexpect 0102D\n"
+    "0304 Stop\nexpect 0304S\n"
+    "0102 DIM\nexpect log unsupported command: DIM\n"
+    "debug\n0102 ON\nexpect 0102U\nexpect log sending command: (0102U)\n"
+    "quit\nexpect log The torvy plx has been asked to quit. (1)\n";
 
 // Applies an `over` step to the script; returns false for any other step.
 bool TakeTransport(const Step& step, Script& script) {

@@ -11,8 +11,7 @@
 #include "simulator/steps.h"
 
 // An invalid command line or script.
-class InputError : public std::runtime_error {
- public:
+struct InputError : std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 

@@ -19,8 +19,7 @@
 #include "simulator/transcript.h"
 
 // A step that failed, with the reason.
-class StepFailed : public std::runtime_error {
- public:
+struct StepFailed : std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 

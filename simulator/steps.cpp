@@ -5,7 +5,6 @@
 #include <charconv>
 #include <optional>
 
-#include "device/actions.h"
 #include "message/quorvane_command.h"
 #include "platform/text.h"
 #include "simulator/format.h"
@@ -53,15 +52,15 @@ std::string ReadText(std::string_view rest, Step& step) {
 }
 
 std::string ReadBytes(std::string_view rest, Step& step) {
+  const std::string requirement = "requires bytes in hexadecimal, such as 01 2A FF";
   while (!rest.empty()) {
     const std::string_view word = TakeWord(rest);
-    std::string escaped = word.size() == 1 ? "\\0" : "\\";
-    escaped += word;
-    const auto byte = word.size() > 2 ? std::nullopt : ReadPrintable(escaped);
-    if (!byte) return "requires bytes in hexadecimal, such as 01 2A FF, not " + Quoted(word);
-    step.text += *byte;
+    std::uint8_t byte = 0;
+    const auto [end, error] = std::from_chars(word.data(), word.data() + word.size(), byte, 16);
+    if (error != std::errc() || end != word.data() + word.size()) return requirement + ", not " + Quoted(word);
+    step.text += static_cast<char>(byte);
   }
-  if (step.text.empty()) return "requires bytes in hexadecimal, such as 01 2A FF";
+  if (step.text.empty()) return requirement;
   if (step.text.size() > cQuorvaneCommand::kMaxRawData)
     return "sends at most 244 bytes; more would not fit in a packet";
   return {};
@@ -104,13 +103,6 @@ std::string ReadOperand(std::string_view rest, Step& step) {
   return {};
 }
 
-// Returns a hint for a line that is not a step. `rest` is the line after its first word.
-std::string HintFor(std::string_view line, std::string_view rest) {
-  const auto is_action = [rest](const TorvyAction& action) { return platform::EqualIgnoringCase(action.name, rest); };
-  if (std::ranges::none_of(kTorvyActions, is_action)) return "help lists all steps";
-  return "to send a device command to such an address: " + Shortened("command " + std::string(line));
-}
-
 Step NoStep(std::string_view line, std::string why) {
   return {.line = std::string(line), .wrong = std::move(why)};
 }
@@ -137,7 +129,9 @@ Step ReadStep(std::string_view line) {
     const bool begins_with_letter =
         (word.front() & 0x80) != 0 || std::isalnum(static_cast<unsigned char>(word.front())) != 0;
     const bool address = begins_with_letter && word.find_first_of("0123456789") != std::string_view::npos;
-    if (!address) return NoStep(line, "unknown step " + Quoted(line) + "; " + HintFor(line, rest));
+    if (!address)
+      return NoStep(line,
+                    "unknown step " + Quoted(line) + "; \"help\" lists all steps, \"command\" sends to any address");
     step.row = &StepRows().front();
   }
   const std::string wrong = ReadOperand(After(step.row->words, line).value_or(""), step);
@@ -159,7 +153,7 @@ std::vector<std::string> StepsThatBegin(std::string_view typed) {
   return steps;
 }
 
-std::string HelpRow(std::string_view name, std::string_view meaning) {
+std::string HelpRow(std::string_view name, const std::string& meaning) {
   constexpr std::size_t kColumn = 27;
   constexpr std::size_t kWidth = 79;
   std::string row = "  ";
@@ -172,7 +166,7 @@ std::string StepsHelp() {
   std::string steps;
   std::string for_tests;
   for (const StepRow& row : StepRows())
-    (row.use == StepRow::Use::kDriverTest ? for_tests : steps) += HelpRow(row.Usage(), row.help);
+    (row.use == StepRow::Use::kDriverTest ? for_tests : steps) += HelpRow(row.Usage(), std::string(row.help));
   for_tests.pop_back();
   return steps + "\nFor testing a driver:\n" + for_tests;
 }

@@ -66,6 +66,6 @@ std::vector<std::string> StepsThatBegin(std::string_view typed);
 std::string StepsHelp();
 
 // Returns one row of the help: a name, and its meaning in a second column.
-std::string HelpRow(std::string_view name, std::string_view meaning);
+std::string HelpRow(std::string_view name, const std::string& meaning);
 
 #endif  // SIMULATOR_STEPS_H_

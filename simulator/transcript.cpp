@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <ctime>
+#include <sstream>
 
 #include "message/quorvane_command.h"
 #include "platform/clock.h"
@@ -65,12 +66,10 @@ void Transcript::Packet(const std::string& bytes) {
   }
   packet.InitFromCommonMessage(bytes);
   PrintDetail("in a log: " + packet.GetLogLine());
-  const std::string dump = packet.DebugString();
-  // Omit the last field, the raw bytes, which may contain line ends.
-  const std::size_t end = dump.find("       raw command:(");
-  for (std::size_t start = 0; start < end; start = dump.find('\r', start) + 1) {
-    PrintDetail(dump.substr(start, dump.find('\r', start) - start));
-  }
+  std::istringstream dump(packet.DebugString());
+  std::string line;
+  // The last field is the raw bytes, which may contain line ends.
+  while (std::getline(dump, line, '\r') && line.find("raw command:(") == std::string::npos) PrintDetail(line);
 }
 
 void Transcript::Problem(std::string_view text) {
