@@ -1,7 +1,6 @@
 // The application: start-up, service loop and shutdown.
 
-#ifndef APP_APP_H_
-#define APP_APP_H_
+#pragma once
 
 #include <cstdint>
 #include <string>
@@ -28,5 +27,3 @@ class App : public platform::ConsoleApplication {
   // Releases the process state.
   ~App() override;
 };
-
-#endif  // APP_APP_H_

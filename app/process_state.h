@@ -1,7 +1,6 @@
 // Process-wide state: the host socket, the driver, the device port and two flags. Main thread only.
 
-#ifndef APP_PROCESS_STATE_H_
-#define APP_PROCESS_STATE_H_
+#pragma once
 
 #include <memory>
 
@@ -22,5 +21,3 @@ struct ProcessState {
 
 // Returns the only instance. The application's destructor releases its contents.
 ProcessState& State();
-
-#endif  // APP_PROCESS_STATE_H_

@@ -1,7 +1,6 @@
 // The two versions of the driver and the simulator. CMake reads the release from here.
 
-#ifndef APP_VERSION_H_
-#define APP_VERSION_H_
+#pragma once
 
 // Macros, so that they can be concatenated with other literals.
 
@@ -11,5 +10,3 @@
 // The release, in the packages, the man pages and torvy-simulator --version. Before a release it ends with "~dev",
 // which apt sorts after the previous release and before this one.
 #define TORVY_RELEASE "1.1.0"  // NOLINT(cppcoreguidelines-macro-usage)
-
-#endif  // APP_VERSION_H_

@@ -1,7 +1,6 @@
 // Shared by the two measurements of torvy-measure.
 
-#ifndef BENCHMARKS_MEASURE_H_
-#define BENCHMARKS_MEASURE_H_
+#pragma once
 
 #include <memory>
 #include <string>
@@ -48,5 +47,3 @@ std::string DeviceCommandBytes();
 // Each prints a table and writes the data for a plot.
 void MeasureLatency(const Measured& measured);
 void MeasureStreams(const Measured& measured);
-
-#endif  // BENCHMARKS_MEASURE_H_

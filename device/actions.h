@@ -1,7 +1,6 @@
 // The commands that the interface supports.
 
-#ifndef DEVICE_ACTIONS_H_
-#define DEVICE_ACTIONS_H_
+#pragma once
 
 #include <array>
 #include <string_view>
@@ -14,5 +13,3 @@ struct TorvyAction {
 
 inline constexpr auto kTorvyActions =
     std::to_array<TorvyAction>({{"ON", 'U', "up"}, {"OFF", 'D', "down"}, {"Stop", 'S', "stop"}});
-
-#endif  // DEVICE_ACTIONS_H_

@@ -4,8 +4,7 @@
 // letter of an action (device/actions.h), without any delimiter. The link is one-way: input from the interface is
 // ignored.
 
-#ifndef DEVICE_TORVY_H_
-#define DEVICE_TORVY_H_
+#pragma once
 
 #include <cstdint>
 #include <string>
@@ -22,5 +21,3 @@ class cTorvy : public iAbstractPortReceiver {
   void PortDataAvailable(const std::string& data) override;
   void PortError(const std::string& message, std::int32_t code) override;
 };
-
-#endif  // DEVICE_TORVY_H_

@@ -1,12 +1,9 @@
 // Assertion for fuzz targets.
 
-#ifndef FUZZ_REQUIRE_H_
-#define FUZZ_REQUIRE_H_
+#pragma once
 
 #include <cstdlib>
 
 inline void Require(bool holds) {
   if (!holds) std::abort();
 }
-
-#endif  // FUZZ_REQUIRE_H_

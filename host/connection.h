@@ -1,7 +1,6 @@
 // Opens the link to the host.
 
-#ifndef HOST_CONNECTION_H_
-#define HOST_CONNECTION_H_
+#pragma once
 
 #include <cstdint>
 #include <string>
@@ -13,5 +12,3 @@ void ConnectToHost(const std::string& address, std::int32_t port, const std::str
 // Runs the event pump until the host socket is connected, for at most `seconds`; returns whether it is. Waits the full
 // time even if the connection was refused.
 [[nodiscard]] bool WaitForHostConnection(std::int32_t seconds);
-
-#endif  // HOST_CONNECTION_H_

@@ -1,7 +1,6 @@
 // Splits the host's stream into packets. Pure functions of the received bytes.
 
-#ifndef HOST_FRAMING_H_
-#define HOST_FRAMING_H_
+#pragma once
 
 #include <cstddef>
 #include <string_view>
@@ -25,5 +24,3 @@ Frame FrontFrame(std::string_view bytes);
 // Returns where framing continues after a zero length at the front: the next offset at which a complete multipacket,
 // "X", "Y", "M" or "N" packet begins, or the end of `bytes`. Takes linear time.
 std::size_t NextCompletePacket(std::string_view bytes);
-
-#endif  // HOST_FRAMING_H_

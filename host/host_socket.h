@@ -4,8 +4,7 @@
 // QuitRequested. The message handler may call any function of the socket, replace or release the socket, and run the
 // event pump; it receives the next message only after it has returned.
 
-#ifndef HOST_HOST_SOCKET_H_
-#define HOST_HOST_SOCKET_H_
+#pragma once
 
 #include <cstddef>
 #include <cstdint>
@@ -44,5 +43,3 @@ class cQuorvaneDeviceSocket : public platform::TcpClientSocket {
  private:
   MessageHandler handler_;
 };
-
-#endif  // HOST_HOST_SOCKET_H_

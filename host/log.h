@@ -3,8 +3,7 @@
 // The texts of the entries, including double and trailing blanks, their levels, and the three polls are the same in the
 // host's other drivers. Do not correct them.
 
-#ifndef HOST_LOG_H_
-#define HOST_LOG_H_
+#pragma once
 
 #include <cstdint>
 #include <string_view>
@@ -22,5 +21,3 @@ void LogToHost(std::string_view text, std::int32_t level);
 
 // Calls LogToHost if DebugMode is set.
 void LogInDebugMode(std::string_view text, std::int32_t level = kLogLevelDetail);
-
-#endif  // HOST_LOG_H_

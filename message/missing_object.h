@@ -1,7 +1,6 @@
 // Thrown by a function that needs an object that does not exist, such as the dictionary of a message without one.
 
-#ifndef MESSAGE_MISSING_OBJECT_H_
-#define MESSAGE_MISSING_OBJECT_H_
+#pragma once
 
 #include <stdexcept>
 
@@ -9,5 +8,3 @@ class MissingObject : public std::logic_error {
  public:
   using std::logic_error::logic_error;
 };
-
-#endif  // MESSAGE_MISSING_OBJECT_H_

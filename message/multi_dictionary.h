@@ -1,7 +1,6 @@
 // A dictionary of byte strings with four-byte keys, which are not case-sensitive.
 
-#ifndef MESSAGE_MULTI_DICTIONARY_H_
-#define MESSAGE_MULTI_DICTIONARY_H_
+#pragma once
 
 #include <array>
 #include <cstddef>
@@ -33,5 +32,3 @@ class MultiDictionary {
   std::vector<Entry> entries_;
   std::map<Key, std::size_t> places_;  // maps a key in lower case to its index in entries_
 };
-
-#endif  // MESSAGE_MULTI_DICTIONARY_H_

@@ -1,8 +1,7 @@
 // Layout of the host link's packets: byte offsets from the start of the packet, header sizes and flag bits. Kind
 // letters are in lower case here, but are not case-sensitive.
 
-#ifndef MESSAGE_PACKET_LAYOUT_H_
-#define MESSAGE_PACKET_LAYOUT_H_
+#pragma once
 
 #include <cstddef>
 #include <cstdint>
@@ -50,5 +49,3 @@ inline constexpr std::size_t kValueLength = 4;           // from the entry's sta
 inline constexpr std::size_t kEntryHeaderSize = 6;
 
 }  // namespace layout
-
-#endif  // MESSAGE_PACKET_LAYOUT_H_

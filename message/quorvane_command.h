@@ -9,8 +9,7 @@
 // addresses, raw data, setters), multipacket.cpp (dictionary, acknowledgements), debug_text.cpp (descriptions for
 // logs), code_descriptions.cpp (descriptions of codes).
 
-#ifndef MESSAGE_QUORVANE_COMMAND_H_
-#define MESSAGE_QUORVANE_COMMAND_H_
+#pragma once
 
 #include <cstddef>
 #include <cstdint>
@@ -165,5 +164,3 @@ class cQuorvaneCommand {
 
 // Builds a log packet with a level from 0 to 255. Truncates the text to at most 249 bytes, at a character boundary.
 std::string BuildLogPacket(std::string_view text, std::int32_t level);
-
-#endif  // MESSAGE_QUORVANE_COMMAND_H_

@@ -1,7 +1,6 @@
 // One end of a link, for the simulator or a test: collects received bytes and queues bytes to send.
 
-#ifndef PEERS_CHANNEL_H_
-#define PEERS_CHANNEL_H_
+#pragma once
 
 #include <functional>
 #include <string>
@@ -44,5 +43,3 @@ class Channel : public platform::ByteStream {
  private:
   bool finished_ = false;
 };
-
-#endif  // PEERS_CHANNEL_H_

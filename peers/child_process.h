@@ -1,7 +1,6 @@
 // A child process, with its standard output collected.
 
-#ifndef PEERS_CHILD_PROCESS_H_
-#define PEERS_CHILD_PROCESS_H_
+#pragma once
 
 #include <sys/types.h>
 
@@ -46,5 +45,3 @@ class ChildProcess {
   std::optional<int> status_;
   long peak_memory_kib_ = 0;
 };
-
-#endif  // PEERS_CHILD_PROCESS_H_

@@ -1,7 +1,6 @@
 // A device port without a transport: passes written bytes to a function.
 
-#ifndef PEERS_FAKE_PORT_H_
-#define PEERS_FAKE_PORT_H_
+#pragma once
 
 #include <functional>
 #include <memory>
@@ -26,5 +25,3 @@ class FakePort : public iAbstractPort {
  private:
   std::function<void(const std::string&)> on_data_;
 };
-
-#endif  // PEERS_FAKE_PORT_H_

@@ -1,7 +1,6 @@
 // A listening TCP port on this computer.
 
-#ifndef PEERS_LISTENER_H_
-#define PEERS_LISTENER_H_
+#pragma once
 
 #include <cstdint>
 #include <functional>
@@ -40,5 +39,3 @@ class Listener : public platform::EventSource {
   std::int32_t port_ = 0;
   std::unique_ptr<Channel> peer_;
 };
-
-#endif  // PEERS_LISTENER_H_

@@ -1,7 +1,6 @@
 // A pseudo-terminal in place of a serial line: the driver opens Path; this side is the interface.
 
-#ifndef PEERS_PSEUDO_TERMINAL_H_
-#define PEERS_PSEUDO_TERMINAL_H_
+#pragma once
 
 #include <memory>
 #include <string>
@@ -27,5 +26,3 @@ class PseudoTerminal {
   std::string path_;
   std::unique_ptr<Channel> line_;
 };
-
-#endif  // PEERS_PSEUDO_TERMINAL_H_

@@ -1,7 +1,6 @@
 // The interface's end of a real serial line: another port of this computer, connected to the driver's by a null modem.
 
-#ifndef PEERS_SERIAL_LINE_H_
-#define PEERS_SERIAL_LINE_H_
+#pragma once
 
 #include <string>
 
@@ -11,5 +10,3 @@
 // driver, looks up a name without a slash under /dev. Throws std::system_error if the port cannot be opened or is not a
 // terminal.
 platform::Descriptor OpenSerialLine(const std::string& name);
-
-#endif  // PEERS_SERIAL_LINE_H_

@@ -1,7 +1,6 @@
 // The host's end of the host link: listens for the driver, sends commands, and parses the handshake and log packets.
 
-#ifndef PEERS_SIMULATED_HOST_H_
-#define PEERS_SIMULATED_HOST_H_
+#pragma once
 
 #include <cstdint>
 #include <functional>
@@ -60,5 +59,3 @@ class SimulatedHost {
   std::vector<LogEntry> log_;
   std::string unexpected_;
 };
-
-#endif  // PEERS_SIMULATED_HOST_H_

@@ -1,7 +1,6 @@
 // Waits for a condition, with a time limit, while the event pump runs.
 
-#ifndef PEERS_WAIT_FOR_H_
-#define PEERS_WAIT_FOR_H_
+#pragma once
 
 #include <chrono>
 #include <cstdint>
@@ -27,5 +26,3 @@ class WaitBudget {
 // Runs the pump until the condition holds or the limit is used up; returns whether it holds.
 [[nodiscard]] bool WaitFor(const std::function<bool()>& condition,
                            std::chrono::milliseconds limit = std::chrono::seconds(30));
-
-#endif  // PEERS_WAIT_FOR_H_

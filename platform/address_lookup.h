@@ -1,8 +1,7 @@
 // Resolves a host name or numeric address and a port to socket addresses. Looks up names on a separate thread, because
 // the system's resolver can block for many seconds.
 
-#ifndef PLATFORM_ADDRESS_LOOKUP_H_
-#define PLATFORM_ADDRESS_LOOKUP_H_
+#pragma once
 
 #include <chrono>
 #include <cstdint>
@@ -49,5 +48,3 @@ class AddressLookup {
 };
 
 }  // namespace platform
-
-#endif  // PLATFORM_ADDRESS_LOOKUP_H_

@@ -5,8 +5,7 @@
 // runs. Bytes received before the end of the stream are delivered before the error event, which is raised once. The
 // descriptor is closed before the error event.
 
-#ifndef PLATFORM_BYTE_STREAM_H_
-#define PLATFORM_BYTE_STREAM_H_
+#pragma once
 
 #include <cstddef>
 #include <cstdint>
@@ -95,5 +94,3 @@ class ByteStream : public EventSource {
 };
 
 }  // namespace platform
-
-#endif  // PLATFORM_BYTE_STREAM_H_

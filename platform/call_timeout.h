@@ -1,8 +1,7 @@
 // Limits the time of blocking system calls: while an object of this class exists, a call that a signal can interrupt
 // fails with EINTR once the timeout has passed, and so does every later one. The shortest timeout is 20 ms.
 
-#ifndef PLATFORM_CALL_TIMEOUT_H_
-#define PLATFORM_CALL_TIMEOUT_H_
+#pragma once
 
 #include <chrono>
 
@@ -18,5 +17,3 @@ class CallTimeout {
 };
 
 }  // namespace platform
-
-#endif  // PLATFORM_CALL_TIMEOUT_H_

@@ -1,7 +1,6 @@
 // Monotonic clock and 60 Hz tick counter.
 
-#ifndef PLATFORM_CLOCK_H_
-#define PLATFORM_CLOCK_H_
+#pragma once
 
 #include <chrono>
 #include <cstdint>
@@ -17,5 +16,3 @@ std::chrono::nanoseconds MonotonicNow();
 std::int64_t Ticks();
 
 }  // namespace platform
-
-#endif  // PLATFORM_CLOCK_H_

@@ -1,7 +1,6 @@
 // Prints lines on standard output.
 
-#ifndef PLATFORM_CONSOLE_H_
-#define PLATFORM_CONSOLE_H_
+#pragma once
 
 #include <string_view>
 
@@ -13,5 +12,3 @@ namespace platform {
 void PrintLine(std::string_view text);
 
 }  // namespace platform
-
-#endif  // PLATFORM_CONSOLE_H_

@@ -1,7 +1,6 @@
 // Base class of a console program's application object, and the function that its main calls.
 
-#ifndef PLATFORM_CONSOLE_APPLICATION_H_
-#define PLATFORM_CONSOLE_APPLICATION_H_
+#pragma once
 
 #include <cstdint>
 #include <string>
@@ -31,5 +30,3 @@ class ConsoleApplication {
 std::int32_t RunApplication(ConsoleApplication& application, int argument_count, char** arguments);
 
 }  // namespace platform
-
-#endif  // PLATFORM_CONSOLE_APPLICATION_H_

@@ -1,7 +1,6 @@
 // Formats local dates and times in the environment's locale, or in the C locale if the former does not exist.
 
-#ifndef PLATFORM_DATE_TIME_H_
-#define PLATFORM_DATE_TIME_H_
+#pragma once
 
 #include <chrono>
 #include <string>
@@ -17,5 +16,3 @@ std::string LongTime(DateTime moment);
 std::string ShortDate(DateTime moment);
 
 }  // namespace platform
-
-#endif  // PLATFORM_DATE_TIME_H_

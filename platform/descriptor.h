@@ -1,7 +1,6 @@
 // Owns one open descriptor and closes it.
 
-#ifndef PLATFORM_DESCRIPTOR_H_
-#define PLATFORM_DESCRIPTOR_H_
+#pragma once
 
 #include <utility>
 
@@ -38,5 +37,3 @@ class Descriptor {
 };
 
 }  // namespace platform
-
-#endif  // PLATFORM_DESCRIPTOR_H_

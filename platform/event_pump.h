@@ -7,8 +7,7 @@
 //  4. Run lasts its full time on the monotonic clock and waits in the kernel. It starts no pass after that time,
 //     however many events are pending.
 
-#ifndef PLATFORM_EVENT_PUMP_H_
-#define PLATFORM_EVENT_PUMP_H_
+#pragma once
 
 #include <chrono>
 #include <vector>
@@ -43,5 +42,3 @@ class EventPump {
 void YieldToBackground();
 
 }  // namespace platform
-
-#endif  // PLATFORM_EVENT_PUMP_H_

@@ -1,8 +1,7 @@
 // Base class of the sources that the event pump waits for. The pump delivers a source's events from its construction to
 // its destruction.
 
-#ifndef PLATFORM_EVENT_SOURCE_H_
-#define PLATFORM_EVENT_SOURCE_H_
+#pragma once
 
 #include <chrono>
 #include <memory>
@@ -49,5 +48,3 @@ class EventSource {
 };
 
 }  // namespace platform
-
-#endif  // PLATFORM_EVENT_SOURCE_H_

@@ -1,7 +1,6 @@
 // An uncaught failure, as passed to the application's handler.
 
-#ifndef PLATFORM_FAILURE_H_
-#define PLATFORM_FAILURE_H_
+#pragma once
 
 #include <array>
 #include <cstddef>
@@ -29,5 +28,3 @@ class Failure {
 };
 
 }  // namespace platform
-
-#endif  // PLATFORM_FAILURE_H_

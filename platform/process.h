@@ -1,7 +1,6 @@
 // Process setup that the platform layer relies on.
 
-#ifndef PLATFORM_PROCESS_H_
-#define PLATFORM_PROCESS_H_
+#pragma once
 
 namespace platform {
 
@@ -11,5 +10,3 @@ namespace platform {
 void PrepareProcess();
 
 }  // namespace platform
-
-#endif  // PLATFORM_PROCESS_H_

@@ -1,7 +1,6 @@
 // Random numbers.
 
-#ifndef PLATFORM_RANDOM_H_
-#define PLATFORM_RANDOM_H_
+#pragma once
 
 #include <cstdint>
 
@@ -12,5 +11,3 @@ namespace platform {
 std::int32_t RandomInRange(std::int32_t lowest, std::int32_t highest);
 
 }  // namespace platform
-
-#endif  // PLATFORM_RANDOM_H_

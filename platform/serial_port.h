@@ -5,8 +5,7 @@
 // Time for which the process is stopped does not count. A failed port closes itself, so that an adapter that is plugged
 // in again gets the same name; later writes are dropped.
 
-#ifndef PLATFORM_SERIAL_PORT_H_
-#define PLATFORM_SERIAL_PORT_H_
+#pragma once
 
 #include <chrono>
 #include <cstddef>
@@ -74,5 +73,3 @@ class SerialPort : public ByteStream {
 };
 
 }  // namespace platform
-
-#endif  // PLATFORM_SERIAL_PORT_H_

@@ -1,7 +1,6 @@
 // Measures how long a peer has accepted no data. Counts only the time spent waiting for it.
 
-#ifndef PLATFORM_STALL_TIMER_H_
-#define PLATFORM_STALL_TIMER_H_
+#pragma once
 
 #include <algorithm>
 #include <chrono>
@@ -36,5 +35,3 @@ class StallTimer {
 };
 
 }  // namespace platform
-
-#endif  // PLATFORM_STALL_TIMER_H_

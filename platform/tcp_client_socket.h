@@ -3,8 +3,7 @@
 // Connect returns at once; a poll or a pump run raises the outcome as one event. After an error, writes are dropped
 // until the next Connect.
 
-#ifndef PLATFORM_TCP_CLIENT_SOCKET_H_
-#define PLATFORM_TCP_CLIENT_SOCKET_H_
+#pragma once
 
 #include <cstddef>
 #include <cstdint>
@@ -58,5 +57,3 @@ class TcpClientSocket : public ByteStream {
 };
 
 }  // namespace platform
-
-#endif  // PLATFORM_TCP_CLIENT_SOCKET_H_

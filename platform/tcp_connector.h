@@ -4,8 +4,7 @@
 // families, and starts each attempt kAttemptDelay after the previous one, or as soon as one fails. Earlier attempts
 // continue, and the first to connect wins. A socket connected to itself counts as refused.
 
-#ifndef PLATFORM_TCP_CONNECTOR_H_
-#define PLATFORM_TCP_CONNECTOR_H_
+#pragma once
 
 #include <chrono>
 #include <cstddef>
@@ -60,5 +59,3 @@ class TcpConnector {
 };
 
 }  // namespace platform
-
-#endif  // PLATFORM_TCP_CONNECTOR_H_

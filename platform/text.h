@@ -1,7 +1,6 @@
 // Byte strings: case-insensitive comparison, parsing of numbers, UTF-8 characters. All functions accept any bytes.
 
-#ifndef PLATFORM_TEXT_H_
-#define PLATFORM_TEXT_H_
+#pragma once
 
 #include <cstddef>
 #include <cstdint>
@@ -43,5 +42,3 @@ std::string_view LastCharacters(std::string_view text, std::size_t count);
 std::string_view TruncateToBytes(std::string_view text, std::size_t bytes);
 
 }  // namespace platform
-
-#endif  // PLATFORM_TEXT_H_

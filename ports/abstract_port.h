@@ -3,8 +3,7 @@
 // A port opens its transport when it is constructed. It keeps its receiver alive while one is set, and calls it only
 // from a poll of the port or a run of the event pump. Bytes pass through unchanged, without framing.
 
-#ifndef PORTS_ABSTRACT_PORT_H_
-#define PORTS_ABSTRACT_PORT_H_
+#pragma once
 
 #include <cstdint>
 #include <memory>
@@ -56,5 +55,3 @@ class iAbstractPort {
   iAbstractPort& operator=(const iAbstractPort&) = delete;
   virtual ~iAbstractPort() = default;
 };
-
-#endif  // PORTS_ABSTRACT_PORT_H_

@@ -1,7 +1,6 @@
 // The device port over a TCP connection to a network-attached interface.
 
-#ifndef PORTS_IP_STREAM_ABSTRACTOR_H_
-#define PORTS_IP_STREAM_ABSTRACTOR_H_
+#pragma once
 
 #include <cstdint>
 #include <memory>
@@ -42,5 +41,3 @@ class cIPStreamAbstractor : public platform::TcpClientSocket, public iAbstractPo
   std::shared_ptr<iAbstractPortReceiver> Parent;
   bool InitialFlush = false;  // set by the connected event
 };
-
-#endif  // PORTS_IP_STREAM_ABSTRACTOR_H_

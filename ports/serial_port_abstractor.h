@@ -1,7 +1,6 @@
 // The device port over a local serial line: 9600 baud, 8 data bits, no parity, DTR asserted.
 
-#ifndef PORTS_SERIAL_PORT_ABSTRACTOR_H_
-#define PORTS_SERIAL_PORT_ABSTRACTOR_H_
+#pragma once
 
 #include <memory>
 #include <string>
@@ -39,5 +38,3 @@ class cSerialPortAbstractor : public platform::SerialPort, public iAbstractPort 
   std::shared_ptr<iAbstractPortReceiver> Parent;
   std::string MyPortName;
 };
-
-#endif  // PORTS_SERIAL_PORT_ABSTRACTOR_H_

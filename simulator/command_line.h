@@ -1,7 +1,6 @@
 // The command line of torvy-simulator.
 
-#ifndef SIMULATOR_COMMAND_LINE_H_
-#define SIMULATOR_COMMAND_LINE_H_
+#pragma once
 
 #include <string>
 #include <variant>
@@ -36,5 +35,3 @@ std::vector<OptionRow> OptionRows();
 
 // Returns the options, or a text to show instead (help or version). Throws InputError if an argument is invalid.
 std::variant<Options, std::string> ReadCommandLine(int argument_count, const char* const* argument_values);
-
-#endif  // SIMULATOR_COMMAND_LINE_H_

@@ -1,8 +1,7 @@
 // The interface's end of the device link: simulated, the far end of a real serial line, or a real interface that cannot
 // be observed.
 
-#ifndef SIMULATOR_DEVICE_H_
-#define SIMULATOR_DEVICE_H_
+#pragma once
 
 #include <chrono>
 #include <cstddef>
@@ -96,5 +95,3 @@ class Device : public platform::EventSource {
   std::size_t bytes_seen_ = 0;
   int drivers_ = 0;
 };
-
-#endif  // SIMULATOR_DEVICE_H_

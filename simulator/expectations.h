@@ -1,7 +1,6 @@
 // What a session expects of the driver, and the verdict.
 
-#ifndef SIMULATOR_EXPECTATIONS_H_
-#define SIMULATOR_EXPECTATIONS_H_
+#pragma once
 
 #include <cstddef>
 #include <cstdint>
@@ -33,5 +32,3 @@ class Expectations {
   std::size_t logs_seen_ = 0;
   bool device_expected_ = false;
 };
-
-#endif  // SIMULATOR_EXPECTATIONS_H_

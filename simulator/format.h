@@ -1,7 +1,6 @@
 // Formats bytes and device commands for messages, transcripts and scripts.
 
-#ifndef SIMULATOR_FORMAT_H_
-#define SIMULATOR_FORMAT_H_
+#pragma once
 
 #include <cstddef>
 #include <optional>
@@ -44,5 +43,3 @@ std::string_view FirstLine(std::string_view bytes);
 
 // Describes such a line: "0102U  unit 0102 up (ON)". Returns only the number of more than kMaxShown other bytes.
 std::string DeviceBytesInWords(std::string_view line);
-
-#endif  // SIMULATOR_FORMAT_H_

@@ -1,7 +1,6 @@
 // Reads lines from the terminal, with editing, history and completion, while the session runs.
 
-#ifndef SIMULATOR_LINE_EDITOR_H_
-#define SIMULATOR_LINE_EDITOR_H_
+#pragma once
 
 #include <functional>
 #include <string>
@@ -13,5 +12,3 @@
 // returns true, or when the process is asked to terminate.
 void EditLines(Transcript& transcript, const std::function<bool()>& is_over,
                const std::function<void(const std::string&)>& perform);
-
-#endif  // SIMULATOR_LINE_EDITOR_H_

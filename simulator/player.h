@@ -1,7 +1,6 @@
 // Plays the steps of a session from a script, a pipe or the terminal.
 
-#ifndef SIMULATOR_PLAYER_H_
-#define SIMULATOR_PLAYER_H_
+#pragma once
 
 #include <functional>
 #include <optional>
@@ -44,5 +43,3 @@ class Player {
   bool failed_ = false;
   bool had_invalid_step_ = false;
 };
-
-#endif  // SIMULATOR_PLAYER_H_

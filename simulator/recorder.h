@@ -1,7 +1,6 @@
 // Records a session as a script that, when replayed, expects the same events.
 
-#ifndef SIMULATOR_RECORDER_H_
-#define SIMULATOR_RECORDER_H_
+#pragma once
 
 #include <chrono>
 #include <string>
@@ -47,5 +46,3 @@ class Recorder {
   bool driver_is_stopped_ = false;
   std::chrono::nanoseconds last_event_{};
 };
-
-#endif  // SIMULATOR_RECORDER_H_

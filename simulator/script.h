@@ -1,7 +1,6 @@
 // A script: steps read from a file and checked before the first is performed.
 
-#ifndef SIMULATOR_SCRIPT_H_
-#define SIMULATOR_SCRIPT_H_
+#pragma once
 
 #include <optional>
 #include <stdexcept>
@@ -30,5 +29,3 @@ inline const std::string kDemonstrationUnits = "0102 and 0304";
 
 // Returns the script that is played if none is named.
 Script Demonstration();
-
-#endif  // SIMULATOR_SCRIPT_H_

@@ -1,8 +1,7 @@
 // One run of the driver between a simulated host and a simulated or real device: starts the driver, sends
 // packets to it, and waits.
 
-#ifndef SIMULATOR_SESSION_H_
-#define SIMULATOR_SESSION_H_
+#pragma once
 
 #include <chrono>
 #include <cstddef>
@@ -108,5 +107,3 @@ class Session {
   int packets_sent_ = 0;
   bool quit_sent_ = false;
 };
-
-#endif  // SIMULATOR_SESSION_H_

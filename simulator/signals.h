@@ -1,8 +1,7 @@
 // Catches the signals that ask the process to end and records them for polling, so that the simulator can clean up
 // first.
 
-#ifndef SIMULATOR_SIGNALS_H_
-#define SIMULATOR_SIGNALS_H_
+#pragma once
 
 namespace signals {
 
@@ -21,5 +20,3 @@ bool TakeInterrupt();
 void Clear();
 
 }  // namespace signals
-
-#endif  // SIMULATOR_SIGNALS_H_

@@ -1,7 +1,6 @@
 // Simulates only the interface, for a real host and the driver that it starts.
 
-#ifndef SIMULATOR_STAND_IN_H_
-#define SIMULATOR_STAND_IN_H_
+#pragma once
 
 #include <string>
 
@@ -12,5 +11,3 @@
 // empty, creates a symbolic link at that path to the pseudo-terminal and removes it at the end. Throws
 // std::system_error if the endpoint cannot be opened or the link cannot be created.
 void RunStandIn(const Device::Endpoint& endpoint, const std::string& link, Transcript& transcript);
-
-#endif  // SIMULATOR_STAND_IN_H_

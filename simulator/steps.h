@@ -1,7 +1,6 @@
 // The simulator's language: one step per line. One table defines words, operands, help and actions.
 
-#ifndef SIMULATOR_STEPS_H_
-#define SIMULATOR_STEPS_H_
+#pragma once
 
 #include <cstdint>
 #include <optional>
@@ -67,5 +66,3 @@ std::string StepsHelp();
 
 // Returns one row of the help: a name, and its meaning in a second column.
 std::string HelpRow(std::string_view name, const std::string& meaning);
-
-#endif  // SIMULATOR_STEPS_H_

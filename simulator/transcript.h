@@ -1,7 +1,6 @@
 // Prints the transcript of a session on standard output: time, link, direction and content.
 
-#ifndef SIMULATOR_TRANSCRIPT_H_
-#define SIMULATOR_TRANSCRIPT_H_
+#pragma once
 
 #include <chrono>
 #include <functional>
@@ -46,5 +45,3 @@ class Transcript {
   std::string date_;
   int write_error_ = 0;
 };
-
-#endif  // SIMULATOR_TRANSCRIPT_H_

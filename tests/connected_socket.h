@@ -1,7 +1,6 @@
 // A host socket that is connected to a simulated host.
 
-#ifndef TESTS_CONNECTED_SOCKET_H_
-#define TESTS_CONNECTED_SOCKET_H_
+#pragma once
 
 #include <gtest/gtest.h>
 
@@ -55,5 +54,3 @@ class ConnectedSocket : public cQuorvaneDeviceSocket {
  private:
   int data_events_ = 0;
 };
-
-#endif  // TESTS_CONNECTED_SOCKET_H_

@@ -1,7 +1,6 @@
 // Helpers for tests: byte strings, a function run in a child process, and streams that record their events.
 
-#ifndef TESTS_SUPPORT_H_
-#define TESTS_SUPPORT_H_
+#pragma once
 
 #include <gmock/gmock.h>
 #include <sys/resource.h>
@@ -91,5 +90,3 @@ class Recording : public Stream {
     Record(Error(this->LastErrorCode()));
   }
 };
-
-#endif  // TESTS_SUPPORT_H_

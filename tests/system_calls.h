@@ -1,8 +1,7 @@
 // Interposes the test program's system calls and allocations, so that a test can count them, replace their results or
 // make them fail, and can replace the clock.
 
-#ifndef TESTS_SYSTEM_CALLS_H_
-#define TESTS_SYSTEM_CALLS_H_
+#pragma once
 
 #include <poll.h>
 
@@ -83,5 +82,3 @@ class VirtualClock {
   // Called in place of poll; the limit is in milliseconds.
   int OnWait(pollfd* polled, nfds_t count, int limit);
 };
-
-#endif  // TESTS_SYSTEM_CALLS_H_
