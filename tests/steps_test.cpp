@@ -67,7 +67,7 @@ TEST(Steps, RejectInvalidLines) {
 }
 
 TEST(ManPage, MatchesHelp) {
-  const std::string text = Contents(TORVY_SIMULATOR_MAN_PAGE);
+  const std::string text = std::regex_replace(Contents(TORVY_SIMULATOR_MAN_PAGE), std::regex(R"(\\-)"), "-");
   const std::regex item(R"(\n\.TP\n\.[BI]+ (.*)\n(.*))");
   std::vector<std::pair<std::string, std::string>> listed;
   for (std::sregex_iterator found(text.begin(), text.end(), item), end; found != end; ++found) {
