@@ -9,4 +9,4 @@
 
 // The release, in the packages, the man pages and torvy-simulator --version. Before a release it ends with "~dev",
 // which apt sorts after the previous release and before this one.
-#define TORVY_RELEASE "1.1.0"  // NOLINT(cppcoreguidelines-macro-usage)
+#define TORVY_RELEASE "1.2.0~dev"  // NOLINT(cppcoreguidelines-macro-usage)
