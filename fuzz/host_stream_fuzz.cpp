@@ -1,5 +1,6 @@
 // Sends a host stream through a real socket; the driver splits and handles it. The first byte is the number of bytes
-// per send, or 0 for a single send. For any input, the driver must stay connected and answer only with log packets.
+// per send, or 0 for a single send. For any input, the driver must stay connected, leave no complete packet behind, and
+// answer only with log packets.
 
 #include <sys/socket.h>
 
@@ -9,6 +10,7 @@
 #include "device/torvy.h"
 #include "fuzz/require.h"
 #include "host/connection.h"
+#include "host/framing.h"
 #include "host/host_socket.h"
 #include "peers/fake_port.h"
 #include "peers/simulated_host.h"
@@ -35,6 +37,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   Require(socket.IsConnected());
   Require(socket.Buffer.size() < 65536 + cQuorvaneDeviceSocket::kHostReceiveSize);
   platform::EventPump::Instance().Run(std::chrono::milliseconds(0));
+  const Frame::Kind rest = socket.Buffer.empty() ? Frame::Kind::kIncomplete : FrontFrame(socket.Buffer).kind;
+  Require(rest == Frame::Kind::kIncomplete || rest == Frame::Kind::kMultiIncomplete);
   Require(host.Unexpected().empty());
   host.ClearLog();
   return 0;
