@@ -72,11 +72,11 @@ AddressLookup::AddressLookup(const std::string& host, std::int32_t port) {
     return;
   }
   done_ = Descriptor(ends[0]);
-  auto work = [promise, host, port, write_end = Descriptor(ends[1])]() mutable {
+  // The end of the thread closes the pipe.
+  auto work = [promise, host, port, write_end = Descriptor(ends[1])] {
     AddressList list;
     Resolve(host, port, 0, list);
     promise->set_value(std::move(list));
-    write_end.Reset();
   };
   const SignalsBlocked blocked;
   try {

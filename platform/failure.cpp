@@ -27,7 +27,7 @@ std::string FunctionName(std::uintptr_t address) {
         abi::__cxa_demangle(place.dli_sname, nullptr, nullptr, &status), &std::free);
     return readable != nullptr ? readable.get() : place.dli_sname;
   }
-  if (!known || place.dli_fname == nullptr) return "0x" + ToHexadecimal(address);
+  if (!known) return "0x" + ToHexadecimal(address);
   const auto offset = address - reinterpret_cast<std::uintptr_t>(place.dli_fbase);
   return std::string(place.dli_fname) + "+0x" + ToHexadecimal(offset);
 }

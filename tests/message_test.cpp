@@ -199,6 +199,7 @@ TEST(PlainPacket, RawDataIsLimitedByEndOfPacket) {
   packet[9] = '\xC8';
   EXPECT_EQ(ParsePlain(packet).GetSendRawData(), "\x01\x02\x03  \r");
   for (const std::size_t size : {10U, 9U}) EXPECT_EQ(ParsePlain(packet.substr(0, size)).GetSendRawData(), "");
+  EXPECT_EQ(ParseMulti(kAcknowledgement).GetSendRawData(), "");
 }
 
 TEST(Multipacket, ParsesAndBuildsEntriesInEitherByteOrder) {
@@ -226,8 +227,11 @@ TEST(Multipacket, KeepsBytesOfTruncatedEntry) {
   EXPECT_EQ(ParseMulti(packet.substr(0, 12)).GetMulti("addr"), "01");
   EXPECT_TRUE(ParseMulti(packet.substr(0, 10)).hasKey("addr"));
   EXPECT_THAT(ParseMulti(packet.substr(0, 19)).GetKeys(), ElementsAre("addr"));  // half a header follows
-  for (const std::size_t size : {1U, 3U, 4U, 9U})
-    EXPECT_THAT(ParseMulti(packet.substr(0, size)).GetKeys(), ElementsAre());
+  for (const std::size_t size : {1U, 3U, 4U, 9U}) {
+    const cQuorvaneCommand message = ParseMulti(packet.substr(0, size));
+    EXPECT_THAT(message.GetKeys(), ElementsAre());
+    EXPECT_EQ(message.MultiFlags, size > 3 ? 0x80 : 0);
+  }
 }
 
 TEST(Multipacket, LimitsKeysTo4BytesAndValuesTo65535Bytes) {

@@ -201,6 +201,7 @@ TEST(Text, CountsCharactersNotBytes) {
     EXPECT_EQ(FirstCharacters(text, 2), first_two);
     EXPECT_EQ(LastCharacters(text, 2), last_two);
   }
+  EXPECT_EQ(TruncateToBytes("\xC3\xA4", 1), "");
   EXPECT_EQ(TruncateToBytes("ab\xC3\xA4", 3), "ab");
   EXPECT_EQ(TruncateToBytes("ab\xC3\xA4", 4), "ab\xC3\xA4");
   EXPECT_EQ(TruncateToBytes("ab\xFF\xFF", 3), "ab\xFF");

@@ -37,15 +37,16 @@ inline std::string Contents(const char* path) {
 
 struct ChildResult {
   std::string console;
+  std::string errors;
   int status = 0;  // the exit status, or the negative number of the signal that killed or stopped it
 };
 
 // Runs `run`, which returns the child's exit status. Returns when the child has ended or is stopped.
 inline ChildResult RunInChild(const std::function<int()>& run) {
   testing::internal::CaptureStdout();
+  testing::internal::CaptureStderr();
   const pid_t child = fork();
   if (child == 0) {
-    close(STDERR_FILENO);  // silence the C++ library's message
     const rlimit no_core{};
     setrlimit(RLIMIT_CORE, &no_core);
     _exit(run());
@@ -53,7 +54,8 @@ inline ChildResult RunInChild(const std::function<int()>& run) {
   int status = 0;
   EXPECT_EQ(waitpid(child, &status, WUNTRACED), child);
   const int signal = WIFSIGNALED(status) ? WTERMSIG(status) : WSTOPSIG(status);
-  return {testing::internal::GetCapturedStdout(), WIFEXITED(status) ? WEXITSTATUS(status) : -signal};
+  return {testing::internal::GetCapturedStdout(), testing::internal::GetCapturedStderr(),
+          WIFEXITED(status) ? WEXITSTATUS(status) : -signal};
 }
 
 // Runs the event pump for a moment, in which it must not spin.
