@@ -1,7 +1,6 @@
 #include "simulator/command_line.h"
 
 #include <CLI/CLI.hpp>
-#include <algorithm>
 #include <filesystem>
 #include <regex>
 

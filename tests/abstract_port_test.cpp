@@ -9,7 +9,6 @@
 #include "peers/pseudo_terminal.h"
 #include "ports/ip_stream_abstractor.h"
 #include "ports/serial_port_abstractor.h"
-#include "tests/connected_socket.h"
 #include "tests/support.h"
 
 namespace {
@@ -91,6 +90,7 @@ TEST_P(Ports, PassInputToReceiver) {
 TEST_P(Ports, ReportOneError) {
   Device().CloseStream();
   EXPECT_TRUE(WaitFor([this] { return !receiver->errors.empty(); }));
+  ExpectQuietPump();
   port->PortSendData("nobody gets this");
   port->PortXmitWait();
   port->PortPoll();

@@ -6,7 +6,7 @@
 #include "device/torvy.h"
 #include "host/log.h"
 #include "peers/fake_port.h"
-#include "tests/connected_socket.h"
+#include "tests/support.h"
 #include "tests/system_calls.h"
 
 namespace {

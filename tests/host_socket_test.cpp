@@ -3,7 +3,6 @@
 #include <sys/ioctl.h>
 #include <sys/socket.h>
 
-#include "tests/connected_socket.h"
 #include "tests/support.h"
 
 namespace {

@@ -17,44 +17,28 @@ namespace {
 
 using testing::HasSubstr;
 
-class Simulator : public testing::Test {
- protected:
+TEST(Simulator, FailsIfCommandsOnRealLineAreLost) {
   PseudoTerminal terminal;
   PseudoTerminal other_end;
-
-  // Forwards bytes from the terminal to the other end. Returns the options for this line, followed by `last`.
-  std::vector<std::string> LineOptions(const std::string& last) {
-    terminal.Line().OnChange = [this] { other_end.Line().Send(std::exchange(terminal.Line().Received, {})); };
-    return {"--port", terminal.Path(), "--other-end", other_end.Path(), last};
-  }
-  // Waits for the simulator to end, expects its exit status, and returns its output.
-  static std::string OutputOf(ChildProcess& simulator, int status) {
-    EXPECT_TRUE(WaitFor([&] { return simulator.Status() && simulator.Output().Ended; }, std::chrono::minutes(2)));
-    EXPECT_EQ(simulator.Status(), status) << simulator.Output().Received;
-    return simulator.Output().Received;
-  }
-};
-
-TEST_F(Simulator, ObservesOtherEndOfRealLine) {
-  ChildProcess simulator(TORVY_SIMULATOR, LineOptions("--yes"));
-  EXPECT_THAT(OutputOf(simulator, 0), testing::EndsWith("status 0\nthe session passed\n"));
-}
-
-TEST_F(Simulator, FailsIfCommandsAreLost) {
+  terminal.Line().OnChange = [&] { other_end.Line().Send(std::exchange(terminal.Line().Received, {})); };
   std::array<int, 2> input{-1, -1};
   ASSERT_EQ(pipe2(input.data(), O_CLOEXEC), 0);
   const platform::Descriptor read_end(input[0]);
   const platform::Descriptor write_end(input[1]);
-  ChildProcess simulator(TORVY_SIMULATOR, LineOptions("--interactive"), [&] { dup2(input[0], STDIN_FILENO); });
-  ASSERT_EQ(write(input[1], "0102 ON\n", 8), 8);
-  EXPECT_TRUE(WaitFor([&] { return simulator.Output().Received.find("unit 0102 up") != std::string::npos; }));
+  ChildProcess simulator(TORVY_SIMULATOR, {"--interactive", "--port", terminal.Path(), "--other-end", other_end.Path()},
+                         [&] { dup2(input[0], STDIN_FILENO); });
+  const std::string& shown = simulator.Output().Received;
+  ASSERT_EQ(write(input[1], "0102 ON\nexpect 0102U\n", 21), 21);
+  EXPECT_TRUE(WaitFor([&] { return shown.find("as expected       0102U") != std::string::npos; })) << shown;
   other_end.HangUp();
   ASSERT_EQ(write(input[1], "0304 OFF\nquit\n", 14), 14);
-  EXPECT_THAT(OutputOf(simulator, 1),
-              HasSubstr("standard input:2: the device link is closed; the data sent is lost\n"));
+  EXPECT_TRUE(WaitFor([&] { return simulator.Status() && simulator.Output().Ended; })) << shown;
+  EXPECT_EQ(simulator.Status(), 1);
+  EXPECT_THAT(shown, HasSubstr("standard input:3: the device link is closed; the data sent is lost\n"));
 }
 
-TEST_F(Simulator, EditsLinesAtTerminal) {
+TEST(Simulator, EditsLinesAtTerminal) {
+  PseudoTerminal terminal;
   const platform::Descriptor shell(open(terminal.Path().c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK));
   ChildProcess simulator(TORVY_SIMULATOR, {"--interactive"}, [&] {
     setenv("TERM", "xterm", 1);

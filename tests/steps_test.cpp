@@ -11,59 +11,50 @@
 
 namespace {
 
+// Returns a step's words, address, text and count, or why the line is invalid.
+std::string Parsed(std::string_view line) {
+  const Step step = ReadStep(line);
+  if (step.row == nullptr) return step.wrong;
+  return std::string(step.row->words) + '|' + step.address + '|' + step.text + '|' + std::to_string(step.count);
+}
+
 TEST(Steps, AreParsed) {
-  const struct {
-    std::string_view line;
-    std::string_view words;
-    std::string_view text = {};
-    std::string_view address = {};
-    std::int32_t count = 0;
-  } cases[] = {{"0102 ON", "", "ON", "0102"},
-               {"  0102\tall off \r", "", "all off", "0102"},
-               {"command all ON", "command", "ON", "all"},
-               {"RAW 1 fF 00", "raw", std::string_view("\x01\xFF\0", 3)},
-               {"expect 0102U\\0D\\5C", "expect", "0102U\r\\"},
-               {"expect log two  blanks\\20", "expect log", "two  blanks "},
-               {"Fault  Device pause", "fault device pause"},
-               {"stream 1000000", "stream", {}, {}, 1'000'000},
-               {"\xEF\xBB\xBFkitchen1 ON", "", "ON", "kitchen1"}};  // after a byte order mark
-  for (const auto& c : cases) {
-    const Step step = ReadStep(c.line);
-    ASSERT_NE(step.row, nullptr) << c.line << step.wrong;
-    EXPECT_EQ(step.row->words, c.words) << c.line;
-    EXPECT_EQ(step.text, c.text);
-    EXPECT_EQ(step.address, c.address);
-    EXPECT_EQ(step.count, c.count);
-  }
-  for (const std::string_view nothing : {"", " \r", "  # 0102 ON"}) {
-    EXPECT_EQ(ReadStep(nothing).row, nullptr);
-    EXPECT_EQ(ReadStep(nothing).wrong, "");
-  }
+  EXPECT_EQ(Parsed("0102 ON"), "|0102|ON|0");
+  EXPECT_EQ(Parsed("  0102\tall off \r"), "|0102|all off|0");
+  EXPECT_EQ(Parsed("\xEF\xBB\xBFkitchen1 ON"), "|kitchen1|ON|0");  // after a byte order mark
+  EXPECT_EQ(Parsed("\u00DCbung2#a ON"), "|\u00DCbung2#a|ON|0");
+  EXPECT_EQ(Parsed("command all ON"), "command|all|ON|0");
+  EXPECT_EQ(Parsed("RAW 1 fF 2a"), "raw||\x01\xFF*|0");
+  EXPECT_EQ(Parsed("expect 0102U\\0D\\5C"), "expect||0102U\r\\|0");
+  EXPECT_EQ(Parsed("expect log two  blanks\\20"), "expect log||two  blanks |0");
+  EXPECT_EQ(Parsed("Fault  Device pause"), "fault device pause|||0");
+  EXPECT_EQ(Parsed("stream 1000000"), "stream|||1000000");
+  for (const std::string_view nothing : {"", " \r", "  # 0102 ON"}) EXPECT_EQ(Parsed(nothing), "");
 }
 
 TEST(Steps, RejectInvalidLines) {
-  std::string too_much = "raw";
-  for (int i = 0; i < 245; ++i) too_much += " 31";
-  const std::string too_long = "0102 " + std::string(65'000, 'X');
-  const std::string unknown = std::string(58, 'x') + "\x1b\xC3\xBC" + std::string(1000, 'x');
-  const std::string unknown_cut = "unknown step \"" + std::string(58, 'x') +
-                                  "\\1B...\"; \"help\" lists all steps, \"command\" sends to any address";
-  const std::pair<std::string_view, const char*> cases[] = {
-      {"foo", "unknown step \"foo\"; \"help\" lists all steps, \"command\" sends to any address"},
-      {unknown, unknown_cut.c_str()},
-      {";0102 ON", "unknown step \";0102 ON\"; \"help\" lists all steps, \"command\" sends to any address"},
-      {"0102 ON # up", "a device command cannot contain a comment, which needs a line of its own"},
-      {"0102", "a device command requires an address and a command: 0102 ON"},
-      {too_long, "a device command can have at most 65000 bytes; more would not fit in a packet"},
-      {"raw", "raw requires bytes in hexadecimal, such as 01 2A FF"},
-      {"raw 1 123", "raw requires bytes in hexadecimal, such as 01 2A FF, not \"123\""},
-      {too_much.c_str(), "raw sends at most 244 bytes; more would not fit in a packet"},
-      {"expect \\4", "expect requires a text in which \\ is followed by two hexadecimal digits, not \"\\4\""},
-      {"quit now", "quit does not allow an operand: \"now\""}};
-  for (const auto& [line, wrong] : cases) {
-    EXPECT_EQ(ReadStep(line).wrong, wrong);
-    EXPECT_EQ(ReadStep(line).row, nullptr);
-  }
+  const auto unknown = [](const std::string& shown) {
+    return "unknown step \"" + shown + "\"; \"help\" lists all steps, \"command\" sends to any address";
+  };
+  EXPECT_EQ(Parsed("foo"), unknown("foo"));
+  EXPECT_EQ(Parsed(";0102 ON"), unknown(";0102 ON"));
+  const std::string start(58, 'x');
+  EXPECT_EQ(Parsed(start + "\x1b\u00FC" + std::string(1000, 'x')), unknown(start + "\\1B..."));
+  EXPECT_EQ(Parsed("0102"), "a device command requires an address and a command: 0102 ON");
+  EXPECT_EQ(Parsed("0102 ON # up"), "a device command cannot contain a comment, which needs a line of its own");
+  const std::string too_long = "a device command can have at most 65000 bytes; more would not fit in a packet";
+  EXPECT_EQ(Parsed("0102 " + std::string(65'000, 'X')), too_long);
+  EXPECT_EQ(Parsed("raw"), "raw requires bytes in hexadecimal, such as 01 2A FF");
+  EXPECT_EQ(Parsed("raw 1 123"), "raw requires bytes in hexadecimal, such as 01 2A FF, not \"123\"");
+  std::string raw = "raw";
+  for (int i = 0; i < 244; ++i) raw += " 31";
+  EXPECT_EQ(Parsed(raw), "raw||" + std::string(244, '1') + "|0");
+  EXPECT_EQ(Parsed(raw + " 31"), "raw sends at most 244 bytes; more would not fit in a packet");
+  EXPECT_EQ(Parsed("expect"), "expect requires a text");
+  EXPECT_EQ(Parsed("expect \\4"),
+            "expect requires a text in which \\ is followed by two hexadecimal digits, not \"\\4\"");
+  EXPECT_EQ(Parsed("stream 0"), "stream requires a number from 1 to 1000000, not \"0\"");
+  EXPECT_EQ(Parsed("quit now"), "quit does not allow an operand: \"now\"");
 }
 
 TEST(ManPage, MatchesHelp) {

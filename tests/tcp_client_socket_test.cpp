@@ -11,10 +11,8 @@
 #include <csignal>
 #include <sstream>
 #include <thread>
-#include <tuple>
 
 #include "platform/clock.h"
-#include "tests/connected_socket.h"
 #include "tests/support.h"
 
 namespace {
@@ -264,12 +262,12 @@ TEST_F(TcpClientSocketTest, SetsKeepAliveForHostAndSystemDefaultForDevice) {
     return value;
   };
   const ConnectedSocket host_link(nullptr);
-  const int expected[][3] = {{IPPROTO_TCP, TCP_NODELAY, 1},
-                             {SOL_SOCKET, SO_KEEPALIVE, 1},
-                             {IPPROTO_TCP, TCP_KEEPIDLE, 60},
-                             {IPPROTO_TCP, TCP_KEEPINTVL, 15},
-                             {IPPROTO_TCP, TCP_KEEPCNT, 4}};
-  for (const auto& [level, name, value] : expected) EXPECT_EQ(option(host_link.DescriptorNumber(), level, name), value);
+  const int host = host_link.DescriptorNumber();
+  EXPECT_EQ(option(host, IPPROTO_TCP, TCP_NODELAY), 1);
+  EXPECT_EQ(option(host, SOL_SOCKET, SO_KEEPALIVE), 1);
+  EXPECT_EQ(option(host, IPPROTO_TCP, TCP_KEEPIDLE), 60);
+  EXPECT_EQ(option(host, IPPROTO_TCP, TCP_KEEPINTVL), 15);
+  EXPECT_EQ(option(host, IPPROTO_TCP, TCP_KEEPCNT), 4);
   Connected();
   EXPECT_NE(option(client->DescriptorNumber(), IPPROTO_TCP, TCP_KEEPIDLE), 60);
 }
