@@ -140,10 +140,10 @@ void Session::Flood() {
   const auto ended = [&] {
     if (link.OutputQueued() < kQueued) link.Send(packets);
     device_bytes_.clear();
+    recorder_.ClearDeviceBytes();
     return DriverHasEnded();
   };
   Await(ended, "the driver to end", kPauseAtEnd, 1);
-  recorder_.ClearDeviceBytes();
 }
 
 void Session::SignalDriver(int signal) {
