@@ -74,7 +74,7 @@ void Expectations::DriverLogs(const std::string& text) {
     const auto is_near = [begin](const SimulatedHost::LogEntry& entry) { return entry.text.starts_with(begin); };
     const auto near = std::find_if(log.begin() + static_cast<std::ptrdiff_t>(logs_seen_), log.end(), is_near);
     if (near == log.end()) throw;
-    throw StepFailed(std::string(failure.what()) + "; the entry " + Shown(near->text) + " is not equal");
+    throw StepFailed(std::string(failure.what()) + "; the driver logged " + Shown(near->text));
   }
   logs_seen_ = seen;
 }
