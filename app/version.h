@@ -1,4 +1,4 @@
-// The two versions of the driver and the simulator. CMake reads the release from here.
+// Two versions, both of the driver and of the simulator. CMake reads the release from here.
 
 #pragma once
 

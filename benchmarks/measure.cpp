@@ -1,6 +1,6 @@
 // Compares the driver with other relay programs on this machine; run by scripts/compare.
 //
-// Usage: torvy-measure DRIVER LEAST-RELAY SOCAT DATA-FOLDER
+// Usage: torvy-measure DRIVER MINIMAL-RELAY SOCAT DATA-FOLDER
 
 #include "benchmarks/measure.h"
 
@@ -35,7 +35,7 @@ std::string DeviceCommandBytes() {
 
 int main(int argument_count, char** arguments) {
   if (argument_count != 5) {
-    std::fputs("usage: torvy-measure DRIVER LEAST-RELAY SOCAT DATA-FOLDER\n", stderr);
+    std::fputs("usage: torvy-measure DRIVER MINIMAL-RELAY SOCAT DATA-FOLDER\n", stderr);
     return 2;
   }
   platform::PrepareProcess();

@@ -2,7 +2,7 @@
 //
 // A parser fills a received message; fields and setters fill a message to send, which GetRawCommand converts to bytes.
 // Texts are byte strings, mostly of one byte; integers are sent as one unsigned byte. Headers, commands and keys are
-// not case-sensitive. Setters do not check their arguments: callers must keep values within their range on the wire.
+// not case-sensitive. Setters, except SetHouseCode, do not check their arguments: callers must keep values in range.
 //
 // Names and order, including their mixed styles, are those of the host's other drivers, so that the drivers can be
 // compared side by side. Sources: common_packet.cpp (plain, log and error packets), flags_addressing.cpp (flags,

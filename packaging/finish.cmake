@@ -1,5 +1,5 @@
 # Run by CPack on the installed files of each package: adds the changelog, and compresses it and the man page, as Debian
-# requires. The installation itself is the same with and without Debian's tools.
+# requires. This is not part of the installation, which needs none of Debian's tools.
 foreach(component ${CPACK_COMPONENTS_ALL})
   set(program torvy-${component})
   set(share ${CPACK_TEMPORARY_DIRECTORY}/${component}${CPACK_PACKAGING_INSTALL_PREFIX}/share)

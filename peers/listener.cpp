@@ -23,7 +23,7 @@ Listener::Listener(const std::string& address, int backlog, std::int32_t port) {
            static_cast<socklen_t>(where.bytes.size())) != 0 ||
       listen(listening_.Number(), backlog) != 0) {
     throw std::system_error(errno, std::generic_category(),
-                            "listening at " + address + ", port " + std::to_string(port));
+                            "listening on " + address + ", port " + std::to_string(port));
   }
   sockaddr_storage bound{};
   socklen_t size = sizeof bound;

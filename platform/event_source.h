@@ -17,8 +17,8 @@ struct Interest {
   static constexpr std::chrono::nanoseconds kNow = std::chrono::nanoseconds::zero();  // always in the past
 
   std::span<const Descriptor> descriptors{};   // the source is called when one of them is ready
-  bool read = false;                           // to be read
-  bool write = false;                          // to be written, or connected
+  bool read = false;                           // wait until one can be read
+  bool write = false;                          // wait until one can be written, or has connected
   std::chrono::nanoseconds deadline = kNever;  // when to call the source even if nothing is ready; MonotonicNow time
 };
 

@@ -11,7 +11,7 @@ class StallTimer {
  public:
   explicit StallTimer(std::chrono::nanoseconds timeout) : timeout_(timeout), left_(timeout) {}
 
-  // Restores the full timeout, unless it was restored for the last time. Call after progress.
+  // Restores the full timeout, unless MakeTotal was called. Call after progress.
   void Restart() {
     if (!is_total_) left_ = timeout_;
   }

@@ -41,7 +41,7 @@ void CheckRecordingFile(const std::string& path) {
   std::error_code ignored;
   const bool is_other = std::filesystem::exists(path, ignored) && !std::filesystem::is_regular_file(path, ignored);
   if (path != "-" && !is_other && !std::filesystem::equivalent(path, "/dev/stdout", ignored)) return;
-  throw InputError("--record needs a regular file, not " + path);
+  throw InputError("--record needs a regular file other than the transcript, not " + path);
 }
 
 Device::Endpoint EndpointOf(const Options& options) {
@@ -92,7 +92,8 @@ void Describe(CLI::App& app, Options& options) {
          "fail a wait after this time without progress, in addition to the driver's own pauses; default: 30")
       ->type_name("SECONDS")
       ->check(CLI::Range(1, kMaxSeconds).description(""));
-  app.add_flag("--verbose", options.verbose, "show the bytes and debug text of each packet");
+  app.add_flag("--verbose", options.verbose,
+               "show the bytes and contents of each packet to the driver, except for stream, fill and flood");
   value("--time", options.time, "KIND", "show the date and time of day (clock) or seconds since the start (elapsed)")
       ->check(CLI::IsMember({"clock", "elapsed"}).description(""));
   value("--color", options.color, "WHEN", "use colours: auto, always or never")

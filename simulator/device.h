@@ -52,7 +52,7 @@ class Device : public platform::EventSource {
   void KeepOpen();
 
   // OnBytes is called with bytes as they arrive; OnShow with the same bytes, split into lines for display, with each
-  // command in one line if possible. `driver` counts from 1; there is none until a second driver connects.
+  // command in one line if possible. `driver` is the driver's number, from 1; empty until a second driver connects.
   std::function<void(const std::string& bytes)> OnBytes;
   std::function<void(std::optional<int> driver, std::string_view line)> OnShow;
   // Called when a driver connects or disconnects; over TCP only.
@@ -80,7 +80,7 @@ class Device : public platform::EventSource {
   void Attach(std::unique_ptr<Channel> channel);
   void Accept();
   void HandleReceived(Connection& connection, const std::string& bytes);
-  // Shows the bytes that were not shown yet, except, unless `all` is true, what may be the start of a command.
+  // Shows the bytes not yet shown. Unless `all` is true, keeps back what may be the start of a command.
   void Show(Connection& connection, bool all);
   // Returns the number to show, if there is more than one driver.
   std::optional<int> ShownNumber(const Connection& connection) const {

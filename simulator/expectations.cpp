@@ -69,7 +69,7 @@ void Expectations::DriverLogs(const std::string& text) {
   try {
     session_.Await(logged, "the log entry " + Shown(text));
   } catch (const StepFailed& failure) {
-    // A text copied from a transcript may lack a blank at the end, or more of the entry.
+    // A text copied from a transcript may lack a trailing blank or the rest of the entry.
     const std::string_view begin = std::string_view(text).substr(0, text.find_last_not_of(' ') + 1);
     const auto is_near = [begin](const SimulatedHost::LogEntry& entry) { return entry.text.starts_with(begin); };
     const auto near = std::find_if(log.begin() + static_cast<std::ptrdiff_t>(logs_seen_), log.end(), is_near);

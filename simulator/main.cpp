@@ -39,7 +39,7 @@ int Finish(int status, int write_error) {
   return PrintError("cannot write to standard output: " + std::generic_category().message(write_error), kFailed);
 }
 
-// Sets the character encoding of the terminal; UTF-8 replaces ASCII, so that no characters are lost.
+// Adopts the character encoding of the environment's locale; uses UTF-8 in place of ASCII, to lose no characters.
 void SetCharacterEncoding() {
   std::setlocale(LC_CTYPE, "");
   if (std::string_view(nl_langinfo(CODESET)) == "ANSI_X3.4-1968") std::setlocale(LC_CTYPE, "C.UTF-8");

@@ -35,7 +35,8 @@ class Player {
  private:
   void PlayLine(std::string_view line, std::optional<std::string> position);
   bool Perform(const Step& step);
-  // Returns false, with the reason in the transcript, if the action, of a step or between steps, throws StepFailed.
+  // Performs an action. If it throws StepFailed, shows the reason in the transcript and returns false. `step` is the
+  // action's step, if it has one.
   bool Try(const std::function<void()>& action, const Step& step = {});
 
   Session& session_;

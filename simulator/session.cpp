@@ -172,8 +172,8 @@ void Session::SendUntilAccepted(const std::string& packets, const std::string& i
   ReportLostCommands();
 }
 
-// Reports that commands were lost, because the driver does not reopen a closed device link. The driver closes the link
-// itself when it ends.
+// Reports lost commands if the device link is closed, because the driver does not reopen it. After a quit or the
+// driver's end, reports nothing: the driver itself closes the link then.
 void Session::ReportLostCommands() {
   const Channel* const link = device_.Link();
   if (quit_sent_ || driver_.Status() || link == nullptr) return;

@@ -15,8 +15,8 @@
 
 namespace {
 
-// A symbolic link that exists as long as the object. Replaces a symbolic link to nothing, which a stand-in that was
-// killed has left, but no other file.
+// A symbolic link that exists as long as the object. Replaces a dangling link, such as one that a killed stand-in has
+// left, but no other file.
 class SymbolicLink {
  public:
   SymbolicLink(std::string path, std::string target) : path_(std::move(path)), target_(std::move(target)) {
@@ -61,7 +61,7 @@ void RunStandIn(const Device::Endpoint& endpoint, const std::string& link, Trans
   if (names.size() == 1) {
     transcript.Note("the interface is at " + (link.empty() ? names.front() : std::filesystem::absolute(link).string()));
   } else if (names.front().find_first_not_of("0.:") == std::string::npos) {
-    transcript.Note("the interface is at port " + names.back() + " of any address of this computer");
+    transcript.Note("the interface is at port " + names.back() + " on every address of this computer");
   } else {
     transcript.Note("the interface is at address " + names.front() + ", port " + names.back());
   }

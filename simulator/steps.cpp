@@ -125,7 +125,7 @@ Step ReadStep(std::string_view line) {
   const std::string_view word = TakeWord(rest);
   Step step{.row = FindRow(line), .line = std::string(line)};
   if (step.row == nullptr) {
-    // Treat any other first word as a mistyped step, not as the address of a unit.
+    // An address begins with a letter or a digit and contains a digit; any other word is a mistyped step.
     const bool begins_with_letter =
         (word.front() & 0x80) != 0 || std::isalnum(static_cast<unsigned char>(word.front())) != 0;
     const bool address = begins_with_letter && word.find_first_of("0123456789") != std::string_view::npos;

@@ -13,7 +13,7 @@ class Transcript {
 
   struct Style {
     bool colours = false;
-    bool verbose = false;  // also shows the bytes and debug text of every packet
+    bool verbose = false;  // also shows what is passed to Packet
     bool clock = false;    // shows the date and time of day instead of seconds since the start
   };
 

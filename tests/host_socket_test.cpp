@@ -77,7 +77,7 @@ TEST_F(HostStream, SplitsPacketsInOrderAndContinuesAfterBadOnes) {
       {"X\0X\x06yY\x02"s, "<Y\x02>", 1},        // an incomplete plain packet
       {"X\0E\x02A\x02L\x03xM\x02"s, "<M\x02>", 1},
       {zero_length + Plain('D') + zero_length + Plain('D'), "<" + Plain('D') + "><" + Plain('D') + ">", 2},
-      // It is found even if the receive splits it, and if it contains another.
+      // The next packet is found even if the receive splits it, or if it contains another packet.
       {"X\0"s + std::string(cQuorvaneDeviceSocket::kHostReceiveSize - 14, '?') + contains_another,
        "<" + contains_another + ">", 1}};
   for (const auto& c : cases) {
@@ -120,7 +120,7 @@ TEST_F(HostStream, HoldsAtMostTheLargestPacketAfterZeroLength) {
   EXPECT_THAT(socket.Logged(), testing::ElementsAre("4 torvy: Received malformed packet from host"));
 }
 
-// The receive ends in each part of a multipacket's header; up to four bytes of these could be plain packets.
+// The receive ends after one to seven bytes of a multipacket; up to four bytes could be parsed as a plain packet.
 TEST_F(HostStream, CompletesPacketSplitByItsReceive) {
   for (const std::size_t size : {257U, 258U, 259U, 260U, 516U}) {
     const std::string packet = Device("0102", std::string(size - 28, 'w'));

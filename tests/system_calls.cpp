@@ -103,7 +103,7 @@ void operator delete(void* memory, std::size_t /*size*/) noexcept {
 
 extern "C" {
 
-// The C++ library's allocations may go through AddressSanitizer and ours not; this mismatch is not an error.
+// The C++ library's allocations may go through AddressSanitizer while ours do not; this mismatch is not an error.
 const char* __asan_default_options() {
   return "alloc_dealloc_mismatch=0";
 }

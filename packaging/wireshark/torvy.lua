@@ -66,7 +66,8 @@ local function value_length(packet, offset)
 end
 
 -- Returns the length of the packet or handshake at the front, 0 if it depends on bytes that follow, or nil for other
--- bytes. Every plain packet ends with a carriage return. Logs have none, unlike the bytes from "LX" in a plain packet.
+-- bytes. Every plain packet ends with a carriage return. A log contains none, while the bytes from an "LX"
+-- in a plain packet contain one.
 local function front_length(tvb)
   local bytes = tvb:raw(0, math.min(tvb:len(), kMaxHandshake))
   local kind, length, third, fourth = bytes:sub(1, 1):upper(), bytes:byte(2, 4)
