@@ -58,7 +58,7 @@ class cQuorvaneCommand {
   std::int32_t MultiFlags = 0;               // flag byte of a received multipacket
   bool LittleEndian = false;                 // byte order of a received multipacket
 
-  // Fills the message from a plain or log packet. Returns false for an error packet, of which it keeps only the header
+  // Fills the message from a plain or log packet. Returns false for an error packet, of which it parses only the header
   // and the code, and for an unknown kind. Fields past the packet's end are empty or 0.
   virtual bool InitFromCommonMessage(std::string packet);
 

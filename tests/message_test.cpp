@@ -66,7 +66,7 @@ TEST(ProtocolPage, ExamplesMatchCode) {
                                                  {"unit-command", on.GetRawCommand()},
                                                  {"quit", ControllerCommand("Q").GetRawCommand()},
                                                  {"raw-data", RawDataCommand("\x01\x02\x03").GetRawCommand()},
-                                                 {"log", "L\x08\x02ready"},
+                                                 {"log", BuildLogPacket("ready", 2)},
                                                  {"device-bytes", "0102U"}};
   EXPECT_EQ(Examples(), built);
   EXPECT_EQ(on.PacketLength, 16);

@@ -54,9 +54,9 @@ local controller_commands = {Q = "quit", P = "quit", D = "toggle debug mode"}
 local kMaxHandshake = 1024
 local kMinPlain = 16
 
--- Returns printable ASCII unchanged, and all other bytes as a backslash and two hexadecimal digits.
+-- Returns printable ASCII but for ; and \ unchanged, and all other bytes as a backslash and two hexadecimal digits.
 local function printable(bytes)
-  return (bytes:gsub("[^ -~]", function(byte) return ("\\%02X"):format(byte:byte()) end))
+  return (bytes:gsub("[%c;\\\128-\255]", function(byte) return ("\\%02X"):format(byte:byte()) end))
 end
 
 -- Returns the value length of the entry at an offset of a multipacket.
@@ -66,8 +66,8 @@ local function value_length(packet, offset)
 end
 
 -- Returns the length of the packet or handshake at the front, 0 if it depends on bytes that follow, or nil for other
--- bytes. Every plain packet ends with a carriage return. A log contains none, while the bytes from an "LX"
--- in a plain packet contain one.
+-- bytes. Every plain packet ends with a carriage return. A log whose text contains one is not recognised,
+-- because the bytes from an "LX" in a plain packet contain one as well.
 local function front_length(tvb)
   local bytes = tvb:raw(0, math.min(tvb:len(), kMaxHandshake))
   local kind, length, third, fourth = bytes:sub(1, 1):upper(), bytes:byte(2, 4)
