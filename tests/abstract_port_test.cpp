@@ -3,7 +3,6 @@
 #include "ports/abstract_port.h"
 
 #include <termios.h>
-#include <unistd.h>
 
 #include "app/process_state.h"
 #include "peers/pseudo_terminal.h"

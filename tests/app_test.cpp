@@ -120,19 +120,25 @@ TEST_F(AppTest, ServesNetworkDeviceNamedByLastTwoArgumentsInDebugMode) {
   EXPECT_TRUE(device_port->InitialFlush);
 }
 
-TEST_F(AppTest, LogsAndExitsIfPortCannotBeOpened) {
-  EXPECT_EQ(Run(Serial("/dev/null")), "");
-  EXPECT_EQ(Sleeps(milliseconds(1000)), 1);
+TEST_F(AppTest, QuitBeforePortIsOpenIsObeyedWithoutServing) {
+  host.OnHandshake = [this] { host.Send(ControllerCommand("Q")); };
+  clock.may_pass = [] { return State().HostSocket == nullptr || State().QuitRequested; };
+  EXPECT_EQ(Run(Serial(terminal.Path())), "");
   EXPECT_EQ(Sleeps(milliseconds(200)), 0);
-  EXPECT_THAT(host.Entries(), ElementsAre("4 torvy: unable to open the port named: /dev/null"));
+  EXPECT_THAT(host.Entries(), ElementsAre("2 The torvy plx has been asked to quit. (1)"));
 }
 
-TEST_F(AppTest, LogsSerialStartInDebugMode) {
+TEST_F(AppTest, LogsAndExitsIfSerialPortCannotBeOpened) {
+  EXPECT_EQ(Run(Serial("no-such-port")), "");
+  EXPECT_EQ(Sleeps(milliseconds(1000)), 1);
+  EXPECT_EQ(Sleeps(milliseconds(200)), 0);
+  State() = {};
   DebugFromStart();
-  Run(Serial("no-such-port"));
-  EXPECT_THAT(host.Entries(), ElementsAre(MatchesRegex(kConnected),
-                                          "4 torvy making local serial connection to port named (no-such-port)",
-                                          "4 torvy: unable to find a serial port named: no-such-port"));
+  Run(Serial("/dev/null"));
+  EXPECT_THAT(host.Entries(),
+              ElementsAre("4 torvy: unable to find a serial port named: no-such-port", MatchesRegex(kConnected),
+                          "4 torvy making local serial connection to port named (/dev/null)",
+                          "4 torvy: unable to open the port named: /dev/null"));
 }
 
 TEST_F(AppTest, LogsNetworkStartInDebugMode) {

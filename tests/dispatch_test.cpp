@@ -1,13 +1,10 @@
 #include "host/dispatch.h"
 
-#include <gmock/gmock.h>
-
 #include "app/process_state.h"
 #include "device/torvy.h"
 #include "host/log.h"
 #include "peers/fake_port.h"
 #include "tests/support.h"
-#include "tests/system_calls.h"
 
 namespace {
 

@@ -6,14 +6,11 @@
 #include <algorithm>
 #include <iostream>
 #include <stdexcept>
-#include <utility>
 
 #include "app/app.h"
 #include "app/process_state.h"
-#include "host/host_socket.h"
 #include "peers/fake_port.h"
 #include "peers/pseudo_terminal.h"
-#include "peers/simulated_host.h"
 #include "platform/console_application.h"
 #include "tests/support.h"
 

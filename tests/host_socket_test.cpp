@@ -50,7 +50,8 @@ TEST_F(HostStream, SplitsPacketsInOrderAndContinuesAfterBadOnes) {
   } cases[] = {
       {"X", "X"},
       {"X\x03", "X\x03"},
-      {"X\x03yX\x02L\x05\x02hi", "<X\x03y><X\x02><L\x05\x02hi>"},
+      {"X\x03yx\x02Y\x02y\x02M\x02m\x02N\x02n\x02L\x05\x02hil\x02",
+       "<X\x03y><x\x02><Y\x02><y\x02><M\x02><m\x02><N\x02><n\x02><L\x05\x02hi><l\x02>"},
       {"X\xFF" + large, "X\xFF" + large},
       {"X\xFF" + large + "x", "<X\xFF" + large + "x>"},
       {"X\x01\x02" + Plain('D'), "<X><" + Plain('D') + ">", 1},  // shorter than its header: the rest is the next packet

@@ -7,10 +7,8 @@
 #include <map>
 #include <regex>
 #include <tuple>
-#include <utility>
 
 #include "message/missing_object.h"
-#include "peers/simulated_host.h"
 #include "tests/support.h"
 
 namespace {
@@ -118,13 +116,6 @@ TEST(PlainPacket, FieldsPastEndAreEmpty) {
   EXPECT_EQ(message.param2, 0);
   EXPECT_EQ(message.rawAnalog16, 0);
   EXPECT_EQ(ParsePlain(analog.substr(0, 15)).rawAnalog16, 0x03F);
-}
-
-TEST(PlainPacket, AcceptsKindsInEitherCase) {
-  for (const char kind : std::string_view("XxYyMmNnLl")) ParsePlain({kind, 2});
-  for (const std::string packet : {"", "A\x02", "E\x02", "J\x02", "Z\x02"}) {
-    EXPECT_FALSE(cQuorvaneCommand().InitFromCommonMessage(packet)) << packet;
-  }
 }
 
 TEST(PlainPacket, ReplacesLowBatteryFormsExceptQuit) {

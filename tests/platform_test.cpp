@@ -2,21 +2,17 @@
 // console, random numbers and text.
 
 #include <fcntl.h>
-#include <unistd.h>
 
 #include <cerrno>
 #include <csignal>
-#include <functional>
 #include <memory>
 #include <set>
 
 #include "platform/call_timeout.h"
 #include "platform/clock.h"
 #include "platform/console.h"
-#include "platform/event_pump.h"
 #include "platform/process.h"
 #include "platform/random.h"
-#include "platform/text.h"
 #include "tests/support.h"
 
 namespace platform {

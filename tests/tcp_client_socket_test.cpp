@@ -4,8 +4,6 @@
 #include <netdb.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
-#include <sys/resource.h>
-#include <unistd.h>
 
 #include <atomic>
 #include <csignal>
