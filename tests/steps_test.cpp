@@ -28,7 +28,7 @@ TEST(Steps, AreParsed) {
   EXPECT_EQ(Parsed("expect 0102U\\0D\\5C"), "expect||0102U\r\\|0");
   EXPECT_EQ(Parsed("expect log two  blanks\\20"), "expect log||two  blanks |0");
   EXPECT_EQ(Parsed("Fault  Device pause"), "fault device pause|||0");
-  EXPECT_EQ(Parsed("stream 1000000"), "stream|||1000000");
+  EXPECT_EQ(Parsed("stream 1") + Parsed("stream 1000000"), "stream|||1stream|||1000000");
   for (const std::string_view nothing : {"", " \r", "  # 0102 ON"}) EXPECT_EQ(Parsed(nothing), "");
 }
 
