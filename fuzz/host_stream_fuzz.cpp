@@ -29,6 +29,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   State().DebugMode = false;
   State().QuitRequested = false;
   if (size < 2) return 0;
+  const std::string_view stream(reinterpret_cast<const char*>(data) + 1, size - 1);
+  const Frame early = FrontFrame(stream.substr(0, 1 + data[0]));
+  const bool is_final = early.kind == Frame::Kind::kPlain || early.kind == Frame::Kind::kMulti;
+  Require(!is_final || early.length == FrontFrame(stream).length);  // more bytes change nothing
   const std::size_t piece = data[0] == 0 ? size : data[0];
   for (std::size_t at = 1; at < size; at += piece) {
     Require(send(host.Link()->DescriptorNumber(), data + at, std::min(piece, size - at), 0) >= 0);

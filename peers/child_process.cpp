@@ -87,12 +87,11 @@ std::string ChildProcess::Field(const std::string& name) const {
 }
 
 std::optional<int> ChildProcess::Status() {
-  constexpr int kSignalBase = 128;
   int status = 0;
   rusage used{};
   if (!status_ && wait4(id_, &status, WNOHANG, &used) == id_) {
     peak_memory_kib_ = used.ru_maxrss;  // NOLINT(cppcoreguidelines-pro-type-union-access): a union in the C library
-    status_ = WIFSIGNALED(status) ? kSignalBase + WTERMSIG(status) : WEXITSTATUS(status);
+    status_ = WIFSIGNALED(status) ? -WTERMSIG(status) : WEXITSTATUS(status);
   }
   return status_;
 }

@@ -33,7 +33,7 @@ class ChildProcess {
   // Returns the peak resident memory; 0 if the system does not report it.
   long PeakMemoryKiB() const { return status_ ? peak_memory_kib_ : std::stol(Field("VmHWM:")); }
 
-  // Returns the exit status, or 128 plus the signal that killed the child; nothing while it runs.
+  // Returns the exit status, or the negative number of the signal that killed the child; nothing while it runs.
   std::optional<int> Status();
 
  private:

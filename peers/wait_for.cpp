@@ -4,13 +4,13 @@
 
 static constexpr std::chrono::milliseconds kSlice{2};
 
-WaitBudget::WaitBudget(std::chrono::milliseconds each, int most)
-    : each_(each / kSlice), left_(each_), most_(each_ * most) {}
+WaitBudget::WaitBudget(std::chrono::milliseconds timeout, int max_timeouts)
+    : timeout_(timeout / kSlice), left_(timeout_), total_left_(timeout_ * max_timeouts) {}
 
 bool WaitBudget::Wait() {
-  if (left_ == 0 || most_ == 0) return false;
+  if (left_ == 0 || total_left_ == 0) return false;
   --left_;
-  --most_;
+  --total_left_;
   platform::EventPump::Instance().Run(kSlice);
   return true;
 }

@@ -9,18 +9,18 @@
 // A time limit counted in short waits instead of clock time, so that a slow or suspended machine does not use it up.
 class WaitBudget {
  public:
-  // The limit is `each`; Renew restarts it, but the total never exceeds `most` times `each`.
-  explicit WaitBudget(std::chrono::milliseconds each, int most = 1);
+  // Renew restarts the timeout, but the total never exceeds `max_timeouts` times as long.
+  explicit WaitBudget(std::chrono::milliseconds timeout, int max_timeouts = 1);
 
   // Runs the pump for one short wait; returns false when the limit is used up.
   [[nodiscard]] bool Wait();
 
-  void Renew() { left_ = each_; }
+  void Renew() { left_ = timeout_; }
 
  private:
-  std::int64_t each_;
+  std::int64_t timeout_;  // all in short waits
   std::int64_t left_;
-  std::int64_t most_;
+  std::int64_t total_left_;
 };
 
 // Runs the pump until the condition holds or the limit is used up; returns whether it holds.

@@ -17,9 +17,10 @@ constexpr std::size_t kWidth = 79;
 // Parses ADDRESS:PORT; an IPv6 address is in brackets. Throws InputError.
 Device::TcpAddress ReadTcpAddress(const std::string& text) {
   constexpr int kMaxPort = 65535;
+  constexpr std::size_t kMaxLength = 300;  // std::regex needs stack space for each character
   static const std::regex form(R"((?:\[(.+)\]|([^:\[\]]+)):([0-9]{1,9}))");
   std::smatch parts;
-  if (!std::regex_match(text, parts, form)) {
+  if (text.size() > kMaxLength || !std::regex_match(text, parts, form)) {
     throw InputError("invalid address " + Quoted(text) +
                      ": expected ADDRESS:PORT, such as 192.0.2.7:4001 or [2001:db8::7]:4001");
   }
@@ -41,7 +42,7 @@ void CheckRecordingFile(const std::string& path) {
   std::error_code ignored;
   const bool is_other = std::filesystem::exists(path, ignored) && !std::filesystem::is_regular_file(path, ignored);
   if (path != "-" && !is_other && !std::filesystem::equivalent(path, "/dev/stdout", ignored)) return;
-  throw InputError("--record needs a regular file other than the transcript, not " + path);
+  throw InputError("--record needs a regular file other than the transcript, not " + Quoted(path));
 }
 
 Device::Endpoint EndpointOf(const Options& options) {

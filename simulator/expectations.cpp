@@ -72,8 +72,8 @@ void Expectations::DriverLogs(const std::string& text) {
     // A text copied from a transcript may lack a trailing blank or the rest of the entry.
     const std::string_view begin = std::string_view(text).substr(0, text.find_last_not_of(' ') + 1);
     const auto is_near = [begin](const SimulatedHost::LogEntry& entry) { return entry.text.starts_with(begin); };
-    const auto near = std::find_if(log.begin() + static_cast<std::ptrdiff_t>(logs_seen_), log.end(), is_near);
-    if (near == log.end()) throw;
+    const auto near = std::ranges::find_if(log.begin() + static_cast<std::ptrdiff_t>(logs_seen_), log.end(), is_near);
+    if (begin.empty() || near == log.end()) throw;
     throw StepFailed(std::string(failure.what()) + "; the driver logged " + Shown(near->text));
   }
   logs_seen_ = seen;
@@ -127,13 +127,14 @@ bool Expectations::Verdict() {
   bool passed = session_.Driver().Status() == 0;
   const auto fail = [&](const std::string& why) {
     session_.Output().Problem(why);
+    session_.Recording().Failed({}, why);
     passed = false;
   };
   if (const std::string& unexpected = session_.HostEnd().Unexpected(); !unexpected.empty()) {
-    fail("the host received unexpected bytes: " + Printable(unexpected));
+    fail("the host received unexpected bytes: " + Shown(unexpected));
   }
   if (device_expected_ && !session_.DeviceBytes().empty()) {
-    fail("the device received unexpected bytes: " + Printable(session_.DeviceBytes()));
+    fail("the device received unexpected bytes: " + Shown(session_.DeviceBytes()));
   }
   return passed;
 }

@@ -100,7 +100,7 @@ bool Player::Try(const std::function<void()>& action, const Step& step) {
     return true;
   } catch (const StepFailed& failure) {
     session_.Output().Problem(step.Message(failure.what()));
-    session_.Recording().Failed(step.line, failure.what());
+    if (!signals::IsPending()) session_.Recording().Failed(step.line, failure.what());
     return false;
   }
 }

@@ -13,15 +13,16 @@
 Recorder::Recorder(std::string path) : path_(std::move(path)) {
   if (path_.empty()) return;
   // Opened to append, so that the file keeps its contents until the end of the session.
-  const bool is_new = !std::filesystem::exists(std::filesystem::symlink_status(path_));
+  const bool is_new = !std::filesystem::exists(path_);
   if (!std::ofstream(path_, std::ios::app)) throw std::system_error(errno, std::generic_category(), path_);
-  if (is_new) std::filesystem::remove(path_);
+  if (is_new) std::filesystem::remove(std::filesystem::canonical(path_));  // not a link to it
 }
 
 int Recorder::Keep() const {
   if (!HasBegun()) return 0;
   std::ofstream file(path_);
-  file << script_ << std::flush;
+  file << script_;
+  file.close();
   return file ? 0 : errno;
 }
 
@@ -64,13 +65,13 @@ void Recorder::WriteWait(std::chrono::milliseconds time) {
 }
 
 void Recorder::DeviceGot(std::string_view bytes) {
-  if (!HasBegun()) return;
+  if (!HasBegun() || is_flooded_) return;
   device_bytes_ += bytes;
   last_event_ = platform::MonotonicNow();
 }
 
 void Recorder::Logged(std::string_view text) {
-  if (!HasBegun()) return;
+  if (!HasBegun() || is_flooded_) return;
   last_event_ = platform::MonotonicNow();
   WriteDeviceBytes();
   if (!text.empty()) WriteExpectation("expect log", text);
@@ -80,7 +81,7 @@ void Recorder::DriverStopped(bool stopped) {
   if (!HasBegun()) return;
   WriteDeviceBytes();
   driver_is_stopped_ = stopped;
-  script_ += std::exchange(held_, {});
+  if (!stopped) script_ += std::exchange(held_, {});
 }
 
 void Recorder::Ended(std::string_view console, const std::string& exit_state) {

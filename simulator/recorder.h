@@ -26,8 +26,8 @@ class Recorder {
   // What arrives while the driver is stopped is expected after it continues, because a replay may stop it earlier.
   void DriverStopped(bool stopped);
   void Ended(std::string_view console, const std::string& exit_state);
-  // Discards device bytes that were not written yet.
-  void ClearDeviceBytes() { device_bytes_.clear(); }
+  // Ignores later device bytes and log entries: those that a flood causes differ in each run.
+  void Flooded() { is_flooded_ = true; }
 
   // Writes the recording, if one was begun, over the file. Returns 0, or the errno value if it could not be written.
   int Keep() const;
@@ -44,5 +44,6 @@ class Recorder {
   std::string device_bytes_;
   std::string held_;  // expectations to be written when the driver continues
   bool driver_is_stopped_ = false;
+  bool is_flooded_ = false;
   std::chrono::nanoseconds last_event_{};
 };

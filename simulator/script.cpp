@@ -20,9 +20,9 @@ constexpr const char* kDemonstration =
     "quit\nexpect log The torvy plx has been asked to quit. (1)\n";
 
 // Applies an `over` step to the script; returns false for any other step.
-bool TakeTransport(const Step& step, Script& script) {
-  if (step.row->kind != StepRow::Kind::kTransport) return false;
-  script.over_ip = step.row->words == "over ip";
+bool SelectTransport(const Step& step, Script& script) {
+  if (!step.row->IsTransport()) return false;
+  script.over_ip = step.row->kind == StepRow::Kind::kOverIp;
   return true;
 }
 
@@ -52,7 +52,7 @@ Script Read(const std::string& contents, const std::string& name) {
     Step step = ReadStep(line);
     step.position = name + ":" + std::to_string(number);
     const bool first = script.steps.empty() && !script.over_ip;
-    if (first && step.row != nullptr && TakeTransport(step, script)) continue;
+    if (first && step.row != nullptr && SelectTransport(step, script)) continue;
     const std::string wrong = WhyNotPerformable(step);
     if (!wrong.empty() && ++problem_count <= kMaxProblems) problems += step.Message(wrong) + '\n';
     if (step.row != nullptr) script.steps.push_back(std::move(step));

@@ -36,12 +36,10 @@ Session::Session(const Setup& setup, Transcript& transcript)
 
 std::vector<std::string> Session::DriverArguments() const {
   const std::vector<std::string>& names = device_.Names();
-  std::vector<std::string> arguments{"IP", "127.0.0.1", std::to_string(host_.Port()), kConnectionID};
-  if (names.size() == 1) {
-    arguments.front() = names.front();
-  } else {
-    arguments.insert(arguments.end(), names.begin(), names.end());
-  }
+  const bool over_ip = Device::IsOverIp(endpoint_);
+  std::vector<std::string> arguments{over_ip ? "IP" : names.front(), "127.0.0.1", std::to_string(host_.Port()),
+                                     kConnectionID};
+  if (over_ip) arguments.insert(arguments.end(), names.begin(), names.end());
   return arguments;
 }
 
@@ -140,9 +138,9 @@ void Session::Flood() {
   const auto ended = [&] {
     if (link.OutputQueued() < kQueued) link.Send(packets);
     device_bytes_.clear();
-    recorder_.ClearDeviceBytes();
     return DriverHasEnded();
   };
+  recorder_.Flooded();
   Await(ended, "the driver to end", kPauseAtEnd, 1);
 }
 
@@ -246,7 +244,6 @@ void Session::End() {
 }
 
 std::string Session::ExitState() {
-  constexpr int kSignalBase = 128;
   const int status = driver_.Status().value_or(0);
-  return status > kSignalBase ? "signal " + std::to_string(status - kSignalBase) : "status " + std::to_string(status);
+  return status < 0 ? "signal " + std::to_string(-status) : "status " + std::to_string(status);
 }

@@ -1,30 +1,22 @@
 #include "simulator/signals.h"
 
-#include <algorithm>
-#include <array>
 #include <csignal>
-#include <cstddef>
 #include <utility>
 
 namespace signals {
 namespace {
 
-constexpr auto kEnding = std::to_array({SIGINT, SIGTERM, SIGHUP, SIGQUIT});
-
-std::array<volatile std::sig_atomic_t, NSIG> received{};  // by signal number
+volatile std::sig_atomic_t interrupted = 0;
+volatile std::sig_atomic_t terminated = 0;
 
 extern "C" void NoteSignal(int signal) {
-  received.at(static_cast<std::size_t>(signal)) = 1;
-}
-
-bool Take(int signal) {
-  return std::exchange(received.at(static_cast<std::size_t>(signal)), 0) != 0;
+  (signal == SIGINT ? interrupted : terminated) = 1;
 }
 
 }  // namespace
 
 void Catch() {
-  for (const int signal : kEnding) {
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGQUIT}) {
     // If the parent process ignores a signal, as nohup does, keep ignoring it.
     if (std::signal(signal, SIG_IGN) != SIG_IGN) std::signal(signal, NoteSignal);
   }
@@ -35,15 +27,16 @@ void Catch() {
 }
 
 bool IsPending() {
-  return std::ranges::any_of(kEnding, [](int signal) { return received.at(static_cast<std::size_t>(signal)) != 0; });
+  return interrupted != 0 || terminated != 0;
 }
 
 bool TakeInterrupt() {
-  return Take(SIGINT);
+  return std::exchange(interrupted, 0) != 0;
 }
 
 void Clear() {
-  for (const int signal : kEnding) Take(signal);
+  interrupted = 0;
+  terminated = 0;
 }
 
 }  // namespace signals

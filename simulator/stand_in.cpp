@@ -15,13 +15,15 @@
 
 namespace {
 
-// A symbolic link that exists as long as the object. Replaces a dangling link, such as one that a killed stand-in has
-// left, but no other file.
+// A symbolic link that exists as long as the object. Replaces a link that a killed stand-in has left: one that dangles,
+// or leads to this one's terminal, which has the same number. Replaces no other file.
 class SymbolicLink {
  public:
   SymbolicLink(std::string path, std::string target) : path_(std::move(path)), target_(std::move(target)) {
     std::error_code error;
-    if (!std::filesystem::exists(path_, error) && std::filesystem::is_symlink(path_, error)) unlink(path_.c_str());
+    const bool is_left =
+        std::filesystem::read_symlink(path_, error) == target_ || !std::filesystem::exists(path_, error);
+    if (is_left && std::filesystem::is_symlink(path_, error)) unlink(path_.c_str());
     if (symlink(target_.c_str(), path_.c_str()) != 0) throw std::system_error(errno, std::generic_category(), path_);
   }
   ~SymbolicLink() {
@@ -58,7 +60,7 @@ void RunStandIn(const Device::Endpoint& endpoint, const std::string& link, Trans
   const std::vector<std::string>& names = device.Names();
   std::optional<SymbolicLink> symbolic_link;
   if (!link.empty()) symbolic_link.emplace(link, names.front());
-  if (names.size() == 1) {
+  if (!Device::IsOverIp(endpoint)) {
     transcript.Note("the interface is at " + (link.empty() ? names.front() : std::filesystem::absolute(link).string()));
   } else if (names.front().find_first_not_of("0.:") == std::string::npos) {
     transcript.Note("the interface is at port " + names.back() + " on every address of this computer");

@@ -78,10 +78,11 @@ std::string ReadCount(std::string_view rest, Step& step) {
 std::string ReadCommand(std::string_view rest, Step& step) {
   constexpr std::size_t kMaxBytes = 65'000;  // the packet, with its keys and lengths, is limited to 65535
   if (rest.size() > kMaxBytes) return "can have at most 65000 bytes; more would not fit in a packet";
-  for (std::size_t mark = rest.find('#'); mark != std::string_view::npos; mark = rest.find('#', mark + 1)) {
-    if (mark > 0 && kBlanks.find(rest[mark - 1]) != std::string_view::npos)
-      return "cannot contain a comment, which needs a line of its own";
+  if (rest.find(" #") != std::string_view::npos || rest.find("\t#") != std::string_view::npos) {
+    return "cannot contain a comment, which needs a line of its own";
   }
+  const auto is_control = [](char byte) { return byte != '\t' && std::iscntrl(static_cast<unsigned char>(byte)) != 0; };
+  if (std::ranges::any_of(rest, is_control)) return "cannot contain control characters";
   step.address = TakeWord(rest);
   step.text = rest;
   return step.text.empty() ? "requires an address and a command: 0102 ON" : "";
@@ -126,9 +127,9 @@ Step ReadStep(std::string_view line) {
   Step step{.row = FindRow(line), .line = std::string(line)};
   if (step.row == nullptr) {
     // An address begins with a letter or a digit and contains a digit; any other word is a mistyped step.
-    const bool begins_with_letter =
-        (word.front() & 0x80) != 0 || std::isalnum(static_cast<unsigned char>(word.front())) != 0;
-    const bool address = begins_with_letter && word.find_first_of("0123456789") != std::string_view::npos;
+    const auto first = static_cast<unsigned char>(word.front());
+    const bool begins_an_address = first >= 0x80 || std::isalnum(first) != 0;
+    const bool address = begins_an_address && word.find_first_of("0123456789") != std::string_view::npos;
     if (!address)
       return NoStep(line,
                     "unknown step " + Quoted(line) + "; \"help\" lists all steps, \"command\" sends to any address");
@@ -140,7 +141,7 @@ Step ReadStep(std::string_view line) {
 }
 
 std::string WhyNotPerformable(const Step& step) {
-  const bool first_only = step.row != nullptr && step.row->kind == StepRow::Kind::kTransport;
+  const bool first_only = step.row != nullptr && step.row->IsTransport();
   return first_only ? Shortened(step.line) + " can only be a script's first step" : step.wrong;
 }
 
@@ -148,7 +149,7 @@ std::vector<std::string> StepsThatBegin(std::string_view typed) {
   std::vector<std::string> steps;
   for (const StepRow& row : StepRows()) {
     const bool begins = platform::EqualIgnoringCase(row.words.substr(0, typed.size()), typed);
-    if (!row.words.empty() && row.kind != StepRow::Kind::kTransport && begins) steps.emplace_back(row.words);
+    if (!row.words.empty() && !row.IsTransport() && begins) steps.emplace_back(row.words);
   }
   return steps;
 }

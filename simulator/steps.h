@@ -28,7 +28,7 @@ struct Step {
 };
 
 struct StepRow {
-  enum class Kind { kSend, kWait, kExpectation, kFault, kTransport, kHelp };
+  enum class Kind { kSend, kWait, kExpectation, kFault, kOverIp, kOverSerial, kHelp };
   enum class OperandKind { kNothing, kText, kBytes, kCount, kCommand };
   enum class Use { kAlways, kObservableDevice, kDriverTest };
   // What an action uses.
@@ -43,9 +43,11 @@ struct StepRow {
   OperandKind operand;
   std::string_view operand_name;  // as in the help
   std::string_view help;
-  void (*perform)(const Context& context);  // throws StepFailed; null for a transport, which is only selected
+  void (*perform)(const Context& context);  // throws StepFailed; null for `over` steps
   Use use = Use::kAlways;                   // whether it needs an observable device, or only serves to test a driver
 
+  // Whether the step selects the transport of a script.
+  bool IsTransport() const { return kind == Kind::kOverIp || kind == Kind::kOverSerial; }
   // Returns the step as shown in the help.
   std::string Usage() const;
 };

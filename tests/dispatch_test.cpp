@@ -25,10 +25,9 @@ class Dispatch : public testing::Test {
   void TearDown() override { State().Release(); }
 
   // Sends the message over the link, and returns the resulting log lines.
-  std::vector<std::string> Receive(cQuorvaneCommand message) { return ReceiveBytes(message.GetRawCommand()); }
-  std::vector<std::string> ReceiveBytes(const std::string& packet) {
+  std::vector<std::string> Receive(cQuorvaneCommand message) {
     written.clear();
-    host->Deliver(packet);
+    host->Deliver(message.GetRawCommand());
     return host->Logged();
   }
   // Sends a supported device command; returns the bytes written to the device.
@@ -88,7 +87,8 @@ TEST_F(Dispatch, ReportsPlainCommandsButNotLogPackets) {
   plain.SetUnitCode(12);
   plain.SetFlag("&h0A");
   EXPECT_THAT(Receive(plain), ElementsAre("4 unsupported command: stacked OFF for address C12 (W)"));
-  EXPECT_THAT(ReceiveBytes("L\x05\x02hi"), IsEmpty());
+  host->Deliver("L\x05\x02hi");
+  EXPECT_THAT(host->Logged(), IsEmpty());
 }
 
 TEST_F(Dispatch, LogToHostPollsThreeTimesAfterQueueing) {
