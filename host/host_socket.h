@@ -1,8 +1,8 @@
 // The TCP link to the host: sends the handshake, log entries and packets, and splits the host's stream into messages.
 //
 // The process has one instance, State().HostSocket. If the link fails, the socket prints a line on the console and sets
-// QuitRequested. The message handler may call any function of the socket but Connect, replace or release the socket, and
-// run the event pump; it receives the next message only after it has returned.
+// QuitRequested. The message handler may call any function of the socket but Connect, replace or release the socket,
+// and run the event pump; it receives the next message only after it has returned.
 
 #pragma once
 
@@ -19,8 +19,8 @@ class cQuorvaneDeviceSocket : public platform::TcpClientSocket {
  public:
   using MessageHandler = std::function<void(const cQuorvaneCommand&)>;
 
-  // The maximum number of bytes per receive. Except after a length of zero, it limits how long one data event delays the
-  // next: 4 KiB of raw data take 4.3 seconds on a serial line at 960 bytes per second.
+  // The maximum number of bytes per receive. Except after a length of zero, it limits how long one data event delays
+  // the next: 4 KiB of raw data take 4.3 seconds on a serial line at 960 bytes per second.
   static constexpr std::size_t kHostReceiveSize = 4096;
 
   explicit cQuorvaneDeviceSocket(MessageHandler handler);
