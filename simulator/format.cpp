@@ -15,7 +15,7 @@ bool IsShown(std::string_view character) {
   const auto is_in = [character](std::string_view first, std::string_view last) {
     return character >= first && character <= last;
   };
-  // Control characters, and those that change the direction of writing.
+  // Control characters, and those that change the direction of writing. NOLINTNEXTLINE(misc-misleading-bidirectional)
   return !is_in("\u0080", "\u009F") && !is_in("\u202A", "\u202E") && !is_in("\u2066", "\u2069");
 }
 

@@ -52,15 +52,16 @@ std::string ReadText(std::string_view rest, Step& step) {
 }
 
 std::string ReadBytes(std::string_view rest, Step& step) {
-  const std::string requirement = "requires bytes in hexadecimal, such as 01 2A FF";
+  constexpr const char* kRequirement = "requires bytes in hexadecimal, such as 01 2A FF";
   while (!rest.empty()) {
     const std::string_view word = TakeWord(rest);
     std::uint8_t byte = 0;
     const auto [end, error] = std::from_chars(word.data(), word.data() + word.size(), byte, 16);
-    if (error != std::errc() || end != word.data() + word.size()) return requirement + ", not " + Quoted(word);
+    if (error != std::errc() || end != word.data() + word.size())
+      return std::string(kRequirement) + ", not " + Quoted(word);
     step.text += static_cast<char>(byte);
   }
-  if (step.text.empty()) return requirement;
+  if (step.text.empty()) return kRequirement;
   if (step.text.size() > cQuorvaneCommand::kMaxRawData)
     return "sends at most 244 bytes; more would not fit in a packet";
   return {};
@@ -130,9 +131,10 @@ Step ReadStep(std::string_view line) {
     const auto first = static_cast<unsigned char>(word.front());
     const bool begins_an_address = first >= 0x80 || std::isalnum(first) != 0;
     const bool address = begins_an_address && word.find_first_of("0123456789") != std::string_view::npos;
-    if (!address)
+    if (!address) {
       return NoStep(line,
-                    "unknown step " + Quoted(line) + "; \"help\" lists all steps, \"command\" sends to any address");
+                    "unknown step " + Quoted(line) + R"(; "help" lists all steps, "command" sends to any address)");
+    }
     step.row = &StepRows().front();
   }
   const std::string wrong = ReadOperand(After(step.row->words, line).value_or(""), step);
