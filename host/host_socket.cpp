@@ -6,17 +6,17 @@
 #include "app/process_state.h"
 #include "host/framing.h"
 #include "host/log.h"
+#include "message/packet_layout.h"
 #include "platform/console.h"
 
 namespace {
 
-constexpr std::size_t kMaxPacketSize = 65535;
 constexpr std::string_view kMalformed = "torvy: Received malformed packet from host";
 constexpr std::string_view kUnparsable = "unable to parse multipacket";
 
 }  // namespace
 
-// Without keep-alive, the serial line would stay locked if the host lost power.
+// The default keep-alive times would leave the serial line locked for hours if the host lost power.
 cQuorvaneDeviceSocket::cQuorvaneDeviceSocket(MessageHandler handler)
     : TcpClientSocket(kHostReceiveSize,
                       KeepAlive{.idle = std::chrono::seconds(60), .interval = std::chrono::seconds(15), .probes = 4}),
@@ -49,8 +49,8 @@ void cQuorvaneDeviceSocket::Event_DataAvailable() {
       break;
     }
     if (frame.kind == Kind::kZeroLength) {
-      // Bytes that wait in the kernel may complete the next packet. Until then, hold less than the largest packet.
-      if (Buffer.size() < kMaxPacketSize && InputWaiting() > 0) break;
+      // Bytes that wait in the kernel may complete the next packet: first receive them, up to the largest packet.
+      if (Buffer.size() < layout::kMaxMultiLength && InputWaiting() > 0) break;
       SendLog(kMalformed, kLogLevelDetail);
       Buffer.erase(0, NextCompletePacket(Buffer));
       continue;

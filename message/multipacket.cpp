@@ -1,7 +1,6 @@
 // Multipackets: parsing, building and acknowledging them.
 
 #include <algorithm>
-#include <limits>
 #include <utility>
 
 #include "message/missing_object.h"
@@ -9,8 +8,6 @@
 #include "message/quorvane_command.h"
 
 namespace {
-
-constexpr std::size_t kMaxLength = std::numeric_limits<std::uint16_t>::max();
 
 std::string LengthBytes(std::size_t length) {
   return {static_cast<char>(length & 0xFF), static_cast<char>(length >> 8 & 0xFF)};
@@ -52,7 +49,7 @@ std::string cQuorvaneCommand::GetRawMultipacket() {
   // The length is filled in at the end.
   std::string packet{'J', 0, 0, static_cast<char>(layout::kFlagLittleEndian)};
   for (const MultiDictionary::Entry& entry : MultiDict->Entries()) {
-    const std::string_view value = std::string_view(entry.value).substr(0, kMaxLength);
+    const std::string_view value = std::string_view(entry.value).substr(0, layout::kMaxMultiLength);
     packet.append(entry.key.data(), entry.key.size());
     packet += LengthBytes(value.size());
     packet += value;

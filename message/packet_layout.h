@@ -41,7 +41,8 @@ inline constexpr std::size_t kLogHeaderSize = 3;
 
 // Multipackets, and the entries in them.
 inline constexpr char kMultiKind = 'j';
-inline constexpr std::size_t kMultiLength = 1;  // 16 bits, least significant byte first
+inline constexpr std::size_t kMultiLength = 1;         // 16 bits, least significant byte first
+inline constexpr std::size_t kMaxMultiLength = 65535;  // also of a value
 inline constexpr std::size_t kMultiFlags = 3;
 inline constexpr std::size_t kMultiHeaderSize = 4;
 inline constexpr std::int32_t kFlagLittleEndian = 0x80;  // byte order of the value lengths
