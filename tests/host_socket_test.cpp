@@ -121,11 +121,12 @@ TEST_F(HostStream, HoldsAtMostTheLargestPacketAfterZeroLength) {
   EXPECT_THAT(socket.Logged(), testing::ElementsAre("4 torvy: Received malformed packet from host"));
 }
 
-// The receive ends after one to seven bytes of a multipacket; up to four bytes could be parsed as a plain packet.
+// The receive ends after one to seven bytes of a multipacket, up to four of which could be parsed as a plain packet, or
+// before its last byte.
 TEST_F(HostStream, CompletesPacketSplitByItsReceive) {
   for (const std::size_t size : {257U, 258U, 259U, 260U, 516U}) {
     const std::string packet = Device("0102", std::string(size - 28, 'w'));
-    for (std::size_t received = 1; received < 8; ++received) {
+    for (const std::size_t received : std::initializer_list<std::size_t>{1, 2, 3, 4, 5, 6, 7, size - 1}) {
       std::string stream(cQuorvaneDeviceSocket::kHostReceiveSize - received, 'x');
       for (std::size_t at = 0; at < stream.size(); at += 255) {
         stream[at] = 'X';

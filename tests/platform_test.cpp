@@ -93,9 +93,9 @@ TEST(EventPump, FailedWaitBacksOffAndCallsNoSource) {
 }
 
 TEST(Descriptor, IsAboveStandardDescriptorsAndCloseOnExec) {
-  close(STDIN_FILENO);
+  close(STDERR_FILENO);
   const Descriptor moved_up(open("/dev/null", O_RDONLY));
-  EXPECT_EQ(fcntl(STDIN_FILENO, F_GETFD), -1);
+  EXPECT_EQ(fcntl(STDERR_FILENO, F_GETFD), -1);
   const Descriptor kept(dup2(moved_up.Number(), STDERR_FILENO + 100));
   EXPECT_GT(moved_up.Number(), STDERR_FILENO);
   for (const int number : {moved_up.Number(), kept.Number()}) EXPECT_EQ(fcntl(number, F_GETFD), FD_CLOEXEC);
