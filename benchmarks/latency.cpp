@@ -41,7 +41,7 @@ double RoundTrip(const Relay& relay) {
   return std::chrono::duration<double, std::micro>(platform::MonotonicNow() - start).count();
 }
 
-// Measures all relays in random order; in a fixed order, each would be affected by the one before it.
+// Measures all relays in random order; in a fixed order, each would always follow the same one.
 void Sample(std::vector<Relay>& relays) {
   std::vector<std::size_t> order;
   for (std::size_t i = 0; i < relays.size() * kSamples; ++i) order.push_back(i % relays.size());
@@ -62,7 +62,7 @@ void PrintRows(const char* way, const std::vector<Relay>& relays) {
   std::fflush(stdout);
 }
 
-// Writes the distribution of the times, in one block per relay: for each permille, the time and the percentage.
+// Writes the distribution of the times, in one block per relay: for each thousandth, the time and the percentage.
 void WriteDistribution(const std::string& path, const std::vector<Relay>& relays) {
   std::ofstream data(path);
   for (const Relay& relay : relays) {

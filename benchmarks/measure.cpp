@@ -1,6 +1,4 @@
 // Compares the driver with other relay programs on this machine; run by scripts/compare.
-//
-// Usage: torvy-measure DRIVER MINIMAL-RELAY SOCAT DATA-FOLDER
 
 #include "benchmarks/measure.h"
 

@@ -1,6 +1,6 @@
-# Sets the variable to the path that runs a target's program on this machine. For another architecture, this is the path of
-# a script that runs the program under the emulator, because the emulator does not emulate child processes. All scripts are
-# in one directory and have the programs' names, so that a program that looks for another next to itself finds its script.
+# Sets the variable to the path by which this machine runs a target's program. For another architecture, this is a script
+# that runs the program under the emulator, which does not emulate child processes. Each program is in a directory of its own,
+# and the scripts are together in one, with the programs' names: a program that looks next to itself finds another's script.
 function(runnable variable target)
   if(NOT CMAKE_CROSSCOMPILING_EMULATOR)
     set(${variable} $<TARGET_FILE:${target}> PARENT_SCOPE)
@@ -9,7 +9,7 @@ function(runnable variable target)
   set_target_properties(${target} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/${target}.${CMAKE_SYSTEM_PROCESSOR})
   set(script ${CMAKE_BINARY_DIR}/emulated/${target})
   list(JOIN CMAKE_CROSSCOMPILING_EMULATOR " " emulator)
-  # bash can read a script even if few descriptors are allowed.
+  # Unlike dash, bash can read a script even if only a few descriptors are allowed.
   file(GENERATE OUTPUT ${script}
        CONTENT "#!/bin/bash\nexec ${emulator} -0 \"$0\" \"$<TARGET_FILE:${target}>\" \"$@\"\n"
        FILE_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE)

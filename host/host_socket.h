@@ -1,8 +1,8 @@
 // The TCP link to the host: sends the handshake, log entries and packets, and splits the host's stream into messages.
 //
 // The process has one instance, State().HostSocket. If the link fails, the socket prints a line on the console and sets
-// QuitRequested. The message handler may call any function of the socket but Connect, replace or release the socket,
-// and run the event pump; it receives the next message only after it has returned.
+// QuitRequested. The message handler may run the event pump, replace or release the socket, and call any of its
+// functions but Connect; it receives the next message only after it has returned.
 
 #pragma once
 

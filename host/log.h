@@ -1,6 +1,6 @@
 // Sends log entries to the host, from anywhere in the process. Drops them while there is no host socket.
 //
-// The texts of the entries, including double and trailing blanks, their levels, and the three polls are the same in the
+// The texts of the entries, including double and trailing blanks, their levels, and the three polls match those of the
 // host's other drivers. Do not correct them.
 
 #pragma once
